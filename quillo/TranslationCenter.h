@@ -1,0 +1,45 @@
+#pragma once
+
+#include <quillo/quillo_export.h>
+
+#include <QMap>
+#include <QMutex>
+#include <QString>
+#include <QStringList>
+
+/**
+ * The host application's process-wide registry of translation contexts.
+ *
+ * Libraries loaded into the host register the contexts their texts are translated
+ * in when they are loaded, and unregister them when they are unloaded. Registration
+ * is reference-counted: a context registered twice stays registered until it has
+ * been unregistered twice. All operations are thread-safe.
+ *
+ * The registry owns copies of the names it holds, so a library may register a name
+ * that lives in its own read-only data and be unloaded later.
+ */
+class QUILLO_EXPORT TranslationCenter
+{
+public:
+    /// The one instance of the process; created on first use.
+    static TranslationCenter& Instance();
+
+    /// Adds one reference to @p context; the first reference makes it registered.
+    void Register(const QString& context);
+
+    /// Drops one reference to @p context; unregistering an unknown context does nothing.
+    void Unregister(const QString& context);
+
+    /// The contexts that are registered now, sorted, each named once.
+    QStringList registeredContexts() const;
+
+    TranslationCenter(const TranslationCenter&) = delete;
+    TranslationCenter& operator=(const TranslationCenter&) = delete;
+
+private:
+    TranslationCenter() = default;
+    ~TranslationCenter() = default;
+
+    mutable QMutex m_mutex;
+    QMap<QString, int> m_referenceCounts;
+};
