@@ -35,4 +35,8 @@ function(mivo_library_defaults target)
     # dlclose so that its unload hook runs.
     target_compile_options(${target} PRIVATE -fno-gnu-unique)
   endif()
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    # Calls between the library's own exported functions go direct, not through the PLT.
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+  endif()
 endfunction()

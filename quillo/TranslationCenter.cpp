@@ -1,6 +1,5 @@
 #include <quillo/TranslationCenter.h>
 
-#include <QMutexLocker>
 
 TranslationCenter& TranslationCenter::Instance()
 {
@@ -10,7 +9,7 @@ TranslationCenter& TranslationCenter::Instance()
 
 void TranslationCenter::Register(const QString& context)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     const auto it = m_referenceCounts.find(context);
     if (it != m_referenceCounts.end()) {
         ++it.value();
@@ -23,7 +22,7 @@ void TranslationCenter::Register(const QString& context)
 
 void TranslationCenter::Unregister(const QString& context)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     const auto it = m_referenceCounts.find(context);
     if (it == m_referenceCounts.end())
         return;
@@ -33,6 +32,6 @@ void TranslationCenter::Unregister(const QString& context)
 
 QStringList TranslationCenter::registeredContexts() const
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     return m_referenceCounts.keys();
 }

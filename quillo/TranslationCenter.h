@@ -3,9 +3,10 @@
 #include <quillo/quillo_export.h>
 
 #include <QMap>
-#include <QMutex>
 #include <QString>
 #include <QStringList>
+
+#include <mutex>
 
 /**
  * The host application's process-wide registry of translation contexts.
@@ -40,6 +41,8 @@ private:
     TranslationCenter() = default;
     ~TranslationCenter() = default;
 
-    mutable QMutex m_mutex;
+    // std::mutex rather than QMutex: it is built on pthreads, whose synchronisation
+    // ThreadSanitizer sees, so the registry can be checked under it.
+    mutable std::mutex m_mutex;
     QMap<QString, int> m_referenceCounts;
 };
