@@ -14,7 +14,7 @@ namespace mivo::tilegen {
 // Publishes one tile source into an output directory so that a server never shows a
 // half-written pyramid. Everything is first written into a hidden staging directory
 // beside the source (".<id>.partial-<pid>"), every file through a temporary file and a
-// rename; publish() then swaps the staging directory with <out>/<id> in one atomic
+// rename; publish() flushes the file system, then swaps the staging directory with <out>/<id> in one atomic
 // rename (falling back to two renames where the file system cannot swap), removes the
 // old pyramid and writes tilesources.json last. Until publish() nothing in the output
 // directory changes; a publisher destroyed or abandoned before that removes its staging
@@ -26,7 +26,7 @@ public:
     // Writes `data` to `path`; throws Error naming the file on failure.
     using FileWriter = std::function<void(const QString& path, const QByteArray& data)>;
 
-    // The default writer: QSaveFile (temporary file in the same directory, then rename).
+    // The default writer: a temporary file in the same directory, then a rename.
     static void writeFileAtomically(const QString& path, const QByteArray& data);
 
     // The source id must be a plain file name (letters, digits, '.', '_', '-'; not
