@@ -14,7 +14,17 @@ public:
     LevelQuantizer() = default;
     LevelQuantizer(double minValue, double maxValue, int valueSteps);
 
-    quint8 indexOf(double level) const;
+    // Inline: called for every bin of every frame.
+    quint8 indexOf(double level) const
+    {
+        const double position = (level - m_min) * m_scale;
+        // Written so that NaN falls to the lowest data index.
+        if (!(position >= 1.0))
+            return 1;
+        if (position >= m_steps)
+            return quint8(m_steps);
+        return quint8(position + 0.5); // round half up; position is positive here
+    }
 
     // The level index `index` stands for.
     double levelOf(int index) const;
@@ -27,6 +37,7 @@ private:
     double m_min = -127.0;
     double m_max = 127.0;
     int m_steps = 255;
+    double m_scale = 255.0 / 254.0;
 };
 
 } // namespace mivo::tilegen

@@ -40,7 +40,6 @@ class FftPlan
 {
 public:
     FftPlan(int size, bool complex)
-        : m_complex(complex)
     {
         const std::lock_guard<std::mutex> lock(plannerMutex());
         auto out = allocate<fftwf_complex>(size_t(size));
@@ -78,7 +77,6 @@ public:
     }
 
 private:
-    bool m_complex;
     fftwf_plan m_plan = nullptr;
 };
 

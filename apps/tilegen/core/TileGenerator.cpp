@@ -93,14 +93,18 @@ public:
     }
 
     // Starts a job that may run while the caller goes on; at most a few are queued,
-    // so this blocks when the pool falls behind.
+    // beyond that the job runs on the calling thread.
     void startBackground(std::function<void()> job)
     {
         if (m_inline) {
             job();
             return;
         }
-        m_backgroundSlots.acquire();
+        // When the pool falls behind, the caller encodes too rather than wait idle.
+        if (!m_backgroundSlots.tryAcquire()) {
+            job();
+            return;
+        }
         m_pool.start([this, job = std::move(job)] {
             job();
             m_backgroundSlots.release();
