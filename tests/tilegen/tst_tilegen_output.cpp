@@ -113,6 +113,12 @@ private Q_SLOTS:
         QCOMPARE(decoded.size(), QSize(16, 16));
         for (int i = 0; i < 256; ++i)
             QCOMPARE(decoded.pixelIndex(i % 16, i / 16), i);
+
+        // And through the library's tile parser, where the library has it.
+        const QImage parsed = testfiles::decodeTile(png);
+        QCOMPARE(parsed.size(), QSize(16, 16));
+        for (int i = 0; i < 256; ++i)
+            QCOMPARE(parsed.pixelIndex(i % 16, i / 16), i);
     }
 
     void greyRampTableWouldBeWrittenAsGreyscalePng()
