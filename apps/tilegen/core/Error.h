@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+
+#include <stdexcept>
+
+namespace mivo::tilegen {
+
+// Thrown for every problem with the input, the options or the output. The text is
+// complete and meant for the user as it is: "<file or option>: <problem>".
+class Error : public std::runtime_error
+{
+public:
+    explicit Error(const QString& message)
+        : std::runtime_error(message.toStdString())
+        , m_message(message)
+    {
+    }
+
+    Error(const QString& subject, const QString& problem)
+        : Error(subject + QStringLiteral(": ") + problem)
+    {
+    }
+
+    const QString& message() const { return m_message; }
+
+private:
+    QString m_message;
+};
+
+} // namespace mivo::tilegen

@@ -1,0 +1,7 @@
+#include "SignalSource.h"
+
+namespace mivo::tilegen {
+
+ISignalSource::~ISignalSource() = default;
+
+} // namespace mivo::tilegen

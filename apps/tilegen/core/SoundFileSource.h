@@ -1,0 +1,36 @@
+#pragma once
+
+#include "SignalSource.h"
+
+#include <memory>
+#include <vector>
+
+namespace mivo::tilegen {
+
+// Any file libsndfile reads (WAV, FLAC, AIFF, OGG, ...): one channel of it, as real
+// samples scaled to -1..1.
+class SoundFileSource : public ISignalSource
+{
+public:
+    // Throws Error if libsndfile cannot open the file or the channel does not exist.
+    // `startTime` is the instant of the first sample.
+    SoundFileSource(const QString& path, int channel, double startTime);
+    ~SoundFileSource() override;
+
+    const SignalInfo& info() const override { return m_info; }
+    QString fileName() const override { return m_path; }
+    int channelCount() const { return m_channels; }
+    qint64 read(float* out, qint64 count) override;
+    qint64 skip(qint64 count) override;
+
+private:
+    struct Handle;
+    std::unique_ptr<Handle> m_handle;
+    QString m_path;
+    SignalInfo m_info;
+    int m_channels = 0;
+    int m_channel = 0;
+    std::vector<float> m_frames;
+};
+
+} // namespace mivo::tilegen

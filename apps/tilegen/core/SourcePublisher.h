@@ -1,0 +1,78 @@
+#pragma once
+
+#include "TileKey.h"
+
+#include <QByteArray>
+#include <QSet>
+#include <QString>
+
+#include <functional>
+#include <mutex>
+
+namespace mivo::tilegen {
+
+// Publishes one tile source into an output directory so that a server never shows a
+// half-written pyramid. Everything is first written into a hidden staging directory
+// beside the source (".<id>.partial-<pid>"), every file through a temporary file and a
+// rename; publish() flushes the file system, then swaps the staging directory with <out>/<id> in one atomic
+// rename (falling back to two renames where the file system cannot swap), removes the
+// old pyramid and writes tilesources.json last. Until publish() nothing in the output
+// directory changes; a publisher destroyed or abandoned before that removes its staging
+// directory. Staging and old directories left by killed runs are removed by the next
+// run for the same source id.
+class SourcePublisher
+{
+public:
+    // Writes `data` to `path`; throws Error naming the file on failure.
+    using FileWriter = std::function<void(const QString& path, const QByteArray& data)>;
+
+    // The default writer: a temporary file in the same directory, then a rename.
+    static void writeFileAtomically(const QString& path, const QByteArray& data);
+
+    // The source id must be a plain file name (letters, digits, '.', '_', '-'; not
+    // starting with '.'); see isValidSourceId().
+    SourcePublisher(const QString& outputDirectory, const QString& sourceId,
+                    FileWriter writer = &SourcePublisher::writeFileAtomically);
+    ~SourcePublisher();
+    SourcePublisher(const SourcePublisher&) = delete;
+    SourcePublisher& operator=(const SourcePublisher&) = delete;
+
+    static bool isValidSourceId(const QString& id);
+
+    // Creates the output and staging directories and checks that an existing
+    // tilesources.json can be merged. Throws Error.
+    void prepare();
+
+    // Thread-safe. Throws Error.
+    void writeTile(const TileKey& key, const QByteArray& png);
+
+    // A document of the source (tiledescriptor.json, ...), written into staging.
+    void writeDocument(const QString& fileName, const QByteArray& data);
+
+    // Makes the staged source visible and lists it in tilesources.json. Throws Error;
+    // on failure before the swap nothing visible has changed.
+    void publish();
+
+    // Removes the staging directory; nothing is published.
+    void abandon();
+
+    QString stagingDirectory() const { return m_stagingDir; }
+    QString sourceDirectory() const { return m_sourceDir; }
+    QString sourceListPath() const;
+
+private:
+    void ensureDirectory(const QString& path);
+    void removeLeftovers() const;
+
+    QString m_outputDir;
+    QString m_sourceId;
+    QString m_sourceDir;
+    QString m_stagingDir;
+    FileWriter m_writer;
+    std::mutex m_directoryMutex;
+    QSet<QString> m_createdDirectories;
+    bool m_prepared = false;
+    bool m_published = false;
+};
+
+} // namespace mivo::tilegen

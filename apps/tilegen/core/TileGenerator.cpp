@@ -1,0 +1,464 @@
+#include "TileGenerator.h"
+
+#include "AnnotationExport.h"
+#include "AxisGrid.h"
+#include "Documents.h"
+#include "Error.h"
+#include "SpectrumAnalyzer.h"
+#include "TileEncoder.h"
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QRunnable>
+#include <QSemaphore>
+#include <QThread>
+#include <QThreadPool>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <mutex>
+
+namespace mivo::tilegen {
+
+namespace {
+
+bool isPowerOfTwo(qint64 n)
+{
+    return n > 0 && (n & (n - 1)) == 0;
+}
+
+// The first failure of any task; later ones are dropped.
+class FailureSlot
+{
+public:
+    void capture(const Error& error)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_error)
+            m_error = error;
+        m_failed = true;
+    }
+    bool failed() const { return m_failed; }
+    void rethrow() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_error)
+            throw *m_error;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::optional<Error> m_error;
+    std::atomic<bool> m_failed{false};
+};
+
+// Runs jobs on `threads` cores: the calling thread plus a pool of threads - 1.
+// With one thread everything runs inline, in order.
+class Workers
+{
+public:
+    explicit Workers(int threads)
+        : m_backgroundSlots(4 * threads)
+    {
+        m_pool.setMaxThreadCount(std::max(1, threads - 1));
+        m_inline = threads <= 1;
+    }
+    ~Workers() { m_pool.waitForDone(); }
+
+    int threadCount() const { return m_inline ? 1 : m_pool.maxThreadCount() + 1; }
+
+    // Runs all jobs and returns when they are done. Job 0 runs on the calling thread;
+    // jobs the pool has not started by then are taken back and run here too.
+    void runAll(const std::vector<std::function<void()>>& jobs)
+    {
+        if (m_inline || jobs.size() == 1) {
+            for (const auto& job : jobs)
+                job();
+            return;
+        }
+        QSemaphore done;
+        std::vector<std::unique_ptr<Job>> pooled;
+        for (size_t i = 1; i < jobs.size(); ++i) {
+            pooled.push_back(std::make_unique<Job>(jobs[i], done));
+            m_pool.start(pooled.back().get(), urgentPriority);
+        }
+        jobs.front()();
+        for (const auto& job : pooled) {
+            if (m_pool.tryTake(job.get()))
+                job->run();
+        }
+        done.acquire(int(pooled.size()));
+    }
+
+    // Starts a job that may run while the caller goes on; at most a few are queued,
+    // beyond that the job runs on the calling thread.
+    void startBackground(std::function<void()> job)
+    {
+        if (m_inline) {
+            job();
+            return;
+        }
+        // When the pool falls behind, the caller encodes too rather than wait idle.
+        if (!m_backgroundSlots.tryAcquire()) {
+            job();
+            return;
+        }
+        m_pool.start([this, job = std::move(job)] {
+            job();
+            m_backgroundSlots.release();
+        });
+    }
+
+    void cancelQueued() { m_pool.clear(); }
+    void waitForBackground() { m_pool.waitForDone(); }
+
+private:
+    static constexpr int urgentPriority = 1;
+
+    class Job : public QRunnable
+    {
+    public:
+        Job(std::function<void()> work, QSemaphore& done)
+            : m_work(std::move(work))
+            , m_done(done)
+        {
+            setAutoDelete(false);
+        }
+        void run() override
+        {
+            m_work();
+            m_done.release();
+        }
+
+    private:
+        std::function<void()> m_work;
+        QSemaphore& m_done;
+    };
+
+    QThreadPool m_pool;
+    QSemaphore m_backgroundSlots;
+    bool m_inline = true;
+};
+
+// Frames of a recording in blocks; keeps the overlap between consecutive frames.
+class FrameReader
+{
+public:
+    FrameReader(ISignalSource& source, int fftSize, int hop)
+        : m_source(source)
+        , m_fftSize(fftSize)
+        , m_hop(hop)
+        , m_components(source.info().complex ? 2 : 1)
+    {
+    }
+
+    // Samples of frames first .. first + count - 1; frame first + j starts at
+    // j * hop samples into the result.
+    const float* load(qint64 first, int count)
+    {
+        const qint64 start = first * m_hop;
+        const qint64 end = (first + count - 1) * m_hop + m_fftSize;
+        const qint64 bufferedEnd = m_bufferStart + m_buffered;
+        if (start >= bufferedEnd) {
+            const qint64 gap = start - bufferedEnd;
+            if (gap > 0 && m_source.skip(gap) != gap)
+                truncated(start);
+            m_buffered = 0;
+        } else {
+            const qint64 drop = start - m_bufferStart;
+            m_buffered -= drop;
+            std::memmove(m_samples.data(), m_samples.data() + drop * m_components,
+                         size_t(m_buffered * m_components) * sizeof(float));
+        }
+        m_bufferStart = start;
+
+        const qint64 needed = end - start;
+        if (qint64(m_samples.size()) < needed * m_components)
+            m_samples.resize(size_t(needed * m_components));
+        while (m_buffered < needed) {
+            const qint64 n = m_source.read(m_samples.data() + m_buffered * m_components, needed - m_buffered);
+            if (n <= 0)
+                truncated(m_bufferStart + m_buffered);
+            m_buffered += n;
+        }
+        return m_samples.data();
+    }
+
+private:
+    [[noreturn]] void truncated(qint64 at) const
+    {
+        throw Error(m_source.fileName(), QStringLiteral("ends after %1 samples although it should hold %2")
+                                             .arg(at)
+                                             .arg(m_source.info().sampleCount));
+    }
+
+    ISignalSource& m_source;
+    int m_fftSize;
+    int m_hop;
+    int m_components;
+    std::vector<float> m_samples;
+    qint64 m_bufferStart = 0;
+    qint64 m_buffered = 0;
+};
+
+} // namespace
+
+void TileGenerator::validate(const TileGeneratorSettings& settings)
+{
+    if (!isPowerOfTwo(settings.fftSize) || settings.fftSize < 16 || settings.fftSize > (1 << 20))
+        throw Error(QStringLiteral("--fft-size"),
+                    QStringLiteral("%1 is not a power of two from 16 to 1048576").arg(settings.fftSize));
+    if (settings.hop < 0)
+        throw Error(QStringLiteral("--hop"), QStringLiteral("must be a positive number of samples, got %1").arg(settings.hop));
+    if (settings.tileSize < 16 || settings.tileSize > 4096 || settings.tileSize % 2 != 0)
+        throw Error(QStringLiteral("--tile-size"),
+                    QStringLiteral("%1 is not an even number from 16 to 4096").arg(settings.tileSize));
+    if (settings.xBase && !(*settings.xBase > 0 && std::isfinite(*settings.xBase)))
+        throw Error(QStringLiteral("--x-base"), QStringLiteral("must be a positive number of Hz, got %1").arg(*settings.xBase));
+    if (settings.yBase && !(*settings.yBase > 0 && std::isfinite(*settings.yBase)))
+        throw Error(QStringLiteral("--y-base"),
+                    QStringLiteral("must be a positive number of seconds, got %1").arg(*settings.yBase));
+    if (!std::isfinite(settings.levelOffset))
+        throw Error(QStringLiteral("--level-offset"), QStringLiteral("must be a finite number of dB"));
+    if (settings.threads < 0 || settings.threads > 256)
+        throw Error(QStringLiteral("--threads"), QStringLiteral("must be from 1 to 256 (0: one per core), got %1").arg(settings.threads));
+    if (!settings.sourceId.isEmpty() && !SourcePublisher::isValidSourceId(settings.sourceId))
+        throw Error(QStringLiteral("--source-id"),
+                    QStringLiteral("\"%1\" is not a plain name of letters, digits, '.', '_' and '-' "
+                                   "(not starting with '.')")
+                        .arg(settings.sourceId));
+}
+
+QString TileGenerator::sourceIdFromBaseName(const QString& baseName)
+{
+    static const QRegularExpression unsafe(QStringLiteral("[^A-Za-z0-9._-]"));
+    QString id = baseName;
+    id.replace(unsafe, QStringLiteral("_"));
+    while (id.startsWith(QLatin1Char('.')))
+        id.remove(0, 1);
+    return id.left(200);
+}
+
+TileGenerator::TileGenerator(const TileGeneratorSettings& settings, OpenedInput input, const QString& outputDirectory)
+    : m_settings(settings)
+    , m_input(std::move(input))
+    , m_outputDir(outputDirectory)
+{
+}
+
+TileGenerator::~TileGenerator() = default;
+
+void TileGenerator::warn(const QString& message) const
+{
+    if (m_warning)
+        m_warning(message);
+}
+
+TileGeneratorResult TileGenerator::run()
+{
+    validate(m_settings);
+    Q_ASSERT(m_input.source && "run() needs an opened input");
+    ISignalSource& source = *m_input.source;
+    const SignalInfo& info = source.info();
+    const QString fileName = source.fileName();
+
+    const int fftSize = m_settings.fftSize;
+    const int hop = m_settings.hop > 0 ? m_settings.hop : fftSize / 2;
+    if (!(info.sampleRate > 0) || !std::isfinite(info.sampleRate))
+        throw Error(fileName, QStringLiteral("sample rate must be positive, got %1").arg(info.sampleRate));
+    if (info.startTime < 0 || !std::isfinite(info.startTime))
+        throw Error(fileName, QStringLiteral("starts at %1 s, before 1970-01-01; the tiles cannot hold earlier "
+                                             "times (give --start-time)")
+                                  .arg(info.startTime, 0, 'f', 6));
+    if (info.sampleCount < fftSize)
+        throw Error(fileName, QStringLiteral("holds %1 samples, fewer than one FFT frame of %2")
+                                  .arg(info.sampleCount)
+                                  .arg(fftSize));
+
+    TileGeneratorResult result;
+    result.sourceId = m_settings.sourceId.isEmpty() ? sourceIdFromBaseName(m_input.baseName) : m_settings.sourceId;
+    if (!SourcePublisher::isValidSourceId(result.sourceId))
+        throw Error(fileName, QStringLiteral("cannot make a source id from the file name; give --source-id"));
+    const QString name = m_settings.name.isEmpty() ? result.sourceId : m_settings.name;
+
+    // Geometry: level-0 column of every bin, level-0 row of every frame.
+    const int bins = SpectrumAnalyzer::binCount(fftSize, info.complex);
+    result.xBase = m_settings.xBase.value_or(info.sampleRate / fftSize);
+    result.yBase = m_settings.yBase.value_or(hop / info.sampleRate);
+    const AxisGrid xGrid(result.xBase, m_settings.tileSize);
+    const AxisGrid yGrid(result.yBase, m_settings.tileSize);
+
+    std::vector<qint64> columnOf(size_t(bins), -1);
+    int dropped = 0;
+    for (int k = 0; k < bins; ++k) {
+        const double frequency = info.complex ? info.centerFrequency + double(k - fftSize / 2) * info.sampleRate / fftSize
+                                              : double(k) * info.sampleRate / fftSize;
+        if (frequency < 0)
+            ++dropped;
+        else
+            columnOf[size_t(k)] = xGrid.pixelOf(frequency);
+    }
+    if (dropped == bins)
+        throw Error(fileName, QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
+                                  .arg(info.centerFrequency, 0, 'f', 1));
+    if (dropped > 0)
+        warn(QStringLiteral("%1: %2 of %3 FFT bins lie below 0 Hz and are left out (centre %4 Hz); "
+                            "the tiles cannot hold negative frequencies")
+                 .arg(fileName)
+                 .arg(dropped)
+                 .arg(bins)
+                 .arg(info.centerFrequency, 0, 'f', 1));
+    qint64 firstColumn = std::numeric_limits<qint64>::max();
+    qint64 lastColumn = -1;
+    for (const qint64 column : columnOf) {
+        if (column >= 0) {
+            firstColumn = std::min(firstColumn, column);
+            lastColumn = std::max(lastColumn, column);
+        }
+    }
+
+    const qint64 frames = (info.sampleCount - fftSize) / hop + 1;
+    const auto frameTime = [&](qint64 frame) {
+        return info.startTime + double(frame * hop + fftSize / 2) / info.sampleRate;
+    };
+    const qint64 firstRow = yGrid.pixelOf(frameTime(0));
+    const qint64 lastRow = yGrid.pixelOf(frameTime(frames - 1));
+    result.topXZoom = xGrid.topZoomLevel(firstColumn, lastColumn);
+    result.topYZoom = yGrid.topZoomLevel(firstRow, lastRow);
+    if (xGrid.tileOf(AxisGrid::pixelAtLevel(firstColumn, result.topXZoom))
+        != xGrid.tileOf(AxisGrid::pixelAtLevel(lastColumn, result.topXZoom)))
+        warn(QStringLiteral("the frequency span does not fit one tile even at zoom level %1").arg(result.topXZoom));
+    if (yGrid.tileOf(AxisGrid::pixelAtLevel(firstRow, result.topYZoom))
+        != yGrid.tileOf(AxisGrid::pixelAtLevel(lastRow, result.topYZoom)))
+        warn(QStringLiteral("the time span does not fit one tile even at zoom level %1").arg(result.topYZoom));
+
+    // The pyramid holds one strip of tile rows per y level: refuse what cannot fit.
+    const double stripColumns = double((xGrid.tileOf(lastColumn) - xGrid.tileOf(firstColumn) + 1) * m_settings.tileSize);
+    const double stripBytes = (result.topYZoom + 3) * double(m_settings.tileSize) * stripColumns;
+    if (stripBytes > 4.0 * 1024 * 1024 * 1024)
+        throw Error(QStringLiteral("--x-base"),
+                    QStringLiteral("%1 Hz per pixel makes %2 columns, %3 GiB of working memory; choose a coarser one")
+                        .arg(result.xBase)
+                        .arg(qint64(stripColumns))
+                        .arg(stripBytes / (1024.0 * 1024 * 1024), 0, 'f', 1));
+
+    SourcePublisher publisher(m_outputDir, result.sourceId, m_writer);
+    publisher.prepare();
+    result.sourceDirectory = publisher.sourceDirectory();
+
+    const int threads = m_settings.threads > 0 ? m_settings.threads : std::max(1, QThread::idealThreadCount());
+    const TileEncoder encoder;
+    FailureSlot failure;
+    std::atomic<quint64> tilesWritten{0};
+    Workers workers(threads); // destroyed first: its tasks use the objects above
+
+    PyramidBuilder::Settings pyramidSettings;
+    pyramidSettings.tileSize = m_settings.tileSize;
+    pyramidSettings.firstColumn = firstColumn;
+    pyramidSettings.lastColumn = lastColumn;
+    pyramidSettings.topXZoom = result.topXZoom;
+    pyramidSettings.topYZoom = result.topYZoom;
+    pyramidSettings.reduction = m_settings.reduction;
+    PyramidBuilder pyramid(pyramidSettings, [&](const TileKey& key, const QImage& tile) {
+        workers.startBackground([&, key, tile] {
+            if (failure.failed())
+                return;
+            try {
+                publisher.writeTile(key, encoder.encode(tile));
+                ++tilesWritten;
+            } catch (const Error& error) {
+                failure.capture(error);
+            } catch (const std::exception& error) {
+                failure.capture(Error(publisher.stagingDirectory(), QString::fromLocal8Bit(error.what())));
+            }
+        });
+    });
+
+    SpectrumSettings spectrum;
+    spectrum.fftSize = fftSize;
+    spectrum.window = m_settings.window;
+    spectrum.levelOffset = m_settings.levelOffset;
+    spectrum.complex = info.complex;
+    std::vector<std::unique_ptr<SpectrumAnalyzer>> analyzers;
+    for (int i = 0; i < workers.threadCount(); ++i)
+        analyzers.push_back(std::make_unique<SpectrumAnalyzer>(spectrum));
+
+    FrameReader reader(source, fftSize, hop);
+    const int blockFrames = 128 * workers.threadCount();
+    std::vector<quint8> levels(size_t(blockFrames) * size_t(bins));
+    const int components = info.complex ? 2 : 1;
+    try {
+        for (qint64 first = 0; first < frames; first += blockFrames) {
+            const int count = int(std::min<qint64>(blockFrames, frames - first));
+            const float* samples = reader.load(first, count);
+
+            const int parts = int(analyzers.size());
+            const int perPart = (count + parts - 1) / parts;
+            std::vector<std::function<void()>> jobs;
+            for (int p = 0; p < parts && p * perPart < count; ++p) {
+                jobs.emplace_back([&, p] {
+                    const int begin = p * perPart;
+                    const int end = std::min(count, begin + perPart);
+                    for (int f = begin; f < end; ++f) {
+                        analyzers[size_t(p)]->analyze(samples + qint64(f) * hop * components,
+                                                      levels.data() + size_t(f) * size_t(bins));
+                    }
+                });
+            }
+            workers.runAll(jobs);
+
+            for (int f = 0; f < count; ++f)
+                pyramid.addRow(yGrid.pixelOf(frameTime(first + f)), levels.data() + size_t(f) * size_t(bins), columnOf);
+
+            failure.rethrow();
+            if (m_progress) {
+                TileGeneratorProgress progress;
+                progress.framesDone = first + count;
+                progress.framesTotal = frames;
+                progress.signalSecondsDone = double((first + count) * hop) / info.sampleRate;
+                progress.tilesWritten = tilesWritten;
+                m_progress(progress);
+            }
+        }
+        pyramid.finish();
+        workers.waitForBackground();
+        failure.rethrow();
+    } catch (...) {
+        workers.cancelQueued();
+        workers.waitForBackground();
+        throw;
+    }
+
+    result.frames = frames;
+    result.signalSeconds = double(info.sampleCount) / info.sampleRate;
+    result.tilesWritten = tilesWritten;
+
+    // Documents after the tiles they describe; the descriptor last of them.
+    if (m_input.fromSigMf) {
+        QStringList warnings;
+        const QVector<WorkspaceItem> items =
+            workspaceItemsFromAnnotations(m_input.annotations, info, result.sourceId, &warnings);
+        for (const QString& warning : qAsConst(warnings))
+            warn(QStringLiteral("%1: %2").arg(fileName, warning));
+        publisher.writeDocument(QStringLiteral("workspace.json"), workspaceJson(result.sourceId, items));
+    }
+    const double bandLow = info.complex ? std::max(0.0, info.centerFrequency - info.sampleRate / 2) : 0.0;
+    const double bandHigh = info.complex ? info.centerFrequency + info.sampleRate / 2 : info.sampleRate / 2;
+    publisher.writeDocument(QStringLiteral("tileextents.json"),
+                            tileExtentsJson(bandLow, bandHigh, info.startTime, info.startTime + result.signalSeconds));
+    AxisDescription xAxis;
+    xAxis.baseValue = result.xBase;
+    xAxis.tileSize = m_settings.tileSize;
+    xAxis.maxZoomLevel = result.topXZoom;
+    AxisDescription yAxis;
+    yAxis.baseValue = result.yBase;
+    yAxis.tileSize = m_settings.tileSize;
+    yAxis.maxZoomLevel = result.topYZoom;
+    publisher.writeDocument(QStringLiteral("tiledescriptor.json"), tileDescriptorJson(name, xAxis, yAxis));
+    publisher.publish();
+    return result;
+}
+
+} // namespace mivo::tilegen

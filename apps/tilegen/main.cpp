@@ -1,0 +1,66 @@
+#include "CommandLine.h"
+#include "ProgressReporter.h"
+
+#include "core/Error.h"
+#include "core/InputOpener.h"
+#include "core/TileGenerator.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <unistd.h>
+
+using namespace mivo::tilegen;
+
+namespace {
+
+void printError(const QString& message)
+{
+    std::fprintf(stderr, "mivo-tilegen: %s\n", message.toLocal8Bit().constData());
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("mivo-tilegen"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(MIVO_VERSION));
+
+    ProgressReporter progress(false);
+    try {
+        const CommandLine commandLine = parseCommandLine(QCoreApplication::arguments());
+        if (commandLine.helpShown)
+            return 0;
+        progress = ProgressReporter(!commandLine.quiet && ::isatty(STDERR_FILENO));
+
+        TileGenerator generator(commandLine.generator, openInput(commandLine.inputPath, commandLine.input),
+                                commandLine.outputDirectory);
+        generator.setProgressCallback([&progress](const TileGeneratorProgress& p) { progress.update(p); });
+        generator.setWarningCallback([&progress](const QString& warning) {
+            progress.finish();
+            printError(QStringLiteral("warning: ") + warning);
+        });
+        const TileGeneratorResult result = generator.run();
+        progress.finish();
+        if (!commandLine.quiet) {
+            std::fprintf(stderr, "mivo-tilegen: %s: %llu tiles for %.1f s of signal, zoom levels x 0..%d, y 0..%d\n",
+                         result.sourceDirectory.toLocal8Bit().constData(),
+                         static_cast<unsigned long long>(result.tilesWritten), result.signalSeconds,
+                         result.topXZoom, result.topYZoom);
+        }
+        return 0;
+    } catch (const UsageError& error) {
+        progress.finish();
+        printError(error.message());
+        return 2;
+    } catch (const Error& error) {
+        progress.finish();
+        printError(error.message());
+        return 1;
+    } catch (const std::exception& error) {
+        progress.finish();
+        printError(QString::fromLocal8Bit(error.what()));
+        return 1;
+    }
+}

@@ -1,0 +1,419 @@
+#include "TestFiles.h"
+
+#include "core/Error.h"
+#include "core/InputOpener.h"
+#include "core/RawSignalSource.h"
+#include "core/SampleFormat.h"
+#include "core/SigMfMetadata.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sndfile.h>
+
+using namespace mivo::tilegen;
+using testfiles::writeBytes;
+
+namespace {
+
+// Runs `action`, expects an Error whose message names `subject` and contains `problem`.
+template<typename Action>
+bool failsWith(Action action, const QString& subject, const QString& problem)
+{
+    try {
+        action();
+    } catch (const Error& error) {
+        if (error.message().startsWith(subject + QStringLiteral(": ")) && error.message().contains(problem))
+            return true;
+        qWarning("unexpected message: %s", qPrintable(error.message()));
+        return false;
+    }
+    qWarning("no error");
+    return false;
+}
+
+QByteArray le16(std::initializer_list<qint16> values)
+{
+    QByteArray bytes;
+    for (const qint16 v : values) {
+        char b[2];
+        qToLittleEndian(v, b);
+        bytes.append(b, 2);
+    }
+    return bytes;
+}
+
+QByteArray validMeta(const QString& datatype = QStringLiteral("ci16_le"))
+{
+    return QStringLiteral(R"({
+  "global": {"core:datatype": "%1", "core:sample_rate": 48000, "core:version": "1.0.0"},
+  "captures": [{"core:sample_start": 0, "core:frequency": 433920000,
+                "core:datetime": "2024-05-01T10:20:30.000250Z"}],
+  "annotations": [
+    {"core:sample_start": 4800, "core:sample_count": 9600, "core:freq_lower_edge": 433900000,
+     "core:freq_upper_edge": 433940000, "core:label": "key fob", "core:uuid": "u-1"},
+    {"core:sample_start": 24000, "core:label": "rest"}
+  ]
+})").arg(datatype).toUtf8();
+}
+
+std::vector<float> readAll(ISignalSource& source)
+{
+    const int components = source.info().complex ? 2 : 1;
+    std::vector<float> values(size_t(source.info().sampleCount * components));
+    const qint64 n = source.read(values.data(), source.info().sampleCount);
+    values.resize(size_t(n * components));
+    return values;
+}
+
+void writeWav(const QString& path, int channels, int rate, const std::vector<short>& interleaved)
+{
+    SF_INFO info{};
+    info.channels = channels;
+    info.samplerate = rate;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE* file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    QVERIFY(file);
+    QCOMPARE(sf_writef_short(file, interleaved.data(), sf_count_t(interleaved.size() / size_t(channels))),
+             sf_count_t(interleaved.size() / size_t(channels)));
+    sf_close(file);
+}
+
+} // namespace
+
+class TestTilegenReaders : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_dir.isValid()); }
+
+    void namesEveryDatatype_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("sigMfName");
+        QTest::addColumn<int>("bytes");
+        QTest::newRow("cu8") << "cu8" << "cu8" << 2;
+        QTest::newRow("cs8") << "cs8" << "ci8" << 2;
+        QTest::newRow("ci8") << "ci8" << "ci8" << 2;
+        QTest::newRow("cs16") << "cs16" << "ci16_le" << 4;
+        QTest::newRow("ci16_le") << "ci16_le" << "ci16_le" << 4;
+        QTest::newRow("ci16_be") << "ci16_be" << "ci16_be" << 4;
+        QTest::newRow("cu16_le") << "cu16_le" << "cu16_le" << 4;
+        QTest::newRow("ci32_le") << "ci32_le" << "ci32_le" << 8;
+        QTest::newRow("cf32") << "cf32" << "cf32_le" << 8;
+        QTest::newRow("cf32_le") << "cf32_le" << "cf32_le" << 8;
+        QTest::newRow("cf64_le") << "cf64_le" << "cf64_le" << 16;
+        QTest::newRow("ri16_le") << "ri16_le" << "ri16_le" << 2;
+        QTest::newRow("rf32_le") << "rf32_le" << "rf32_le" << 4;
+        QTest::newRow("ru8") << "ru8" << "ru8" << 1;
+    }
+
+    void namesEveryDatatype()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, sigMfName);
+        QFETCH(int, bytes);
+        const std::optional<SampleFormat> format = SampleFormat::fromName(name);
+        QVERIFY(format);
+        QCOMPARE(format->sigMfName(), sigMfName);
+        QCOMPARE(format->bytesPerSample(), bytes);
+    }
+
+    void rejectsUnknownDatatypes()
+    {
+        for (const char* name : {"cu7", "cf16_le", "ci8_le", "xf32", "", "wav"})
+            QVERIFY2(!SampleFormat::fromName(QString::fromLatin1(name)), name);
+    }
+
+    void decodesEveryDatatypeToFullScale_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QVector<float>>("values");
+        QTest::newRow("cu8") << "cu8" << QByteArray("\x00\xff", 2) << QVector<float>{-1.0f, 1.0f};
+        QTest::newRow("cs8") << "cs8" << QByteArray("\x80\x40", 2) << QVector<float>{-1.0f, 0.5f};
+        QTest::newRow("cs16") << "cs16" << le16({-32768, 16384}) << QVector<float>{-1.0f, 0.5f};
+        QTest::newRow("ci16_be") << "ci16_be" << QByteArray("\x80\x00\x40\x00", 4) << QVector<float>{-1.0f, 0.5f};
+        QTest::newRow("cu16_le") << "cu16_le" << QByteArray("\x00\x00\xff\xff", 4) << QVector<float>{-1.0f, 1.0f};
+        QTest::newRow("ci32_le") << "ci32_le" << QByteArray("\x00\x00\x00\x80\x00\x00\x00\x40", 8)
+                                 << QVector<float>{-1.0f, 0.5f};
+        // 0.25f = 0x3e800000, -2.0f = 0xc0000000
+        QTest::newRow("cf32") << "cf32" << QByteArray("\x00\x00\x80\x3e\x00\x00\x00\xc0", 8)
+                              << QVector<float>{0.25f, -2.0f};
+        // 0.75 = 0x3fe8000000000000
+        QTest::newRow("rf64_le") << "rf64_le" << QByteArray("\x00\x00\x00\x00\x00\x00\xe8\x3f", 8)
+                                 << QVector<float>{0.75f};
+    }
+
+    void decodesEveryDatatypeToFullScale()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QVector<float>, values);
+        const SampleFormat format = *SampleFormat::fromName(name);
+        QVector<float> out(values.size());
+        format.decode(bytes.constData(), values.size() / format.componentsPerSample(), out.data());
+        QCOMPARE(out, values);
+    }
+
+    void readsRawFilesOfEveryShortName_data()
+    {
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<int>("sampleBytes");
+        QTest::newRow("cu8") << "cu8" << 2;
+        QTest::newRow("cs8") << "cs8" << 2;
+        QTest::newRow("cs16") << "cs16" << 4;
+        QTest::newRow("cf32") << "cf32" << 8;
+    }
+
+    void readsRawFilesOfEveryShortName()
+    {
+        QFETCH(QString, extension);
+        QFETCH(int, sampleBytes);
+        const QString file = path(QStringLiteral("capture.") + extension);
+        QVERIFY(writeBytes(file, QByteArray(100 * sampleBytes, '\0')));
+        InputSettings settings;
+        settings.sampleRate = 2.4e6;
+        settings.centerFrequency = 100e6;
+        settings.startTime = 1700000000.5;
+        const OpenedInput input = openInput(file, settings);
+        QCOMPARE(input.source->info().sampleCount, qint64(100));
+        QVERIFY(input.source->info().complex);
+        QCOMPARE(input.source->info().sampleRate, 2.4e6);
+        QCOMPARE(input.source->info().centerFrequency, 100e6);
+        QCOMPARE(input.source->info().startTime, 1700000000.5);
+        QCOMPARE(input.baseName, QStringLiteral("capture"));
+        QVERIFY(!input.fromSigMf);
+    }
+
+    void rawFileOfBrokenSizeIsRejected()
+    {
+        const QString file = path(QStringLiteral("broken.cs16"));
+        QVERIFY(writeBytes(file, QByteArray(4 * 10 + 3, '\0')));
+        InputSettings settings;
+        settings.sampleRate = 1e6;
+        QVERIFY(failsWith([&] { openInput(file, settings); }, file,
+                          QStringLiteral("size of 43 bytes is not a whole number of 4-byte ci16_le samples")));
+    }
+
+    void rawInputNeedsSampleRateAndDatatype()
+    {
+        const QString file = path(QStringLiteral("nodetails.raw"));
+        QVERIFY(writeBytes(file, QByteArray(64, '\0')));
+        InputSettings settings;
+        settings.sampleRate = 1e6;
+        QVERIFY(failsWith([&] { openInput(file, settings); }, file, QStringLiteral("needs --datatype")));
+        settings.sampleRate.reset();
+        settings.datatype = SampleFormat::fromName(QStringLiteral("cu8"));
+        QVERIFY(failsWith([&] { openInput(file, settings); }, file, QStringLiteral("needs --sample-rate")));
+        settings.sampleRate = 0.0;
+        QVERIFY(failsWith([&] { openInput(file, settings); }, QStringLiteral("--sample-rate"),
+                          QStringLiteral("must be a positive number")));
+    }
+
+    void missingFileIsNamed()
+    {
+        const QString file = path(QStringLiteral("nothere.cf32"));
+        InputSettings settings;
+        settings.sampleRate = 1e6;
+        QVERIFY(failsWith([&] { openInput(file, settings); }, file, QStringLiteral("No such file")));
+        QVERIFY(failsWith([&] { openInput(path(QStringLiteral("nothere.wav")), {}); },
+                          path(QStringLiteral("nothere.wav")), QStringLiteral("No such file")));
+    }
+
+    void parsesSigMfMetadata()
+    {
+        const SigMfMetadata meta = SigMfMetadata::parse(validMeta(), QStringLiteral("x.sigmf-meta"));
+        QCOMPARE(meta.format.sigMfName(), QStringLiteral("ci16_le"));
+        QCOMPARE(meta.sampleRate, 48000.0);
+        QCOMPARE(*meta.frequency, 433920000.0);
+        QCOMPARE(*meta.startTime, 1714558830.00025);
+        QCOMPARE(meta.annotations.size(), 2);
+        QCOMPARE(meta.annotations[0].sampleStart, qint64(4800));
+        QCOMPARE(*meta.annotations[0].sampleCount, qint64(9600));
+        QCOMPARE(*meta.annotations[0].freqLowerEdge, 433900000.0);
+        QCOMPARE(*meta.annotations[0].freqUpperEdge, 433940000.0);
+        QCOMPARE(meta.annotations[0].label, QStringLiteral("key fob"));
+        QCOMPARE(meta.annotations[0].uuid, QStringLiteral("u-1"));
+        QVERIFY(!meta.annotations[1].sampleCount);
+        QVERIFY(!meta.annotations[1].freqLowerEdge);
+    }
+
+    void acceptsEverySigMfDatatype_data()
+    {
+        QTest::addColumn<QString>("datatype");
+        for (const char* name : {"cu8", "ci8", "ci16_le", "ci16_be", "cu16_le", "ci32_le", "cf32_le", "cf32_be",
+                                 "cf64_le", "ru8", "ri8", "ri16_le", "rf32_le", "rf64_be"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+
+    void acceptsEverySigMfDatatype()
+    {
+        QFETCH(QString, datatype);
+        QCOMPARE(SigMfMetadata::parse(validMeta(datatype), QStringLiteral("x")).format.sigMfName(), datatype);
+    }
+
+    void rejectsBrokenSigMfMetadata_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("problem");
+        QTest::newRow("malformed JSON") << QByteArray("{\"global\": {") << "malformed JSON at byte";
+        QTest::newRow("not an object") << QByteArray("[1, 2]") << "must hold a JSON object";
+        QTest::newRow("no global") << QByteArray("{}") << "\"global\" must be a JSON object";
+        QTest::newRow("no datatype") << QByteArray(R"({"global": {"core:sample_rate": 1000}})")
+                                     << "global core:datatype is missing";
+        QTest::newRow("unknown datatype")
+            << QByteArray(R"({"global": {"core:datatype": "cf16_le", "core:sample_rate": 1000}})")
+            << "\"cf16_le\" is not a supported SigMF datatype";
+        QTest::newRow("raw short name")
+            << QByteArray(R"({"global": {"core:datatype": "cs16", "core:sample_rate": 1000}})")
+            << "\"cs16\" is not a supported SigMF datatype";
+        QTest::newRow("no sample rate") << QByteArray(R"({"global": {"core:datatype": "cf32_le"}})")
+                                        << "global core:sample_rate is missing";
+        QTest::newRow("sample rate 0")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 0}})")
+            << "global core:sample_rate must be positive, the file says 0";
+        QTest::newRow("sample rate text")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": "fast"}})")
+            << "global core:sample_rate must be a number";
+        QTest::newRow("bad datetime")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
+                              "captures": [{"core:datetime": "noon"}]})")
+            << "captures[0] core:datetime \"noon\" is not an ISO 8601 date and time";
+        QTest::newRow("captures not an array")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1}, "captures": 3})")
+            << "\"captures\" must be a JSON array";
+        QTest::newRow("annotation without start")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
+                              "annotations": [{"core:label": "x"}]})")
+            << "annotations[0] core:sample_start is missing";
+        QTest::newRow("negative count")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
+                              "annotations": [{"core:sample_start": 0, "core:sample_count": -5}]})")
+            << "annotations[0] core:sample_count must be a non-negative integer";
+        QTest::newRow("edges upside down")
+            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
+                              "annotations": [{"core:sample_start": 0, "core:freq_lower_edge": 5,
+                                               "core:freq_upper_edge": 4}]})")
+            << "annotations[0] core:freq_upper_edge is below core:freq_lower_edge";
+    }
+
+    void rejectsBrokenSigMfMetadata()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QString, problem);
+        QVERIFY(failsWith([&] { SigMfMetadata::parse(json, QStringLiteral("rec.sigmf-meta")); },
+                          QStringLiteral("rec.sigmf-meta"), problem));
+    }
+
+    void opensSigMfByEitherFile()
+    {
+        const QString meta = path(QStringLiteral("fob.sigmf-meta"));
+        const QString data = path(QStringLiteral("fob.sigmf-data"));
+        QVERIFY(writeBytes(meta, validMeta()));
+        QVERIFY(writeBytes(data, le16({1, 2, 3, 4, 5, 6})));
+        for (const QString& given : {meta, data}) {
+            const OpenedInput input = openInput(given, {});
+            QVERIFY(input.fromSigMf);
+            QCOMPARE(input.baseName, QStringLiteral("fob"));
+            QCOMPARE(input.source->fileName(), data);
+            QCOMPARE(input.source->info().sampleCount, qint64(3));
+            QCOMPARE(input.source->info().centerFrequency, 433920000.0);
+            QCOMPARE(input.source->info().startTime, 1714558830.00025);
+            QCOMPARE(input.annotations.size(), 2);
+            const std::vector<float> values = readAll(*input.source);
+            QCOMPARE(values.size(), size_t(6));
+            QCOMPARE(values[5], 6.0f / 32768.0f);
+        }
+        // Options override the metadata.
+        InputSettings settings;
+        settings.centerFrequency = 1e6;
+        settings.startTime = 5.0;
+        const OpenedInput overridden = openInput(meta, settings);
+        QCOMPARE(overridden.source->info().centerFrequency, 1e6);
+        QCOMPARE(overridden.source->info().startTime, 5.0);
+    }
+
+    void sigMfWithoutDataFileIsRejected()
+    {
+        const QString meta = path(QStringLiteral("lonely.sigmf-meta"));
+        QVERIFY(writeBytes(meta, validMeta()));
+        QVERIFY(failsWith([&] { openInput(meta, {}); }, path(QStringLiteral("lonely.sigmf-data")),
+                          QStringLiteral("the data file of lonely.sigmf-meta is missing")));
+    }
+
+    void sigMfDataOfWrongSizeIsRejected()
+    {
+        const QString meta = path(QStringLiteral("odd.sigmf-meta"));
+        QVERIFY(writeBytes(meta, validMeta(QStringLiteral("cf32_le"))));
+        QVERIFY(writeBytes(path(QStringLiteral("odd.sigmf-data")), QByteArray(8 * 5 + 4, '\0')));
+        QVERIFY(failsWith([&] { openInput(meta, {}); }, path(QStringLiteral("odd.sigmf-data")),
+                          QStringLiteral("size of 44 bytes is not a whole number of 8-byte cf32_le samples")));
+    }
+
+    void malformedSigMfFileIsNamed()
+    {
+        const QString meta = path(QStringLiteral("bad.sigmf-meta"));
+        QVERIFY(writeBytes(meta, "{\"global\": [}"));
+        QVERIFY(writeBytes(path(QStringLiteral("bad.sigmf-data")), QByteArray(8, '\0')));
+        QVERIFY(failsWith([&] { openInput(meta, {}); }, meta, QStringLiteral("malformed JSON")));
+    }
+
+    void readsWavThroughLibsndfile()
+    {
+        const QString file = path(QStringLiteral("stereo.wav"));
+        std::vector<short> samples;
+        for (short i = 0; i < 1000; ++i) {
+            samples.push_back(short(i * 10));   // left
+            samples.push_back(short(-i * 20));  // right
+        }
+        writeWav(file, 2, 44100, samples);
+
+        InputSettings settings;
+        settings.startTime = 1700000000.0;
+        const OpenedInput left = openInput(file, settings);
+        QVERIFY(!left.source->info().complex);
+        QCOMPARE(left.source->info().sampleRate, 44100.0);
+        QCOMPARE(left.source->info().sampleCount, qint64(1000));
+        QCOMPARE(left.source->info().startTime, 1700000000.0);
+        QCOMPARE(left.baseName, QStringLiteral("stereo"));
+        const std::vector<float> leftValues = readAll(*left.source);
+        QCOMPARE(leftValues[999], 9990.0f / 32768.0f);
+
+        settings.channel = 1;
+        const OpenedInput right = openInput(file, settings);
+        const std::vector<float> rightValues = readAll(*right.source);
+        QCOMPARE(rightValues.size(), size_t(1000));
+        QCOMPARE(rightValues[999], -19980.0f / 32768.0f);
+
+        settings.channel = 2;
+        QVERIFY(failsWith([&] { openInput(file, settings); }, file,
+                          QStringLiteral("has 2 channel(s); --channel 2 does not exist")));
+    }
+
+    void soundFileRejectsOptionsOfRawInput()
+    {
+        const QString file = path(QStringLiteral("mono.wav"));
+        writeWav(file, 1, 8000, std::vector<short>(100, 0));
+        InputSettings settings;
+        settings.centerFrequency = 1e6;
+        QVERIFY(failsWith([&] { openInput(file, settings); }, QStringLiteral("--center-frequency"),
+                          QStringLiteral("applies to complex I/Q input only")));
+    }
+
+    void unknownFormatIsRejected()
+    {
+        const QString file = path(QStringLiteral("notes.txt"));
+        QVERIFY(writeBytes(file, "just some text, not a recording\n"));
+        QVERIFY(failsWith([&] { openInput(file, {}); }, file, QStringLiteral("not a sound file libsndfile can read")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTilegenReaders)
+#include "tst_tilegen_readers.moc"
