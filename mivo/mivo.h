@@ -12,3 +12,16 @@
 #include <mivo/core/IMouseHandler.h>
 #include <mivo/core/IPaintHandler.h>
 #include <mivo/core/IToolTipHandler.h>
+
+#include <mivo/tiling/ITileLoader.h>
+#include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/Tile.h>
+#include <mivo/tiling/TileAxis.h>
+#include <mivo/tiling/TileCache.h>
+#include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
+#include <mivo/tiling/TileLoaderThread.h>
+#include <mivo/tiling/TileProvider.h>
+#include <mivo/tiling/TileServerProtocol.h>
+#include <mivo/tiling/TileSystem.h>
+#include <mivo/tiling/TileSystemDescriptor.h>

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <mivo/mivo_export.h>
+#include <mivo/tiling/Tile.h>
+#include <mivo/tiling/TileId.h>
+
+#include <QMap>
+#include <QString>
+#include <QThread>
+
+#include <memory>
+#include <mutex>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+
+namespace mivo::tiling {
+
+/**
+ * One worker of TileLoaderQNetworkAccessManager: a thread that lives in itself, with
+ * its own network access manager, and fetches and decodes tiles there.
+ *
+ * Its slots are meant to be invoked queued from the loader's thread. A tile already
+ * pending in this worker is not requested again. Cancelling does not abort a request:
+ * a cancelled tile runs to its end and is reported like any other (kept on purpose).
+ * Results leave by si_tileLoaded() and si_tileLoadFailed(), emitted in this thread.
+ */
+class MIVO_EXPORT TileLoaderThread : public QThread
+{
+    Q_OBJECT
+
+public:
+    /// Moves the object into its own thread; call start() afterwards.
+    TileLoaderThread();
+    ~TileLoaderThread() override;
+
+    /// Sets this worker's copy of the base URL; callable from any thread.
+    void setBaseUrl(const QString& baseUrl);
+    QString baseUrl() const;
+
+Q_SIGNALS:
+    void si_tileLoaded(std::shared_ptr<Tile> tile);
+    void si_tileLoadFailed(TileId tileId);
+
+public Q_SLOTS:
+    void sl_loadTile(TileId tileId, bool highPriority);
+    void sl_cancelLoadTile(TileId tileId);
+    /// Ends the worker: its network access manager is released in this thread and the
+    /// event loop quits. Pending replies are not aborted first.
+    void sl_shutdown();
+    void sl_replyFinished(QNetworkReply* reply);
+
+private:
+    Q_DISABLE_COPY(TileLoaderThread)
+
+    // The base URL is written from the loader's thread while this thread reads it.
+    mutable std::mutex m_baseUrlMutex;
+    QString m_baseUrl;
+    QNetworkAccessManager* m_networkAccessManager; // child of this object until shutdown
+    QMap<TileId, QNetworkReply*> m_pendingReplies;  // keyed and ordered by tile key
+};
+
+} // namespace mivo::tiling

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <mivo/mivo_export.h>
+#include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/TileCache.h>
+#include <mivo/tiling/TileSystem.h>
+#include <mivo/tiling/TileSystemDescriptor.h>
+
+#include <QSet>
+#include <QString>
+#include <QTimer>
+#include <QVector>
+
+namespace mivo::tiling {
+
+class ITileLoader;
+
+/**
+ * Stands between the painters and a tile loader: keeps a cache of loaded tiles,
+ * requests missing ones (the required at high priority; their eight neighbours and
+ * their parent at normal priority), cancels requests that are no longer wanted,
+ * substitutes a coarser cached tile while one is missing, applies the colour table to
+ * every tile image, and follows the source's descriptor and extents (re-polled every
+ * updateInterval milliseconds when the descriptor has one).
+ *
+ * Tiles at the coarsest level of both axes are base tiles: preloaded for the whole
+ * extents and never evicted, so some picture can always be shown.
+ *
+ * A tile that fails to load stays pending and is not requested again until it stops
+ * being wanted or the source changes (kept on purpose: a failing server is not
+ * hammered). Tiles that arrive after their source was replaced are cached like any.
+ *
+ * GUI thread only. The loader is not owned and must outlive the provider.
+ */
+class MIVO_EXPORT TileProvider : public ITileProvider
+{
+    Q_OBJECT
+
+public:
+    static constexpr quint64 defaultCacheSize = 30000;
+
+    explicit TileProvider(ITileLoader& loader, QObject* parent = nullptr);
+    ~TileProvider() override;
+
+    /// The largest number of ordinary tiles cached; trims at once.
+    void setCacheSize(quint64 tileCount);
+    /// Drops every cached tile, base tiles included; pending requests stay.
+    void clearCache();
+    /// Geometry of the active source (invalid until its descriptor arrives).
+    TileSystem& tileSystem() { return m_tileSystem; }
+    const TileSystem& tileSystem() const { return m_tileSystem; }
+    /// The cache, for inspection.
+    const TileCache& cache() const { return m_cache; }
+    /// Tiles requested from the loader and not delivered yet.
+    const QSet<TileId>& pendingTiles() const { return m_pending; }
+
+    /// Switches to the tile source at @p url (a null string: no source): clears the
+    /// cache and the pending set (requests in flight are not cancelled), resets the
+    /// descriptor, and asks the loader for the new descriptor.
+    void setTileSource(const QString& url);
+
+    void setColorTable(const QVector<unsigned int>& colorTable) override;
+    void setRequiredTiles(const QList<TileId>& tiles) override;
+    std::shared_ptr<Tile> tile(const TileId& tileId) override;
+
+    /// The tiles prefetched with @p tiles: per tile its eight neighbours (dx outer,
+    /// dy inner, unsigned indices wrapping) and its parent, duplicates kept.
+    static QList<TileId> additionalTiles(const QList<TileId>& tiles);
+
+Q_SIGNALS:
+    void si_tileSourceChanged(const QString& tileSource);
+
+private Q_SLOTS:
+    void sl_tileSystemDescriptorLoaded(const mivo::tiling::TileSystemDescriptor& descriptor);
+    void sl_tileSystemExtentsLoaded(const QRectF& extents);
+    void sl_tileLoaded(const std::shared_ptr<mivo::tiling::Tile>& tile);
+    void sl_updateTileSystem();
+
+private:
+    Q_DISABLE_COPY(TileProvider)
+
+    std::shared_ptr<Tile> lowResolutionTile(const TileId& tileId);
+    void preloadBaseTiles(const QRectF& extents);
+    void invalidateTilesInChangedExtents(const QRectF& oldExtents, const QRectF& newExtents);
+    void request(const TileId& tileId, bool highPriority);
+
+    ITileLoader& m_loader;
+    QSet<TileId> m_pending;
+    TileSystem m_tileSystem;
+    QVector<unsigned int> m_colorTable;
+    TileCache m_cache;
+    QTimer m_updateTimer;
+};
+
+} // namespace mivo::tiling

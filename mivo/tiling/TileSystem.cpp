@@ -1,0 +1,134 @@
+#include <mivo/tiling/TileSystem.h>
+
+#include "TileGeometry_p.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace mivo::tiling {
+
+using namespace geometry;
+
+namespace {
+
+static_assert(std::numeric_limits<double>::is_iec559,
+              "level values divide by valueSteps with IEEE semantics (0 steps gives inf or NaN)");
+
+// The level whose pixels are the largest not larger than a screen pixel: floor of
+// log2(scale / basevalue), truncated to 64 bits and taken modulo 65536 (negative levels
+// wrap to large ones), then clamped to the axis's levels with unsigned comparisons.
+quint16 zoomLevelForScale(const TileAxis& axis, double scale)
+{
+    const qint64 level = truncateToInt64(std::floor(std::log2(scale / axis.basevalue)));
+    quint16 zoom = static_cast<quint16>(static_cast<quint64>(level) & 0xffffu);
+    zoom = std::min(zoom, axis.maxzoomlevel);
+    zoom = std::max(axis.minzoomlevel, zoom);
+    return zoom;
+}
+
+} // namespace
+
+TileSystem::TileSystem() = default;
+
+TileSystem::~TileSystem() = default;
+
+bool TileSystem::isValid() const
+{
+    return !m_descriptor.name.isNull();
+}
+
+void TileSystem::setTileSystemDescriptor(const TileSystemDescriptor& descriptor)
+{
+    m_descriptor = descriptor;
+    m_x = descriptor.xaxis;
+    m_y = descriptor.yaxis;
+    Q_EMIT si_tileSystemChanged();
+}
+
+void TileSystem::setExtents(const QRectF& extents)
+{
+    // Exact comparison: QRectF's own operator is fuzzy in Qt 5.
+    if (extents.x() == m_extents.x() && extents.y() == m_extents.y() && extents.width() == m_extents.width()
+        && extents.height() == m_extents.height()) {
+        return;
+    }
+    m_extents = extents;
+    Q_EMIT si_extentsChanged(m_extents);
+}
+
+TileId TileSystem::valueToTileId(const QPointF& value, quint16 xZoomLevel, quint16 yZoomLevel) const
+{
+    return TileId(tileIndex(m_x, value.x(), xZoomLevel), tileIndex(m_y, value.y(), yZoomLevel), xZoomLevel,
+                  yZoomLevel);
+}
+
+QRectF TileSystem::tileIdToValue(const TileId& id) const
+{
+    const double xSpan = pixelValueSpan(m_x, id.xZoomLevel);
+    const double ySpan = pixelValueSpan(m_y, id.yZoomLevel);
+    // The pixel offsets are unsigned 64-bit products (wrapping), read as unsigned.
+    const double left = static_cast<double>(quint64(m_x.tilesize) * id.x) * xSpan;
+    const double top = static_cast<double>(quint64(m_y.tilesize) * id.y) * ySpan;
+    return {left, top, m_x.tilesize * xSpan, m_y.tilesize * ySpan};
+}
+
+QRectF TileSystem::valueToPixelNr(const QRectF& value, quint16 xZoomLevel, quint16 yZoomLevel) const
+{
+    const double xSpan = pixelValueSpan(m_x, xZoomLevel);
+    const double ySpan = pixelValueSpan(m_y, yZoomLevel);
+    return {std::fmod(value.left() / xSpan, m_x.tilesize), std::fmod(value.top() / ySpan, m_y.tilesize),
+            value.width() / xSpan, value.height() / ySpan};
+}
+
+QList<TileId> TileSystem::tilesInRange(const QRectF& range, quint16 xZoomLevel, quint16 yZoomLevel) const
+{
+    QList<TileId> tiles;
+    const QRectF area = range.intersected(m_extents);
+    if (!(area.width() > 0.0) || !(area.height() > 0.0) || m_x.tilesize == 0 || m_y.tilesize == 0)
+        return tiles;
+
+    const quint64 xFirst = tileIndex(m_x, area.left(), xZoomLevel);
+    const quint64 xLast = tileIndex(m_x, area.left() + area.width(), xZoomLevel);
+    const quint64 yLast = tileIndex(m_y, area.top() + area.height(), yZoomLevel);
+    const quint64 yFirst = tileIndex(m_y, area.top(), yZoomLevel);
+    if (yFirst > yLast)
+        return tiles;
+
+    // Rows are always visited; columns only when xFirst <= xLast. Count before
+    // building, without overflowing, so that absurd documents cannot make us loop.
+    const quint64 rows = yLast - yFirst; // one less than the row count
+    const quint64 columns = xFirst > xLast ? 0 : xLast - xFirst; // likewise, when any
+    if (rows >= maximumTilesInRange || columns >= maximumTilesInRange
+        || (xFirst <= xLast && (rows + 1) * (columns + 1) > maximumTilesInRange)) {
+        return tiles;
+    }
+    if (xFirst > xLast)
+        return tiles;
+
+    tiles.reserve(static_cast<int>((rows + 1) * (columns + 1)));
+    for (quint64 y = yFirst;; ++y) {
+        for (quint64 x = xFirst;; ++x) {
+            tiles.append(TileId(x, y, xZoomLevel, yZoomLevel));
+            if (x == xLast)
+                break;
+        }
+        if (y == yLast)
+            break;
+    }
+    return tiles;
+}
+
+QList<TileId> TileSystem::tilesInRange(const QRectF& range, double xScale, double yScale) const
+{
+    return tilesInRange(range, zoomLevelForScale(m_x, xScale), zoomLevelForScale(m_y, yScale));
+}
+
+double TileSystem::pixelIndexToValue(quint32 index) const
+{
+    return static_cast<double>(index) / static_cast<double>(m_descriptor.valueSteps)
+        * (m_descriptor.maxValue - m_descriptor.minValue)
+        + m_descriptor.minValue;
+}
+
+} // namespace mivo::tiling

@@ -1,0 +1,27 @@
+#include "TilingMetaTypes_p.h"
+
+#include <mivo/tiling/Tile.h>
+#include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileSystemDescriptor.h>
+
+#include <QNetworkReply>
+
+#include <mutex>
+
+namespace mivo::tiling {
+
+void registerTilingMetaTypes()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        qRegisterMetaType<TileId>("mivo::tiling::TileId");
+        // Queued invocations and signal signatures name the types as declared inside
+        // the namespace.
+        qRegisterMetaType<TileId>("TileId");
+        qRegisterMetaType<TileSystemDescriptor>("TileSystemDescriptor");
+        qRegisterMetaType<std::shared_ptr<Tile>>("std::shared_ptr<Tile>");
+        qRegisterMetaType<QNetworkReply*>();
+    });
+}
+
+} // namespace mivo::tiling
