@@ -119,6 +119,11 @@ int TileLoaderQNetworkAccessManager::workerCount() const
     return d->workers.size();
 }
 
+const TileLoaderThread& TileLoaderQNetworkAccessManager::worker(int index) const
+{
+    return *d->workers.at(index);
+}
+
 void TileLoaderQNetworkAccessManager::setBaseUrl(const QUrl& url)
 {
     d->baseUrl = url.toString();

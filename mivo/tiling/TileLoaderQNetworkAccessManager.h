@@ -7,6 +7,8 @@
 
 namespace mivo::tiling {
 
+class TileLoaderThread;
+
 /**
  * The library's tile loader: the descriptor and extents documents are fetched in the
  * loader's own (GUI) thread, tiles by a pool of low-priority worker threads
@@ -40,6 +42,8 @@ public:
     /// The pool size rule: the larger of 2 and idealThreadCount / 2.
     static int workerCountFor(int idealThreadCount);
     int workerCount() const;
+    /// The worker that loads every tile whose key modulo workerCount() is @p index.
+    const TileLoaderThread& worker(int index) const;
 
     void setBaseUrl(const QUrl& url) override;
     void loadTileSystemDescriptor() override;

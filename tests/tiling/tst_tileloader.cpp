@@ -1,0 +1,536 @@
+#include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
+#include <mivo/tiling/TileLoaderThread.h>
+#include <mivo/tiling/TileProvider.h>
+
+#include "../common/TestTiles.h"
+
+#include <TestHttpServer.h>
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace mivo::tiling;
+using testtiles::tilePath;
+using testtiles::tilePng;
+
+namespace {
+
+const QString base = QStringLiteral("/pyramid/src");
+
+// A different tile that the same worker of a pool of @p workers loads: once its
+// request reaches the server, every call queued to that worker before it has run.
+TileId sameWorkerTile(const TileId& id, int workers)
+{
+    for (quint64 x = id.x + 1;; ++x) {
+        const TileId candidate(x, id.y, id.xZoomLevel, id.yZoomLevel);
+        if (candidate.key() % quint32(workers) == id.key() % quint32(workers))
+            return candidate;
+    }
+}
+
+TileId idOf(const QVariant& argument)
+{
+    return argument.value<TileId>();
+}
+
+std::shared_ptr<Tile> tileOf(const QVariant& argument)
+{
+    return argument.value<std::shared_ptr<Tile>>();
+}
+
+void checkTilePixels(const Tile& tile, int size = 16)
+{
+    QCOMPARE(tile.image.format(), QImage::Format_Indexed8);
+    QCOMPARE(tile.image.size(), QSize(size, size));
+    for (int y = 0; y < size; ++y) {
+        for (int x = 0; x < size; ++x)
+            QCOMPARE(tile.image.pixelIndex(x, y), testtiles::tilePixelIndex(tile.tileId, x, y));
+    }
+}
+
+} // namespace
+
+class TestTileLoader : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestHttpServer> m_server;
+
+    QString sourceUrl() const { return m_server->baseUrl() + base; }
+
+    void serveTile(const TileId& id) { m_server->setDocument(base + tilePath(id), tilePng(id), "image/png"); }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_server = std::make_unique<TestHttpServer>();
+        QVERIFY(m_server->start());
+    }
+
+    void cleanup() { m_server.reset(); }
+
+    // Pool
+
+    void poolSizeRule_data()
+    {
+        QTest::addColumn<int>("ideal");
+        QTest::addColumn<int>("workers");
+        for (int ideal : {-1, 0, 1, 2, 3, 4, 5})
+            QTest::addRow("%d cores", ideal) << ideal << 2;
+        QTest::newRow("6 cores") << 6 << 3;
+        QTest::newRow("7 cores") << 7 << 3;
+        QTest::newRow("8 cores") << 8 << 4;
+        QTest::newRow("64 cores") << 64 << 32;
+    }
+
+    void poolSizeRule()
+    {
+        QFETCH(int, ideal);
+        QFETCH(int, workers);
+        QCOMPARE(TileLoaderQNetworkAccessManager::workerCountFor(ideal), workers);
+    }
+
+    void poolIsStartedAtLowPriority()
+    {
+        TileLoaderQNetworkAccessManager loader(8);
+        QCOMPARE(loader.workerCount(), 4);
+        for (int i = 0; i < loader.workerCount(); ++i) {
+            QVERIFY(loader.worker(i).isRunning());
+            QCOMPARE(loader.worker(i).priority(), QThread::LowPriority);
+            QCOMPARE(loader.worker(i).thread(), &loader.worker(i)); // lives in itself
+        }
+        const TileLoaderQNetworkAccessManager defaultLoader;
+        QCOMPARE(defaultLoader.workerCount(),
+                 TileLoaderQNetworkAccessManager::workerCountFor(QThread::idealThreadCount()));
+    }
+
+    void metaTypesAreRegisteredUnderEveryName()
+    {
+        const TileLoaderQNetworkAccessManager loader(2);
+        for (const char* name : {"mivo::tiling::TileId", "TileId", "TileSystemDescriptor", "std::shared_ptr<Tile>",
+                                 "QNetworkReply*"})
+            QVERIFY2(QMetaType::type(name) != QMetaType::UnknownType, name);
+        QCOMPARE(QMetaType::type("TileId"), qMetaTypeId<TileId>());
+    }
+
+    // Documents
+
+    void descriptorAndExtentsAreLoaded()
+    {
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson(QStringLiteral("wide"), 0.5, 128, 9));
+        m_server->setDocument(base + QStringLiteral("/tileextents.json"),
+                              testtiles::extentsJson(QRectF(100, 200, 300, 400)));
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
+        loader.loadTileSystemDescriptor();
+        loader.loadTileExtents();
+        QTRY_COMPARE(descriptors.count(), 1);
+        QTRY_COMPARE(extents.count(), 1);
+        const auto descriptor = descriptors.at(0).at(0).value<TileSystemDescriptor>();
+        QCOMPARE(descriptor.name, QStringLiteral("wide"));
+        QCOMPARE(descriptor.xaxis.basevalue, 0.5);
+        QCOMPARE(descriptor.yaxis.tilesize, quint16(128));
+        QCOMPARE(descriptor.xaxis.maxzoomlevel, quint16(9));
+        QCOMPARE(extents.at(0).at(0).toRectF(), QRectF(100, 200, 300, 400));
+        QCOMPARE(m_server->requestCount(base + QStringLiteral("/tiledescriptor.json")), 1);
+        QCOMPARE(m_server->requestCount(base + QStringLiteral("/tileextents.json")), 1);
+    }
+
+    void failedDocumentsAreDeliveredAsDefaults_data()
+    {
+        QTest::addColumn<TestHttpServer::Fault>("fault");
+        QTest::newRow("404") << TestHttpServer::Fault::NotFound;
+        QTest::newRow("500") << TestHttpServer::Fault::ServerError;
+        QTest::newRow("closed") << TestHttpServer::Fault::CloseWithoutAnswer;
+        QTest::newRow("truncated") << TestHttpServer::Fault::TruncatedBody;
+    }
+
+    void failedDocumentsAreDeliveredAsDefaults()
+    {
+        QFETCH(TestHttpServer::Fault, fault);
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson(QStringLiteral("n"), 1, 256, 3));
+        m_server->setDocument(base + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(1, 2, 3, 4)));
+        m_server->setFault(base + QStringLiteral("/tiledescriptor.json"), fault);
+        m_server->setFault(base + QStringLiteral("/tileextents.json"), fault);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
+        loader.loadTileSystemDescriptor();
+        loader.loadTileExtents();
+        QTRY_COMPARE(descriptors.count(), 1);
+        QTRY_COMPARE(extents.count(), 1);
+        QVERIFY(descriptors.at(0).at(0).value<TileSystemDescriptor>().name.isNull());
+        QCOMPARE(extents.at(0).at(0).toRectF(), QRectF(0, 0, 0, 0)); // half a document parses as nothing
+    }
+
+    void nothingIsRequestedWithoutABaseUrl()
+    {
+        TileLoaderQNetworkAccessManager loader(2);
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        loader.loadTileSystemDescriptor();
+        loader.loadTileExtents();
+        loader.loadTile(TileId(1, 2, 3, 4), true);
+        loader.cancelTileLoad(TileId(1, 2, 3, 4)); // routed, finds nothing
+        // A request made afterwards is the first the server sees.
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), "{}");
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        loader.loadTileSystemDescriptor();
+        QTRY_COMPARE(descriptors.count(), 1);
+        QCOMPARE(m_server->requestLog(), QStringList{base + QStringLiteral("/tiledescriptor.json")});
+    }
+
+    void trailingSlashGivesDoubleSlashes()
+    {
+        m_server->setDocument(base + QStringLiteral("//tiledescriptor.json"), "{\"name\": \"slash\"}");
+        const TileId id(5, 7, 1, 3);
+        m_server->setDocument(base + QStringLiteral("//3/7/1/5.png"), tilePng(id), "image/png");
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl() + QLatin1Char('/')));
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        loader.loadTileSystemDescriptor();
+        loader.loadTile(id, true);
+        QTRY_COMPARE(descriptors.count(), 1);
+        QTRY_COMPARE(loaded.count(), 1);
+        QCOMPARE(descriptors.at(0).at(0).value<TileSystemDescriptor>().name, QStringLiteral("slash"));
+        QCOMPARE(m_server->requestCount(base + QStringLiteral("//3/7/1/5.png")), 1);
+    }
+
+    // Tiles
+
+    void tileIsFetchedFromItsPathAndDecoded()
+    {
+        const TileId id(5, 7, 1, 3);
+        serveTile(id);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        QThread* receivedIn = nullptr;
+        connect(&loader, &ITileLoader::si_tileLoaded, this, [&receivedIn] { receivedIn = QThread::currentThread(); });
+        loader.loadTile(id, true);
+        QTRY_COMPARE(loaded.count(), 1);
+        QCOMPARE(receivedIn, QThread::currentThread()); // delivered in the loader's thread
+        const std::shared_ptr<Tile> tile = tileOf(loaded.at(0).at(0));
+        QCOMPARE(tile->tileId.toString(), id.toString());
+        checkTilePixels(*tile);
+        QCOMPARE(m_server->requestLog(), QStringList{base + QStringLiteral("/3/7/1/5.png")});
+    }
+
+    void tileFaultsAreReported_data()
+    {
+        QTest::addColumn<TestHttpServer::Fault>("fault");
+        QTest::addColumn<bool>("loaded");
+        QTest::newRow("404") << TestHttpServer::Fault::NotFound << false;
+        QTest::newRow("500") << TestHttpServer::Fault::ServerError << false;
+        QTest::newRow("closed without answer") << TestHttpServer::Fault::CloseWithoutAnswer << false;
+        QTest::newRow("truncated body") << TestHttpServer::Fault::TruncatedBody << false;
+        QTest::newRow("body that is not PNG") << TestHttpServer::Fault::NotPng << true;
+    }
+
+    void tileFaultsAreReported()
+    {
+        QFETCH(TestHttpServer::Fault, fault);
+        QFETCH(bool, loaded);
+        const TileId id(2, 3, 0, 0);
+        serveTile(id);
+        m_server->setFault(base + tilePath(id), fault);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loadedSpy(&loader, &ITileLoader::si_tileLoaded);
+        QSignalSpy failedSpy(&loader, &ITileLoader::si_tileLoadFailed);
+        loader.loadTile(id, false);
+        QTRY_COMPARE(loadedSpy.count() + failedSpy.count(), 1);
+        QCOMPARE(loadedSpy.count(), loaded ? 1 : 0);
+        if (loaded) {
+            QVERIFY(tileOf(loadedSpy.at(0).at(0))->image.isNull());
+            QCOMPARE(tileOf(loadedSpy.at(0).at(0))->tileId.hash, id.hash);
+        } else {
+            QCOMPARE(idOf(failedSpy.at(0).at(0)).hash, id.hash);
+        }
+        // The tile is no longer pending: asking again makes a new request.
+        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::None);
+        loader.loadTile(id, false);
+        QTRY_COMPARE(loadedSpy.count() + failedSpy.count(), 2);
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), 2);
+    }
+
+    void duplicateRequestsWhilePendingMakeOneRequest()
+    {
+        const TileId id(4, 4, 2, 2);
+        serveTile(id);
+        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        loader.loadTile(id, false);
+        QTRY_COMPARE(m_server->heldCount(), 1);
+        loader.loadTile(id, true); // the running request keeps its priority
+        loader.loadTile(id, false);
+        const TileId barrier = sameWorkerTile(id, loader.workerCount());
+        serveTile(barrier);
+        loader.loadTile(barrier, true);
+        QTRY_COMPARE(m_server->requestCount(base + tilePath(barrier)), 1);
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
+        m_server->releaseAllHeld();
+        QTRY_COMPARE(loaded.count(), 2);
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
+    }
+
+    void sameTileAlwaysGoesToTheSameWorker()
+    {
+        TileLoaderQNetworkAccessManager loader(8);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QList<TileId> tiles;
+        for (quint64 x = 0; x < 60; ++x) {
+            tiles.append(TileId(x, x % 7, 0, 0));
+            serveTile(tiles.last());
+        }
+        QHash<quint32, int> workerOfKey;
+        for (int i = 0; i < loader.workerCount(); ++i) {
+            connect(&loader.worker(i), &TileLoaderThread::si_tileLoaded, this,
+                    [&workerOfKey, i](std::shared_ptr<Tile> tile) { workerOfKey.insert(tile->tileId.key(), i); });
+        }
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        for (int round = 0; round < 3; ++round) {
+            for (const TileId& id : qAsConst(tiles))
+                loader.loadTile(id, round == 0);
+        }
+        QTRY_COMPARE(workerOfKey.size(), tiles.size());
+        for (const TileId& id : qAsConst(tiles))
+            QCOMPARE(workerOfKey.value(id.key()), int(id.key() % 4u));
+        QTRY_VERIFY(loaded.count() >= tiles.size());
+        QVERIFY(m_server->totalRequestCount() <= 3 * tiles.size());
+    }
+
+    void cancellingAPendingTileDoesNotStopIt()
+    {
+        const TileId id(6, 1, 0, 0);
+        serveTile(id);
+        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        QSignalSpy failed(&loader, &ITileLoader::si_tileLoadFailed);
+        loader.loadTile(id, true);
+        QTRY_COMPARE(m_server->heldCount(), 1);
+        loader.cancelTileLoad(id);
+        loader.loadTile(id, true); // still pending: no new request
+        const TileId barrier = sameWorkerTile(id, loader.workerCount());
+        m_server->setFault(base + tilePath(barrier), TestHttpServer::Fault::Hold);
+        loader.loadTile(barrier, true);
+        QTRY_COMPARE(m_server->heldCount(), 2);
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
+        m_server->releaseHeld(base + tilePath(id));
+        QTRY_COMPARE(loaded.count(), 1);
+        QCOMPARE(failed.count(), 0);
+        checkTilePixels(*tileOf(loaded.at(0).at(0)));
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
+    }
+
+    void cancelledTileThatFailsIsReportedOnce()
+    {
+        const TileId id(6, 2, 0, 0);
+        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        QSignalSpy failed(&loader, &ITileLoader::si_tileLoadFailed);
+        loader.loadTile(id, true);
+        QTRY_COMPARE(m_server->heldCount(), 1);
+        loader.cancelTileLoad(id);
+        m_server->releaseAllHeld(); // no document: 404
+        QTRY_COMPARE(failed.count(), 1);
+        QCOMPARE(loaded.count(), 0);
+    }
+
+    void cancellingACompletedTileDoesNothing()
+    {
+        const TileId id(8, 1, 0, 0);
+        serveTile(id);
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        loader.loadTile(id, true);
+        QTRY_COMPARE(loaded.count(), 1);
+        loader.cancelTileLoad(id);
+        loader.cancelTileLoad(TileId(1234, 1, 0, 0));
+        loader.loadTile(id, true); // completed, so this is a new request
+        QTRY_COMPARE(loaded.count(), 2);
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), 2);
+    }
+
+    void replyWithoutATileIdIsLeftAlone()
+    {
+        // A worker that is not started runs its slots in the caller's thread.
+        TileLoaderThread worker;
+        QSignalSpy loaded(&worker, &TileLoaderThread::si_tileLoaded);
+        QSignalSpy failed(&worker, &TileLoaderThread::si_tileLoadFailed);
+        m_server->setDocument(QStringLiteral("/other"), "x");
+        QNetworkAccessManager manager;
+        QPointer<QNetworkReply> foreign = manager.get(QNetworkRequest(QUrl(m_server->baseUrl() + QStringLiteral("/other"))));
+        QTRY_VERIFY(foreign->isFinished());
+        worker.sl_replyFinished(foreign);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(foreign); // not deleted
+        QCOMPARE(loaded.count(), 0);
+        QCOMPARE(failed.count(), 0);
+
+        // With the property it is reported and released; another type gives the zero tile.
+        foreign->setProperty("tileid", QStringLiteral("not a tile id"));
+        worker.sl_replyFinished(foreign);
+        QCOMPARE(loaded.count(), 1);
+        QCOMPARE(tileOf(loaded.at(0).at(0))->tileId.hash, TileId().hash);
+        QVERIFY(tileOf(loaded.at(0).at(0))->image.isNull());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!foreign);
+    }
+
+    // Lifetime under load
+
+    void destroyingTheLoaderWithHundredsOfTilesInFlight()
+    {
+        m_server->setFault(base + tilePath(TileId(0, 0, 0, 0)), TestHttpServer::Fault::Hold);
+        auto loader = std::make_unique<TileLoaderQNetworkAccessManager>(8);
+        loader->setBaseUrl(QUrl(sourceUrl()));
+        for (quint64 i = 0; i < 400; ++i) {
+            const TileId id(i, i / 20, 0, 0);
+            serveTile(id);
+            m_server->setFault(base + tilePath(id), i % 2 ? TestHttpServer::Fault::Hold : TestHttpServer::Fault::None);
+            m_server->setDelay(base + tilePath(id), i % 2 ? 0 : 50);
+            loader->loadTile(id, i % 3 == 0);
+        }
+        QTRY_VERIFY(m_server->totalRequestCount() >= 20);
+        QSignalSpy destroyed(loader.get(), &QObject::destroyed);
+        QElapsedTimer timer;
+        timer.start();
+        loader.reset();
+        QCOMPARE(destroyed.count(), 1);
+        QVERIFY2(timer.elapsed() < 10000, "shutdown must not wait for the held requests");
+        m_server->releaseAllHeld();
+        QTest::qWait(100); // late answers must find nothing to crash into
+    }
+
+    void switchingTheSourceWhileOldTilesArrive()
+    {
+        const QString otherBase = QStringLiteral("/pyramid/other");
+        const TileId held(1, 1, 0, 0);
+        const TileId fresh(2, 1, 0, 0);
+        serveTile(held);
+        m_server->setFault(base + tilePath(held), TestHttpServer::Fault::Hold);
+        m_server->setDocument(otherBase + tilePath(held), testtiles::indexedPng(16, 16, [](int, int) { return 200; }),
+                              "image/png");
+        m_server->setDocument(otherBase + tilePath(fresh), testtiles::indexedPng(16, 16, [](int, int) { return 201; }),
+                              "image/png");
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        loader.loadTile(held, true);
+        QTRY_COMPARE(m_server->heldCount(), 1);
+
+        loader.setBaseUrl(QUrl(m_server->baseUrl() + otherBase));
+        loader.loadTile(held, true);  // still pending in its worker: not requested again
+        loader.loadTile(fresh, true); // goes to the new source
+        QTRY_COMPARE(loaded.count(), 1);
+        QCOMPARE(tileOf(loaded.at(0).at(0))->image.pixelIndex(0, 0), 201);
+        m_server->releaseAllHeld();
+        QTRY_COMPARE(loaded.count(), 2);
+        // The old source's tile arrives under its id, as requested.
+        checkTilePixels(*tileOf(loaded.at(1).at(0)));
+        QCOMPARE(m_server->requestCount(otherBase + tilePath(held)), 0);
+    }
+
+    void slowServerWhileTheViewKeepsChanging()
+    {
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson(QStringLiteral("slow"), 1, 16, 3));
+        m_server->setDocument(base + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 640, 640)));
+        for (quint64 x = 0; x < 41; ++x) {
+            for (quint64 y = 0; y < 41; ++y) {
+                for (quint16 z = 0; z <= 3; ++z) {
+                    const TileId id(x, y, z, z);
+                    serveTile(id);
+                    m_server->setDelay(base + tilePath(id), 40);
+                }
+            }
+        }
+        TileLoaderQNetworkAccessManager loader(4);
+        TileProvider provider(loader);
+        provider.setTileSource(sourceUrl());
+        QTRY_VERIFY(provider.tileSystem().isValid());
+        QTRY_VERIFY(!provider.tileSystem().extents().isNull());
+        // The view pans right in steps faster than the server answers.
+        QList<TileId> last;
+        for (int step = 0; step < 25; ++step) {
+            last = provider.tileSystem().tilesInRange(QRectF(step * 16.0, 64, 80, 64), quint16(0), quint16(0));
+            provider.setRequiredTiles(last);
+            QTest::qWait(15);
+        }
+        for (const TileId& id : qAsConst(last))
+            QTRY_VERIFY2(provider.cache().contains(id), qPrintable(id.toString()));
+        for (const TileId& id : qAsConst(last))
+            checkTilePixels(*provider.tile(id));
+        // Cancelled tiles are not aborted, so they may still arrive, but nothing is
+        // requested twice while pending.
+        for (const QString& path : m_server->requestLog())
+            QVERIFY2(m_server->requestCount(path) <= 2, qPrintable(path));
+    }
+
+    // file:// sources
+
+    void filesServeAPyramidWithoutAServer()
+    {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString root = dir.path() + QStringLiteral("/src");
+        QVERIFY(testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"),
+                                     testtiles::descriptorJson(QStringLiteral("disk"), 2, 16, 1)));
+        QVERIFY(testtiles::writeFile(root + QStringLiteral("/tileextents.json"),
+                                     testtiles::extentsJson(QRectF(0, 0, 64, 32))));
+        const TileId present(1, 0, 0, 0);
+        QVERIFY(testtiles::writeFile(root + tilePath(present), tilePng(present)));
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl::fromLocalFile(root));
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
+        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        QSignalSpy failed(&loader, &ITileLoader::si_tileLoadFailed);
+        loader.loadTileSystemDescriptor();
+        loader.loadTileExtents();
+        loader.loadTile(present, true);
+        loader.loadTile(TileId(3, 3, 0, 0), true);
+        QTRY_COMPARE(descriptors.count(), 1);
+        QTRY_COMPARE(extents.count(), 1);
+        QTRY_COMPARE(loaded.count(), 1);
+        QTRY_COMPARE(failed.count(), 1);
+        QCOMPARE(descriptors.at(0).at(0).value<TileSystemDescriptor>().name, QStringLiteral("disk"));
+        QCOMPARE(extents.at(0).at(0).toRectF(), QRectF(0, 0, 64, 32));
+        checkTilePixels(*tileOf(loaded.at(0).at(0)));
+        QCOMPARE(idOf(failed.at(0).at(0)).toString(), TileId(3, 3, 0, 0).toString());
+    }
+
+    void missingFileDocumentsAreDefaults()
+    {
+        QTemporaryDir dir;
+        TileLoaderQNetworkAccessManager loader(2);
+        loader.setBaseUrl(QUrl::fromLocalFile(dir.path() + QStringLiteral("/nothing")));
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        loader.loadTileSystemDescriptor();
+        QTRY_COMPARE(descriptors.count(), 1);
+        QVERIFY(descriptors.at(0).at(0).value<TileSystemDescriptor>().name.isNull());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTileLoader)
+#include "tst_tileloader.moc"
