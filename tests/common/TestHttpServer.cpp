@@ -2,20 +2,23 @@
 
 #include <QHash>
 #include <QHostAddress>
-#include <QMetaObject>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QPointer>
+#include <QScopeGuard>
+#include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
-#include <QWaitCondition>
 
+#include <condition_variable>
 #include <cstring>
 #include <deque>
 #include <functional>
 #include <map>
+#include <mutex>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -34,11 +37,19 @@ struct Document
     QByteArray contentType;
 };
 
+class Worker;
+
 // Everything the test's threads read or change, guarded by `mutex`. The server thread
-// takes the same mutex to record requests and to look up what to answer.
+// takes the same mutex to record requests and to look up what to answer. std::mutex rather
+// than QMutex: it is built on pthreads, whose synchronisation ThreadSanitizer sees.
 struct SharedState
 {
-    mutable QMutex mutex;
+    mutable std::mutex mutex;
+    // Work the test's threads hand to the server thread, and how much of it is done.
+    std::deque<std::function<void(Worker&)>> commands;
+    quint64 commandsQueued = 0;
+    quint64 commandsDone = 0;
+    std::condition_variable commandDone;
     QHash<QString, Document> documents;
     QHash<QString, Fault> faults;
     QHash<QString, int> delays;
@@ -132,19 +143,58 @@ public:
                 entry.second.socket->disconnect(this);
         }
         m_connections.clear();
-        QMutexLocker lock(&m_shared.mutex);
+        m_wakeNotifier.reset();
+        for (const int fd : m_wakePipe) {
+            if (fd >= 0)
+                ::close(fd);
+        }
+        std::lock_guard<std::mutex> lock(m_shared.mutex);
         m_shared.openConnections = 0;
         m_shared.held.clear();
     }
 
     bool listen()
     {
+        if (::pipe2(m_wakePipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+            m_wakePipe[0] = m_wakePipe[1] = -1;
+            return false;
+        }
+        m_wakeNotifier = std::make_unique<QSocketNotifier>(m_wakePipe[0], QSocketNotifier::Read);
+        connect(m_wakeNotifier.get(), &QSocketNotifier::activated, this, [this] {
+            char drain[64];
+            while (::read(m_wakePipe[0], drain, sizeof drain) > 0) {
+            }
+            runCommands();
+        });
         // Hundreds of clients may connect at once in a test.
         m_server.setMaxPendingConnections(1024);
         return m_server.listen(QHostAddress::LocalHost, 0);
     }
 
+    /// Makes the server thread run the queued commands; callable from any thread.
+    void wake()
+    {
+        const char byte = 'w';
+        // A full pipe already holds a wake-up, so a failed write loses nothing.
+        [[maybe_unused]] const ssize_t written = ::write(m_wakePipe[1], &byte, 1);
+    }
+
     quint16 port() const { return m_server.serverPort(); }
+
+    /// Runs the commands queued in the shared state, in order.
+    void runCommands()
+    {
+        std::unique_lock<std::mutex> lock(m_shared.mutex);
+        while (!m_shared.commands.empty()) {
+            const std::function<void(Worker&)> command = std::move(m_shared.commands.front());
+            m_shared.commands.pop_front();
+            lock.unlock(); // the command takes the mutex itself
+            command(*this);
+            lock.lock();
+            ++m_shared.commandsDone;
+            m_shared.commandDone.notify_all();
+        }
+    }
 
     /// Answers the held requests for `path` (all paths when `all`) as if they had no fault.
     void release(const QString& path, bool all)
@@ -181,7 +231,7 @@ private:
             connect(socket, &QTcpSocket::disconnected, this, [this, id] { drop(id); }, Qt::QueuedConnection);
             connect(socket, &QAbstractSocket::errorOccurred, this,
                     [this, id](QAbstractSocket::SocketError) { dropIfUnconnected(id); }, Qt::QueuedConnection);
-            QMutexLocker lock(&m_shared.mutex);
+            std::lock_guard<std::mutex> lock(m_shared.mutex);
             ++m_shared.openConnections;
         }
     }
@@ -210,13 +260,13 @@ private:
             connection.socket->deleteLater();
         }
         m_connections.erase(it);
-        QMutexLocker lock(&m_shared.mutex);
+        std::lock_guard<std::mutex> lock(m_shared.mutex);
         --m_shared.openConnections;
     }
 
     void forgetHeld(const QString& path)
     {
-        QMutexLocker lock(&m_shared.mutex);
+        std::lock_guard<std::mutex> lock(m_shared.mutex);
         const auto it = m_shared.held.find(path);
         Q_ASSERT(it != m_shared.held.end() && "every held request was counted when it arrived");
         if (it != m_shared.held.end() && --it.value() == 0)
@@ -356,7 +406,7 @@ private:
         const bool allowed = method == "GET" || method == "HEAD";
         int delay = 0;
         {
-            QMutexLocker lock(&m_shared.mutex);
+            std::lock_guard<std::mutex> lock(m_shared.mutex);
             ++m_shared.counts[request.path];
             m_shared.log.append(request.path);
             m_shared.headers[request.path].append(block);
@@ -440,7 +490,7 @@ private:
         Document document;
         bool found = false;
         {
-            QMutexLocker lock(&m_shared.mutex);
+            std::lock_guard<std::mutex> lock(m_shared.mutex);
             const auto it = m_shared.documents.constFind(request.path);
             found = it != m_shared.documents.constEnd();
             if (found)
@@ -478,6 +528,8 @@ private:
     QTcpServer m_server;
     std::map<quint64, Connection> m_connections;
     quint64 m_lastConnectionId = 0;
+    int m_wakePipe[2] = {-1, -1};
+    std::unique_ptr<QSocketNotifier> m_wakeNotifier;
 };
 
 // Runs the worker on its own stack, so the sockets are created, used and destroyed in this
@@ -495,65 +547,97 @@ public:
     /// Starts the thread once and waits until it listens (or failed to).
     bool startListening()
     {
-        QMutexLocker lock(&m_mutex);
+        std::unique_lock<std::mutex> lock(m_mutex);
         if (!m_startRequested) {
             m_startRequested = true;
             start();
-            while (!m_ready)
-                m_readyCondition.wait(&m_mutex);
+            m_readyCondition.wait(lock, [this] { return m_ready; });
         }
         return m_worker != nullptr;
     }
 
+    /// Stops the event loop and waits until run() has returned. The end is also handed over
+    /// through m_mutex, not only through QThread::wait(), so ThreadSanitizer sees it.
+    void stop()
+    {
+        quit();
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            if (m_startRequested)
+                m_finishedCondition.wait(lock, [this] { return m_finished; });
+        }
+        wait();
+    }
+
     quint16 port() const
     {
-        QMutexLocker lock(&m_mutex);
+        std::lock_guard<std::mutex> lock(m_mutex);
         return m_port;
     }
 
-    /// Runs `function` in the server thread and waits for it.
-    void runInServerThread(const std::function<void(Worker&)>& function)
+    /// Runs `command` in the server thread and waits for it; does nothing when the server
+    /// does not run.
+    void runInServerThread(std::function<void(Worker&)> command)
     {
         Worker* worker = nullptr;
         {
-            QMutexLocker lock(&m_mutex);
+            std::lock_guard<std::mutex> lock(m_mutex);
             worker = m_worker;
         }
         if (!worker)
             return;
-        if (QThread::currentThread() == this)
-            function(*worker);
-        else
-            QMetaObject::invokeMethod(worker, [worker, &function] { function(*worker); },
-                                      Qt::BlockingQueuedConnection);
+        if (QThread::currentThread() == this) {
+            command(*worker);
+            return;
+        }
+        // The command travels through the shared state and a pipe rather than through Qt's
+        // event queue, so that ThreadSanitizer sees the hand-over.
+        std::unique_lock<std::mutex> lock(m_shared.mutex);
+        m_shared.commands.push_back(std::move(command));
+        const quint64 ticket = ++m_shared.commandsQueued;
+        lock.unlock();
+        worker->wake();
+        lock.lock();
+        m_shared.commandDone.wait(lock, [this, ticket] { return m_shared.commandsDone >= ticket; });
     }
 
 protected:
     void run() override
     {
+        // Declared first, so it runs last: after the worker and its sockets are gone.
+        const auto finished = qScopeGuard([this] { markFinished(); });
         Worker worker(m_shared);
         connect(&worker, &Worker::requestReceived, &m_owner, &TestHttpServer::requestReceived);
         const bool listening = worker.listen();
         {
-            QMutexLocker lock(&m_mutex);
+            std::lock_guard<std::mutex> lock(m_mutex);
             m_worker = listening ? &worker : nullptr;
             m_port = listening ? worker.port() : 0;
             m_ready = true;
-            m_readyCondition.wakeAll();
         }
+        m_readyCondition.notify_all();
         if (listening)
             exec();
-        QMutexLocker lock(&m_mutex);
-        m_worker = nullptr;
     }
 
 private:
+    void markFinished()
+    {
+        // Notified under the lock: stop() may destroy the condition as soon as it can lock.
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_worker = nullptr;
+        m_finished = true;
+        m_finishedCondition.notify_all();
+    }
+
     SharedState& m_shared;
     TestHttpServer& m_owner;
-    mutable QMutex m_mutex;
-    QWaitCondition m_readyCondition;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_readyCondition;
+    std::condition_variable m_finishedCondition;
     bool m_startRequested = false;
     bool m_ready = false;
+    bool m_finished = false;
     Worker* m_worker = nullptr; // not owned: lives on the stack of run()
     quint16 m_port = 0;
 };
@@ -580,8 +664,7 @@ TestHttpServer::TestHttpServer(QObject* parent)
 
 TestHttpServer::~TestHttpServer()
 {
-    d->thread.quit();
-    d->thread.wait();
+    d->thread.stop();
 }
 
 bool TestHttpServer::start()
@@ -601,19 +684,19 @@ QString TestHttpServer::baseUrl() const
 
 void TestHttpServer::setDocument(const QString& path, const QByteArray& body, const QByteArray& contentType)
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     d->shared.documents.insert(path, Document{body, contentType});
 }
 
 void TestHttpServer::removeDocument(const QString& path)
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     d->shared.documents.remove(path);
 }
 
 void TestHttpServer::setFault(const QString& path, Fault fault)
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     if (fault == Fault::None)
         d->shared.faults.remove(path);
     else
@@ -622,7 +705,7 @@ void TestHttpServer::setFault(const QString& path, Fault fault)
 
 void TestHttpServer::setDelay(const QString& path, int milliseconds)
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     if (milliseconds <= 0)
         d->shared.delays.remove(path);
     else
@@ -631,7 +714,7 @@ void TestHttpServer::setDelay(const QString& path, int milliseconds)
 
 void TestHttpServer::releaseHeld(const QString& path)
 {
-    d->thread.runInServerThread([&path](Worker& worker) { worker.release(path, false); });
+    d->thread.runInServerThread([path](Worker& worker) { worker.release(path, false); });
 }
 
 void TestHttpServer::releaseAllHeld()
@@ -641,7 +724,7 @@ void TestHttpServer::releaseAllHeld()
 
 int TestHttpServer::heldCount(const QString& path) const
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     if (!path.isEmpty())
         return d->shared.held.value(path, 0);
     int total = 0;
@@ -652,31 +735,31 @@ int TestHttpServer::heldCount(const QString& path) const
 
 int TestHttpServer::requestCount(const QString& path) const
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     return d->shared.counts.value(path, 0);
 }
 
 int TestHttpServer::totalRequestCount() const
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     return d->shared.log.size();
 }
 
 QStringList TestHttpServer::requestLog() const
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     return d->shared.log;
 }
 
 QList<QByteArray> TestHttpServer::requestHeaders(const QString& path) const
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     return d->shared.headers.value(path);
 }
 
 void TestHttpServer::resetCounts()
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     d->shared.counts.clear();
     d->shared.headers.clear();
     d->shared.log.clear();
@@ -684,7 +767,7 @@ void TestHttpServer::resetCounts()
 
 int TestHttpServer::openConnectionCount() const
 {
-    QMutexLocker lock(&d->shared.mutex);
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
     return d->shared.openConnections;
 }
 
