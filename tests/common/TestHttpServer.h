@@ -74,7 +74,8 @@ public:
     void releaseHeld(const QString& path);
     void releaseAllHeld();
     /// Requests currently held for `path`, or for all paths when `path` is empty. A held
-    /// request whose client closed the connection is no longer counted.
+    /// request whose client closed the connection stops counting once the server thread has
+    /// noticed the close, so wait for that with QTRY_COMPARE.
     int heldCount(const QString& path = QString()) const;
 
     /// Requests that arrived for `path` since start() or the last resetCounts(), whatever
