@@ -259,11 +259,14 @@ private Q_SLOTS:
         } else {
             QCOMPARE(idOf(failedSpy.at(0).at(0)).hash, id.hash);
         }
-        // The tile is no longer pending: asking again makes a new request.
+        // The tile is no longer pending: asking again makes a new request. (Qt sends a
+        // request once more by itself when the connection closed without an answer.)
+        const int firstRequests = fault == TestHttpServer::Fault::CloseWithoutAnswer ? 2 : 1;
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), firstRequests);
         m_server->setFault(base + tilePath(id), TestHttpServer::Fault::None);
         loader.loadTile(id, false);
         QTRY_COMPARE(loadedSpy.count() + failedSpy.count(), 2);
-        QCOMPARE(m_server->requestCount(base + tilePath(id)), 2);
+        QCOMPARE(m_server->requestCount(base + tilePath(id)), firstRequests + 1);
     }
 
     void duplicateRequestsWhilePendingMakeOneRequest()

@@ -3,6 +3,7 @@
 
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileProvider.h>
+#include <mivo/tiling/TileServerProtocol.h>
 
 #include "../common/TestTiles.h"
 
@@ -103,6 +104,9 @@ private Q_SLOTS:
 
     void providerShowsTheSourceFromDescriptorToTiles()
     {
+        QHash<QString, int> countsBefore;
+        for (const TileId& id : qAsConst(m_written))
+            countsBefore.insert(tilePath(id), m_nginx->requestCount(QStringLiteral("/src") + tilePath(id)));
         TileLoaderQNetworkAccessManager loader(2);
         TileProvider provider(loader);
         provider.setTileSource(sourceUrl());
@@ -124,7 +128,7 @@ private Q_SLOTS:
         }
         // Every tile was fetched once, though neighbours and parents overlap.
         for (const TileId& id : view)
-            QCOMPARE(m_nginx->requestCount(QStringLiteral("/src") + tilePath(id)), 1);
+            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/src") + tilePath(id)), countsBefore.value(tilePath(id)) + 1);
     }
 
     void coarserTileStandsInWhileTheExactOneIsMissing()
