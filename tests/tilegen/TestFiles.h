@@ -12,11 +12,9 @@
 #include <QString>
 #include <QtEndian>
 
-#if MIVO_TEST_HAS_TILE_PARSER
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileId.h>
 #include <mivo/tiling/TileServerProtocol.h>
-#endif
 
 #include <cmath>
 #include <complex>
@@ -55,18 +53,10 @@ inline QByteArray cf32(qint64 count, const std::function<std::complex<float>(qin
 }
 
 // Pixel indices of a tile, decoded the way the waterfall decodes it: through the
-// library's tile parser where this tree has it, else with the two Qt calls it makes.
+// library's tile parser.
 inline QImage decodeTile(const QByteArray& png)
 {
-#if MIVO_TEST_HAS_TILE_PARSER
-    const std::shared_ptr<mivo::tiling::Tile> tile = mivo::tiling::parseTile(png, mivo::tiling::TileId(0, 0, 0, 0));
-    return tile ? tile->image : QImage();
-#else
-    QImage image;
-    if (!image.loadFromData(png, "PNG"))
-        return {};
-    return image.convertToFormat(QImage::Format_Indexed8);
-#endif
+    return mivo::tiling::parseTile(png, mivo::tiling::TileId(0, 0, 0, 0))->image;
 }
 
 // Every file below `root` by relative path, with its bytes.
