@@ -22,17 +22,26 @@ TileLoaderThread::TileLoaderThread()
     connect(m_networkAccessManager, &QNetworkAccessManager::finished, this, &TileLoaderThread::sl_replyFinished);
 }
 
-TileLoaderThread::~TileLoaderThread() = default;
+TileLoaderThread::~TileLoaderThread()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+}
+
+void TileLoaderThread::run()
+{
+    exec();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+}
 
 void TileLoaderThread::setBaseUrl(const QString& baseUrl)
 {
-    const std::lock_guard<std::mutex> lock(m_baseUrlMutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_baseUrl = baseUrl;
 }
 
 QString TileLoaderThread::baseUrl() const
 {
-    const std::lock_guard<std::mutex> lock(m_baseUrlMutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     return m_baseUrl;
 }
 

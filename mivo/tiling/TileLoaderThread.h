@@ -50,11 +50,16 @@ public Q_SLOTS:
     void sl_shutdown();
     void sl_replyFinished(QNetworkReply* reply);
 
+protected:
+    void run() override;
+
 private:
     Q_DISABLE_COPY(TileLoaderThread)
 
-    // The base URL is written from the loader's thread while this thread reads it.
-    mutable std::mutex m_baseUrlMutex;
+    // Guards the base URL, written from the loader's thread while this thread reads it,
+    // and hands the rest of this object's state to the thread that destroys it: the
+    // worker takes it last when its event loop ends, the destructor first.
+    mutable std::mutex m_mutex;
     QString m_baseUrl;
     QNetworkAccessManager* m_networkAccessManager; // child of this object until shutdown
     QMap<TileId, QNetworkReply*> m_pendingReplies;  // keyed and ordered by tile key

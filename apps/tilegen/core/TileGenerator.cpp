@@ -6,13 +6,11 @@
 #include "Error.h"
 #include "SpectrumAnalyzer.h"
 #include "TileEncoder.h"
+#include "WorkerPool.h"
 
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QRunnable>
-#include <QSemaphore>
 #include <QThread>
-#include <QThreadPool>
 
 #include <algorithm>
 #include <atomic>
@@ -52,94 +50,6 @@ private:
     mutable std::mutex m_mutex;
     std::optional<Error> m_error;
     std::atomic<bool> m_failed{false};
-};
-
-// Runs jobs on `threads` cores: the calling thread plus a pool of threads - 1.
-// With one thread everything runs inline, in order.
-class Workers
-{
-public:
-    explicit Workers(int threads)
-        : m_backgroundSlots(4 * threads)
-    {
-        m_pool.setMaxThreadCount(std::max(1, threads - 1));
-        m_inline = threads <= 1;
-    }
-    ~Workers() { m_pool.waitForDone(); }
-
-    int threadCount() const { return m_inline ? 1 : m_pool.maxThreadCount() + 1; }
-
-    // Runs all jobs and returns when they are done. Job 0 runs on the calling thread;
-    // jobs the pool has not started by then are taken back and run here too.
-    void runAll(const std::vector<std::function<void()>>& jobs)
-    {
-        if (m_inline || jobs.size() == 1) {
-            for (const auto& job : jobs)
-                job();
-            return;
-        }
-        QSemaphore done;
-        std::vector<std::unique_ptr<Job>> pooled;
-        for (size_t i = 1; i < jobs.size(); ++i) {
-            pooled.push_back(std::make_unique<Job>(jobs[i], done));
-            m_pool.start(pooled.back().get(), urgentPriority);
-        }
-        jobs.front()();
-        for (const auto& job : pooled) {
-            if (m_pool.tryTake(job.get()))
-                job->run();
-        }
-        done.acquire(int(pooled.size()));
-    }
-
-    // Starts a job that may run while the caller goes on; at most a few are queued,
-    // beyond that the job runs on the calling thread.
-    void startBackground(std::function<void()> job)
-    {
-        if (m_inline) {
-            job();
-            return;
-        }
-        // When the pool falls behind, the caller encodes too rather than wait idle.
-        if (!m_backgroundSlots.tryAcquire()) {
-            job();
-            return;
-        }
-        m_pool.start([this, job = std::move(job)] {
-            job();
-            m_backgroundSlots.release();
-        });
-    }
-
-    void cancelQueued() { m_pool.clear(); }
-    void waitForBackground() { m_pool.waitForDone(); }
-
-private:
-    static constexpr int urgentPriority = 1;
-
-    class Job : public QRunnable
-    {
-    public:
-        Job(std::function<void()> work, QSemaphore& done)
-            : m_work(std::move(work))
-            , m_done(done)
-        {
-            setAutoDelete(false);
-        }
-        void run() override
-        {
-            m_work();
-            m_done.release();
-        }
-
-    private:
-        std::function<void()> m_work;
-        QSemaphore& m_done;
-    };
-
-    QThreadPool m_pool;
-    QSemaphore m_backgroundSlots;
-    bool m_inline = true;
 };
 
 // Frames of a recording in blocks; keeps the overlap between consecutive frames.
@@ -352,7 +262,7 @@ TileGeneratorResult TileGenerator::run()
     const TileEncoder encoder;
     FailureSlot failure;
     std::atomic<quint64> tilesWritten{0};
-    Workers workers(threads); // destroyed first: its tasks use the objects above
+    WorkerPool workers(threads); // destroyed first: its tasks use the objects above
 
     PyramidBuilder::Settings pyramidSettings;
     pyramidSettings.tileSize = m_settings.tileSize;
