@@ -47,7 +47,7 @@ void BM_TilesInRange4K(benchmark::State& state)
     for (auto _ : state) {
         const QList<TileId> ids = system.tilesInRange(view, xScale, yScale);
         tiles += ids.size();
-        benchmark::DoNotOptimize(ids.constData());
+        benchmark::DoNotOptimize(ids.constFirst());
     }
     state.SetItemsProcessed(state.iterations());
     state.counters["tiles_per_view"] = double(tiles) / double(state.iterations());
