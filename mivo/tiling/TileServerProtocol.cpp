@@ -44,9 +44,8 @@ TileSystemDescriptor parseTileSystemDescriptor(const QByteArray& body)
         return {};
     const QJsonObject object = document.object();
     TileSystemDescriptor descriptor;
+    // An empty default, not a null one: any object is a valid descriptor.
     descriptor.name = object.value(QStringLiteral("name")).toString(QLatin1String(""));
-    if (descriptor.name.isNull())
-        descriptor.name = QLatin1String("");
     descriptor.xaxis = parseAxis(object.value(QStringLiteral("xaxis")));
     descriptor.yaxis = parseAxis(object.value(QStringLiteral("yaxis")));
     return descriptor;

@@ -485,6 +485,20 @@ private Q_SLOTS:
         QVERIFY(timer.elapsed() < 5000); // generous: a naive search takes hours
     }
 
+    void indicesShiftedBy64OrMoreAreZero()
+    {
+        // Column and row with the top bit set, 64 levels below the cached tile: halving
+        // them 64 times leaves 0 (a shift count taken modulo 64 would leave them as they are).
+        ProviderFixture f;
+        f.provider.setTileSource(QStringLiteral("http://server/src"));
+        TileSystemDescriptor d;
+        d.name = QLatin1String("");
+        f.loader.deliverDescriptor(d);
+        const auto coarse = f.loader.deliverTile(TileId(0, 0, 64, 64));
+        const quint64 top = quint64(1) << 63;
+        QCOMPARE(f.provider.tile(TileId(top + 5, top + 7, 0, 0)), coarse);
+    }
+
     // Prefetch rule
 
     void additionalTilesAreNeighboursThenParent()

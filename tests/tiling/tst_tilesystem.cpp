@@ -327,6 +327,9 @@ private Q_SLOTS:
         QTest::newRow("zero scale: -inf gives level 0, clamped to min") << 0.0 << 3 << 20 << 3;
         QTest::newRow("NaN scale: level 0") << notANumber << 0 << 20 << 0;
         QTest::newRow("infinite scale: level 0, clamped to min") << inf << 2 << 20 << 2;
+        // Crossing limits: the maximum is applied first, the minimum last, so it wins.
+        QTest::newRow("crossing levels, fine scale") << 2.0 << 10 << 5 << 10;
+        QTest::newRow("crossing levels, coarse scale") << 2.0 * 256 << 10 << 5 << 10;
         QTest::newRow("high level under a high maximum") << 2.0 * 65536.0 * 65536.0 * 65536.0 * 65536.0 / 4 << 0
                                                          << 65535 << 62;
     }
