@@ -2,6 +2,7 @@
 #include "SigMfWriter.h"
 
 #include "core/Error.h"
+#include "core/Quantity.h"
 #include "core/TimeValue.h"
 
 #include <QCommandLineParser>
@@ -25,21 +26,10 @@ public:
 
 double numberOption(const QCommandLineParser& parser, const QString& name)
 {
-    QString text = parser.value(name).trimmed();
-    double factor = 1.0;
-    if (text.endsWith(QLatin1Char('k')))
-        factor = 1e3;
-    else if (text.endsWith(QLatin1Char('M')))
-        factor = 1e6;
-    else if (text.endsWith(QLatin1Char('G')))
-        factor = 1e9;
-    if (factor != 1.0)
-        text.chop(1);
-    bool ok = false;
-    const double value = text.toDouble(&ok);
-    if (!ok || !std::isfinite(value))
+    const std::optional<double> value = mivo::tilegen::parseQuantity(parser.value(name));
+    if (!value)
         throw UsageError(QStringLiteral("--") + name, QStringLiteral("\"%1\" is not a number").arg(parser.value(name)));
-    return value * factor;
+    return *value;
 }
 
 int run(const QStringList& arguments)

@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "core/Quantity.h"
 #include "core/TimeValue.h"
 
 #include <QCommandLineParser>
@@ -11,26 +12,6 @@
 namespace mivo::tilegen {
 
 namespace {
-
-// "2.4e6", "2400000", "2.4M", "250k", "1.5G".
-std::optional<double> parseQuantity(QString text)
-{
-    text = text.trimmed();
-    double factor = 1.0;
-    if (text.endsWith(QLatin1Char('k')) || text.endsWith(QLatin1Char('K')))
-        factor = 1e3;
-    else if (text.endsWith(QLatin1Char('M')))
-        factor = 1e6;
-    else if (text.endsWith(QLatin1Char('G')))
-        factor = 1e9;
-    if (factor != 1.0)
-        text.chop(1);
-    bool ok = false;
-    const double value = text.toDouble(&ok);
-    if (!ok || !std::isfinite(value))
-        return std::nullopt;
-    return value * factor;
-}
 
 double quantityOption(const QCommandLineParser& parser, const QString& name)
 {

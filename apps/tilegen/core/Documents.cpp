@@ -71,7 +71,7 @@ QByteArray workspaceJson(const QString& sourceId, const QVector<WorkspaceItem>& 
     return toJson(QJsonDocument(root));
 }
 
-QStringList parseSourceList(const QByteArray& json, const QString& fileName)
+QJsonDocument parseJsonFile(const QByteArray& json, const QString& fileName)
 {
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
@@ -80,6 +80,12 @@ QStringList parseSourceList(const QByteArray& json, const QString& fileName)
                                   .arg(parseError.offset)
                                   .arg(parseError.errorString()));
     }
+    return document;
+}
+
+QStringList parseSourceList(const QByteArray& json, const QString& fileName)
+{
+    const QJsonDocument document = parseJsonFile(json, fileName);
     if (!document.isArray())
         throw Error(fileName, QStringLiteral("must hold a JSON array of source ids"));
     QStringList ids;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonDocument>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -40,6 +41,9 @@ QByteArray workspaceJson(const QString& sourceId, const QVector<WorkspaceItem>& 
 
 // tilesources.json is a JSON array of source id strings. Throws Error naming
 // `fileName` if `json` is anything else.
+// Parses JSON, or throws Error naming `fileName`, the byte offset and the problem.
+QJsonDocument parseJsonFile(const QByteArray& json, const QString& fileName);
+
 QStringList parseSourceList(const QByteArray& json, const QString& fileName);
 QByteArray sourceListJson(const QStringList& ids);
 

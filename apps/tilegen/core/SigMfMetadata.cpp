@@ -1,12 +1,12 @@
 #include "SigMfMetadata.h"
 
+#include "Documents.h"
 #include "Error.h"
 #include "TimeValue.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QJsonParseError>
 
 #include <cmath>
 
@@ -90,13 +90,7 @@ QJsonArray arrayAt(const QJsonObject& parent, const QString& key, const QString&
 
 SigMfMetadata SigMfMetadata::parse(const QByteArray& json, const QString& fileName)
 {
-    QJsonParseError parseError{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        throw Error(fileName, QStringLiteral("malformed JSON at byte %1: %2")
-                                  .arg(parseError.offset)
-                                  .arg(parseError.errorString()));
-    }
+    const QJsonDocument document = parseJsonFile(json, fileName);
     if (!document.isObject())
         throw Error(fileName, QStringLiteral("a SigMF metadata file must hold a JSON object"));
     const QJsonObject root = document.object();

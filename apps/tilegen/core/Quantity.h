@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace mivo::tilegen {
+
+// A number with an optional SI suffix, as typed on a command line: "2.4e6", "2400000",
+// "2.4M", "250k" (or "250K"), "1.5G". Empty when the text is not a finite number.
+std::optional<double> parseQuantity(QString text);
+
+} // namespace mivo::tilegen
