@@ -4,6 +4,7 @@
 
 #include <mivo/mivo_export.h>
 
+// core
 #include <mivo/core/Axis.h>
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/core/CoordSystem.h>
@@ -13,6 +14,11 @@
 #include <mivo/core/IPaintHandler.h>
 #include <mivo/core/IToolTipHandler.h>
 
+// navigation
+
+// overlays
+
+// tiling
 #include <mivo/tiling/ITileLoader.h>
 #include <mivo/tiling/ITileProvider.h>
 #include <mivo/tiling/Tile.h>
