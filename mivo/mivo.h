@@ -8,6 +8,7 @@
 #include <mivo/core/Axis.h>
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/core/CoordSystem.h>
+#include <mivo/core/DefaultFormatters.h>
 #include <mivo/core/DpToPixel.h>
 #include <mivo/core/IKeyboardHandler.h>
 #include <mivo/core/IMouseHandler.h>
@@ -17,6 +18,11 @@
 // navigation
 
 // overlays
+#include <mivo/overlays/BackgroundPaintHandler.h>
+#include <mivo/overlays/FrequencyGridPaintHandler.h>
+#include <mivo/overlays/GridPaintHandlerSettings.h>
+#include <mivo/overlays/HorizontalRulerPaintHandler.h>
+#include <mivo/overlays/TimeGridPaintHandler.h>
 
 // tiling
 #include <mivo/tiling/ITileLoader.h>
@@ -24,10 +30,13 @@
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileAxis.h>
 #include <mivo/tiling/TileCache.h>
+#include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileId.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileLoaderThread.h>
+#include <mivo/tiling/TilePaintHandler.h>
 #include <mivo/tiling/TileProvider.h>
 #include <mivo/tiling/TileServerProtocol.h>
 #include <mivo/tiling/TileSystem.h>
 #include <mivo/tiling/TileSystemDescriptor.h>
+#include <mivo/tiling/TileTooltipHandler.h>

@@ -5,6 +5,7 @@
 // conversions and over-wide shifts give the values the processor's own instructions
 // give.
 
+#include <mivo/core/NumericConversions_p.h>
 #include <mivo/tiling/TileAxis.h>
 
 #include <QtGlobal>
@@ -14,15 +15,7 @@
 
 namespace mivo::tiling::geometry {
 
-/// double -> signed 64-bit by truncation; NaN and values outside the range give
-/// INT64_MIN, like the x86-64 conversion instruction.
-inline qint64 truncateToInt64(double value)
-{
-    constexpr double twoToThe63 = 9223372036854775808.0;
-    if (value >= -twoToThe63 && value < twoToThe63)
-        return static_cast<qint64>(value);
-    return std::numeric_limits<qint64>::min();
-}
+using numeric::truncateToInt64;
 
 /// double -> unsigned 64-bit by truncation: quotients of 2^63 and more are converted
 /// by subtracting 2^63 and adding it back as the top bit; negative values give the

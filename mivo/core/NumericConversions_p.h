@@ -1,0 +1,29 @@
+#pragma once
+
+// Conversions from double to integer without undefined behaviour: NaN and values out
+// of range give the values the x86-64 conversion instructions give.
+
+#include <QtGlobal>
+
+#include <limits>
+
+namespace mivo::numeric {
+
+/// double -> signed 64-bit by truncation; NaN and values outside the range give INT64_MIN.
+inline qint64 truncateToInt64(double value)
+{
+    constexpr double twoToThe63 = 9223372036854775808.0;
+    if (value >= -twoToThe63 && value < twoToThe63)
+        return static_cast<qint64>(value);
+    return std::numeric_limits<qint64>::min();
+}
+
+/// double -> int by truncation; NaN and values outside the range give INT_MIN.
+inline int truncateToInt(double value)
+{
+    if (value > -2147483649.0 && value < 2147483648.0)
+        return static_cast<int>(value);
+    return std::numeric_limits<int>::min();
+}
+
+} // namespace mivo::numeric

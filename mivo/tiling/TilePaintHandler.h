@@ -1,0 +1,96 @@
+#pragma once
+
+#include <mivo/core/IPaintHandler.h>
+#include <mivo/mivo_export.h>
+#include <mivo/tiling/TileColorTableDescriptor.h>
+#include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileSystemDescriptor.h>
+
+#include <QColor>
+#include <QList>
+#include <QObject>
+#include <QRectF>
+#include <QVector>
+
+class QWidget;
+
+namespace mivo {
+class CoordSystem;
+}
+
+namespace mivo::tiling {
+
+class ITileProvider;
+class TileSystem;
+
+struct TilePaintHandlerSettings
+{
+    QColor noValueColor = QColor(Qt::black); ///< entry 0 of colour tables built from now on
+    bool showDebugInfo = false;             ///< draw each tile's id and rectangles over it
+};
+
+/**
+ * The paint layer that shows the waterfall. Each paint asks the tile system for the
+ * tiles of the displayed range at the zoom levels that suit the current scales, tells
+ * the provider that exactly these are required, and draws what the provider holds for
+ * each, cut to the visible part. A coarser stand-in shows the part of its image that
+ * matches the requested tile. A missing tile leaves the layers below visible.
+ *
+ * It builds the colour table the provider applies to the tile images, and repaints
+ * only the screen area of a tile that arrives.
+ *
+ * GUI thread only. The four referenced objects are not owned and must outlive it.
+ */
+class MIVO_EXPORT TilePaintHandler : public QObject, public IPaintHandler
+{
+    Q_OBJECT
+
+public:
+    TilePaintHandler(QWidget& widget, const CoordSystem& coordSystem, ITileProvider& tileProvider,
+                     const TileSystem& tileSystem);
+    ~TilePaintHandler() override;
+
+    void handlePaint(QPainter& painter) override;
+
+    /// Builds the colour table from @p descriptor, the tile system's level mapping and
+    /// noValueColor, hands it to the provider and repaints. No copy is kept.
+    void setTileColorTableDescriptor(const TileColorTableDescriptor& descriptor);
+    /// Takes the settings and repaints. The colour table is not rebuilt: a new
+    /// noValueColor shows from the next setTileColorTableDescriptor() on (kept).
+    void setTilePaintHandlerSettings(const TilePaintHandlerSettings& settings);
+    const TilePaintHandlerSettings& tilePaintHandlerSettings() const { return m_settings; }
+
+    /// The tiles the last paint required.
+    const QList<TileId>& requiredTiles() const { return m_requiredTiles; }
+
+    /**
+     * The colour table for a descriptor: @p levels.valueSteps ARGB entries, entry 0
+     * @p noValueColor, entry i the colour at column i of the descriptor's gradient
+     * rendered into a 256 x 1 image of 16-bit RGB (the coarse format is intended).
+     * Entries beyond column 255 keep @p noValueColor; at most 2^24 entries are made.
+     */
+    static QVector<unsigned int> buildColorTable(const TileColorTableDescriptor& descriptor,
+                                                 const TileSystemDescriptor& levels, const QColor& noValueColor);
+
+    /// The debug text of a tile: its id, then the target and the source rectangle.
+    static QString debugText(const TileId& tileId, const QRectF& target, const QRectF& source);
+
+private Q_SLOTS:
+    void sl_tileAvailable(const mivo::tiling::TileId& tileId);
+    void sl_tileSystemChanged();
+
+private:
+    Q_DISABLE_COPY(TilePaintHandler)
+
+    void paintTile(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect);
+    void paintTileDebugInfo(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect);
+
+    QWidget& m_widget;
+    const CoordSystem& m_coordSystem;
+    ITileProvider& m_tileProvider;
+    const TileSystem& m_tileSystem;
+    TilePaintHandlerSettings m_settings;
+    QList<TileId> m_requiredTiles;
+};
+
+} // namespace mivo::tiling
