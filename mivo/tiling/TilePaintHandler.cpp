@@ -1,6 +1,7 @@
 #include <mivo/tiling/TilePaintHandler.h>
 
 #include "TileGeometry_p.h"
+#include "TilingMetaTypes_p.h"
 
 #include <mivo/core/CoordSystem.h>
 #include <mivo/tiling/ITileProvider.h>
@@ -20,6 +21,7 @@ TilePaintHandler::TilePaintHandler(QWidget& widget, const CoordSystem& coordSyst
     , m_tileProvider(tileProvider)
     , m_tileSystem(tileSystem)
 {
+    registerTilingMetaTypes();
     connect(&m_tileProvider, &ITileProvider::si_tileAvailable, this, &TilePaintHandler::sl_tileAvailable);
     connect(&m_tileSystem, &TileSystem::si_tileSystemChanged, this, &TilePaintHandler::sl_tileSystemChanged);
 }

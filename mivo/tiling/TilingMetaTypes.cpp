@@ -1,6 +1,7 @@
 #include "TilingMetaTypes_p.h"
 
 #include <mivo/tiling/Tile.h>
+#include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileId.h>
 #include <mivo/tiling/TileSystemDescriptor.h>
 
@@ -21,6 +22,8 @@ void registerTilingMetaTypes()
         qRegisterMetaType<TileSystemDescriptor>("TileSystemDescriptor");
         qRegisterMetaType<std::shared_ptr<Tile>>("std::shared_ptr<Tile>");
         qRegisterMetaType<QNetworkReply*>();
+        qRegisterMetaType<TileColorTableDescriptor>("mivo::tiling::TileColorTableDescriptor");
+        qRegisterMetaType<TileColorTableDescriptor>("TileColorTableDescriptor");
     });
 }
 
