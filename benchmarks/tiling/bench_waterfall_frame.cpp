@@ -1,0 +1,275 @@
+// Frame time of the waterfall: one 1920 x 1080 frame fully covered by 40 cached tiles,
+// with both grids and the ruler, painted
+//   (a) into a QImage with the raster engine,
+//   (b) in the shown QOpenGLWidget (Mesa's renderer under Xvfb in CI),
+// next to QCustomPlot's QCPColorMap drawing the same visible data at the same size from a
+// matrix, and the time to build a colour table.
+//
+// Usage: bench_waterfall_frame [frames = 40]
+
+#include <mivo/core/BaseDrawWidget.h>
+#include <mivo/core/CoordSystem.h>
+#include <mivo/overlays/BackgroundPaintHandler.h>
+#include <mivo/overlays/FrequencyGridPaintHandler.h>
+#include <mivo/overlays/HorizontalRulerPaintHandler.h>
+#include <mivo/overlays/TimeGridPaintHandler.h>
+#include <mivo/tiling/ITileLoader.h>
+#include <mivo/tiling/TilePaintHandler.h>
+#include <mivo/tiling/TileProvider.h>
+
+#include <qcustomplot.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <QTest>
+
+#include <algorithm>
+#include <cstdio>
+#include <random>
+#include <vector>
+
+using namespace mivo;
+using namespace mivo::tiling;
+
+namespace {
+
+constexpr int width = 1920;
+constexpr int height = 1080;
+constexpr int tileSize = 256;
+
+// Delivers nothing: the tiles are placed in the provider's cache up front.
+class IdleLoader : public ITileLoader
+{
+public:
+    void setBaseUrl(const QUrl&) override {}
+    void loadTileSystemDescriptor() override {}
+    void loadTileExtents() override {}
+    void loadTile(const TileId&, bool) override {}
+    void cancelTileLoad(const TileId&) override {}
+    void deliver(const std::shared_ptr<Tile>& tile) { Q_EMIT si_tileLoaded(tile); }
+    void deliver(const TileSystemDescriptor& d) { Q_EMIT si_tileSystemDescriptorLoaded(d); }
+    void deliver(const QRectF& extents) { Q_EMIT si_tileSystemExtentsLoaded(extents); }
+};
+
+// A waterfall-like level in 1..255 for the value at (x, y).
+int levelAt(std::mt19937& random, int x, int y)
+{
+    std::normal_distribution<double> noise(70.0, 8.0);
+    double level = noise(random);
+    if (x % 300 < 6)
+        level += 120.0;
+    if ((y / 40) % 5 == 0 && x % 700 > 200 && x % 700 < 260)
+        level += 80.0;
+    return int(std::clamp(level, 1.0, 255.0));
+}
+
+struct Scene
+{
+    Scene()
+    {
+        TileSystemDescriptor descriptor;
+        descriptor.name = QStringLiteral("bench");
+        descriptor.xaxis.tilesize = descriptor.yaxis.tilesize = tileSize;
+        descriptor.xaxis.maxzoomlevel = descriptor.yaxis.maxzoomlevel = 4;
+        loader.deliver(descriptor);
+        loader.deliver(QRectF(0, 0, 4096, 4096));
+        std::mt19937 random(3);
+        levels = std::vector<int>(size_t(width) * height);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                levels[size_t(y) * width + x] = levelAt(random, x, y);
+        for (quint64 ty = 0; ty < 5; ++ty) {
+            for (quint64 tx = 0; tx < 8; ++tx) {
+                QImage image(tileSize, tileSize, QImage::Format_Indexed8);
+                for (int y = 0; y < tileSize; ++y) {
+                    uchar* line = image.scanLine(y);
+                    for (int x = 0; x < tileSize; ++x) {
+                        const int gx = int(tx) * tileSize + x;
+                        const int gy = int(ty) * tileSize + y;
+                        line[x] = uchar(gx < width && gy < height ? levels[size_t(gy) * width + gx] : 1);
+                    }
+                }
+                loader.deliver(std::make_shared<Tile>(TileId(tx, ty, 0, 0), image));
+            }
+        }
+    }
+    IdleLoader loader;
+    TileProvider provider{loader};
+    std::vector<int> levels; // the visible data, row by row, for the comparison
+};
+
+struct Layers
+{
+    Layers(BaseDrawWidget& widget, Scene& scene)
+        : background(std::make_shared<BackgroundPaintHandler>(widget))
+        , tiles(std::make_shared<TilePaintHandler>(widget, widget.coordSystem(), scene.provider,
+                                                   scene.provider.tileSystem()))
+        , frequencyGrid(std::make_shared<FrequencyGridPaintHandler>(widget, widget.coordSystem()))
+        , timeGrid(std::make_shared<TimeGridPaintHandler>(widget, widget.coordSystem()))
+        , ruler(std::make_shared<HorizontalRulerPaintHandler>(widget))
+    {
+        tiles->setTileColorTableDescriptor(TileColorTableDescriptor());
+        ruler->setRulerValue(500.0);
+    }
+    QList<std::shared_ptr<IPaintHandler>> all() const { return {background, tiles, frequencyGrid, timeGrid, ruler}; }
+
+    std::shared_ptr<BackgroundPaintHandler> background;
+    std::shared_ptr<TilePaintHandler> tiles;
+    std::shared_ptr<FrequencyGridPaintHandler> frequencyGrid;
+    std::shared_ptr<TimeGridPaintHandler> timeGrid;
+    std::shared_ptr<HorizontalRulerPaintHandler> ruler;
+};
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// Marks the start and the end of a frame inside the widget's paint.
+class Stopwatch : public IPaintHandler
+{
+public:
+    Stopwatch(QElapsedTimer& timer, std::vector<double>* samples)
+        : m_timer(timer), m_samples(samples)
+    {
+    }
+    void handlePaint(QPainter& painter) override
+    {
+        if (!m_samples) {
+            m_timer.start();
+            return;
+        }
+        painter.beginNativePainting(); // flush the engine's queued drawing
+        QOpenGLContext::currentContext()->functions()->glFinish();
+        painter.endNativePainting();
+        m_samples->push_back(m_timer.nsecsElapsed() / 1e6);
+    }
+
+private:
+    QElapsedTimer& m_timer;
+    std::vector<double>* m_samples;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    const int frames = argc > 1 ? std::max(3, atoi(argv[1])) : 40;
+    Scene scene;
+
+    // (a) raster: a never-shown drawing widget only supplies geometry and fonts.
+    BaseDrawWidget rasterWidget;
+    rasterWidget.resize(width, height);
+    rasterWidget.coordSystem().x().setDisplayedPixelSpan(width);
+    rasterWidget.coordSystem().y().setDisplayedPixelSpan(height);
+    Layers rasterLayers(rasterWidget, scene);
+    QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
+    std::vector<double> raster;
+    for (int i = 0; i < frames; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        QPainter painter(&image);
+        painter.setClipRect(image.rect());
+        for (const auto& layer : rasterLayers.all()) {
+            painter.save();
+            layer->handlePaint(painter);
+            painter.restore();
+        }
+        painter.end();
+        raster.push_back(timer.nsecsElapsed() / 1e6);
+    }
+    const int tilesPerFrame = rasterLayers.tiles->requiredTiles().size();
+
+    // (b) OpenGL: the shown widget, timed from the first to the last layer with glFinish.
+    QWidget window;
+    window.resize(width, height);
+    auto* glWidget = new BaseDrawWidget(&window);
+    glWidget->setGeometry(0, 0, width, height);
+    window.show();
+    if (!QTest::qWaitForWindowExposed(&window)) {
+        std::fprintf(stderr, "bench_waterfall_frame: no window (run under an X server)\n");
+        return 1;
+    }
+    if (!QTest::qWaitFor([&] { return glWidget->coordSystem().x().displayedPixelSpan() == width; })) {
+        std::fprintf(stderr, "bench_waterfall_frame: the widget never got its size\n");
+        return 1;
+    }
+    QElapsedTimer glTimer;
+    std::vector<double> gl;
+    glWidget->addPaintHandler(std::make_shared<Stopwatch>(glTimer, nullptr));
+    Layers glLayers(*glWidget, scene);
+    for (const auto& layer : glLayers.all())
+        glWidget->addPaintHandler(layer);
+    glWidget->addPaintHandler(std::make_shared<Stopwatch>(glTimer, &gl));
+    std::vector<double> grab;
+    for (int i = 0; i < frames; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        const QImage frame = glWidget->grabFramebuffer(); // renders the layers, then reads back
+        grab.push_back(timer.nsecsElapsed() / 1e6);
+    }
+
+    // QCustomPlot: a colour map of the same 1920 x 1080 values, same gradient stops.
+    QCustomPlot plot;
+    plot.resize(width, height);
+    plot.axisRect()->setAutoMargins(QCP::msNone);
+    plot.axisRect()->setMargins(QMargins());
+    plot.xAxis->setVisible(false);
+    plot.yAxis->setVisible(false);
+    auto* map = new QCPColorMap(plot.xAxis, plot.yAxis);
+    map->data()->setSize(width, height);
+    map->data()->setRange(QCPRange(0, width - 1), QCPRange(0, height - 1));
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            map->data()->setCell(x, y, scene.levels[size_t(y) * width + x]);
+    QCPColorGradient gradient;
+    gradient.clearColorStops();
+    const TileColorTableDescriptor colours;
+    gradient.setColorStopAt(0.0, colours.lowColor);
+    gradient.setColorStopAt(0.5, colours.midColor);
+    gradient.setColorStopAt(1.0, colours.highColor);
+    map->setGradient(gradient);
+    map->setDataRange(QCPRange(0, 255));
+    map->setInterpolate(false);
+    plot.xAxis->setRange(0, width - 1);
+    plot.yAxis->setRange(0, height - 1);
+    std::vector<double> plotFromMatrix;
+    std::vector<double> plotCached;
+    for (int i = 0; i < frames; ++i) {
+        // A changed data range makes the map rebuild its image from the matrix.
+        map->setDataRange(QCPRange(0, 255 + (i % 2)));
+        QElapsedTimer timer;
+        timer.start();
+        const QPixmap drawn = plot.toPixmap(width, height);
+        plotFromMatrix.push_back(timer.nsecsElapsed() / 1e6);
+        timer.start();
+        const QPixmap again = plot.toPixmap(width, height);
+        plotCached.push_back(timer.nsecsElapsed() / 1e6);
+    }
+
+    // Colour table.
+    QElapsedTimer tableTimer;
+    const int tables = 2000;
+    tableTimer.start();
+    quint64 sink = 0;
+    for (int i = 0; i < tables; ++i)
+        sink += TilePaintHandler::buildColorTable(colours, TileSystemDescriptor(), Qt::black).at(i % 255);
+    const double tableMicroseconds = tableTimer.nsecsElapsed() / 1e3 / tables;
+
+    std::printf("frame %dx%d, %d tiles of %dx%d, both grids and the ruler; median of %d frames\n", width, height,
+                tilesPerFrame, tileSize, tileSize, frames);
+    std::printf("(a) raster QImage:                 %8.2f ms\n", median(raster));
+    std::printf("(b) QOpenGLWidget, layers+glFinish: %7.2f ms   (grabFramebuffer incl. read-back: %.2f ms)\n",
+                median(gl), median(grab));
+    std::printf("QCPColorMap from the matrix:        %7.2f ms   (cached map image: %.2f ms)\n",
+                median(plotFromMatrix), median(plotCached));
+    std::printf("ratio QCPColorMap from matrix / raster waterfall: %.2f\n", median(plotFromMatrix) / median(raster));
+    std::printf("ratio QCPColorMap from matrix / OpenGL waterfall: %.2f\n", median(plotFromMatrix) / median(gl));
+    std::printf("ratio QCPColorMap cached / raster waterfall:      %.2f\n", median(plotCached) / median(raster));
+    std::printf("colour table build: %.1f us (checksum %llu)\n", tableMicroseconds, static_cast<unsigned long long>(sink));
+    return 0;
+}
