@@ -304,10 +304,12 @@ private Q_SLOTS:
         View view(400, 600);
         TimeGridPaintHandler grid(view.widget, view.coords);
         const double reserved = QFontMetricsF(view.widget.font()).height() + 10.0;
-        view.coords.y().setScale(0.02);
+        // A power of two as scale keeps the arithmetic below exact (step: 5 s).
+        const double scale = 1.0 / 64.0;
+        view.coords.y().setScale(scale);
         // Value 1000 at exactly the band's edge, then a hair below it.
-        for (const auto& [offset, drawn] : {std::pair<double, bool>{1000.0 - reserved * 0.02, false},
-                                           std::pair<double, bool>{1000.0 - (reserved + 0.5) * 0.02, true}}) {
+        for (const auto& [offset, drawn] : {std::pair<double, bool>{1000.0 - reserved * scale, false},
+                                           std::pair<double, bool>{1000.0 - (reserved + 0.5) * scale, true}}) {
             view.coords.y().setOffset(offset);
             QList<double> labelled;
             grid.setTimeFormatter([&labelled](double value) {
