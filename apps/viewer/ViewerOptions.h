@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QRectF>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace mivo::viewer {
+
+struct ViewerOptions
+{
+    QString source;                      ///< a pyramid directory or a base/discovery URL
+    QString sourceId;                    ///< --source: picks a source under a discovery URL or directory
+    std::optional<double> frequencyMin;  ///< --frequency-range, Hz
+    std::optional<double> frequencyMax;
+    std::optional<double> timeMin;       ///< --time-range, seconds since the epoch
+    std::optional<double> timeMax;
+    QSize windowSize = QSize(1280, 800); ///< --size WIDTHxHEIGHT
+    int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
+    QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
+    int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles
+};
+
+struct ViewerOptionsResult
+{
+    std::optional<ViewerOptions> options;
+    QString error; ///< set when options is empty; "help" and "version" texts are errors too
+    int exitCode = 0;
+};
+
+/// Parses the command line (arguments including the program name).
+ViewerOptionsResult parseViewerOptions(const QStringList& arguments);
+
+} // namespace mivo::viewer

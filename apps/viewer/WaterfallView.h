@@ -1,0 +1,78 @@
+#pragma once
+
+#include "RefreshingTileLoader.h"
+#include "ViewerOptions.h"
+
+#include <mivo/core/BaseDrawWidget.h>
+#include <mivo/navigation/SelectionManager.h>
+#include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
+#include <mivo/tiling/TileProvider.h>
+
+#include <QObject>
+#include <QSet>
+
+#include <memory>
+
+namespace mivo {
+class HorizontalRulerPaintHandler;
+namespace tiling {
+class TilePaintHandler;
+}
+} // namespace mivo
+
+namespace mivo::viewer {
+
+/**
+ * The viewer's waterfall: a drawing widget with, bottom to top, background, tiles,
+ * frequency grid, time grid, ruler (at the newest time of the data) and selection; the
+ * selection, pan, wheel-zoom and double-click-zoom mouse handlers; and the tile
+ * tooltip. The models (loader, provider, selection) belong to it and outlive the widget.
+ *
+ * When the data extents first arrive (and the widget has its size), the view shows the
+ * range given in the options, completed from the extents with a small margin.
+ */
+class WaterfallView : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit WaterfallView(const ViewerOptions& options, QObject* parent = nullptr);
+    ~WaterfallView() override;
+
+    BaseDrawWidget& widget() { return *m_widget; }
+    tiling::TileProvider& provider() { return m_provider; }
+    const tiling::TilePaintHandler& tilePainter() const { return *m_tilePainter; }
+
+    /// Opens the tile source at @p baseUrl.
+    void open(const QString& baseUrl);
+
+    /// True once the view shows its first range.
+    bool isReady() const { return m_ready; }
+    /// Tiles the last paint required that neither arrived nor failed yet.
+    int unsettledTileCount() const;
+    int requiredTileCount() const;
+
+Q_SIGNALS:
+    /// The view shows its first range.
+    void si_ready();
+    /// The source cannot be shown: no valid descriptor, or no data.
+    void si_failed(const QString& reason);
+
+private:
+    void sl_extentsChanged(const QRectF& extents);
+    void showInitialRange();
+
+    ViewerOptions m_options;
+    tiling::TileLoaderQNetworkAccessManager m_loader;
+    RefreshingTileLoader m_refreshingLoader;
+    tiling::TileProvider m_provider;
+    SelectionManager m_selection;
+    QSet<tiling::TileId> m_failedTiles;
+    bool m_ready = false;
+    // Last: the widget and its handlers go before the models they refer to.
+    std::unique_ptr<BaseDrawWidget> m_widget;
+    std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
+    std::shared_ptr<HorizontalRulerPaintHandler> m_ruler;
+};
+
+} // namespace mivo::viewer

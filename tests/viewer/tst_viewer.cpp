@@ -1,0 +1,302 @@
+#include "RefreshingTileLoader.h"
+#include "TileSourceLocation.h"
+#include "ViewerOptions.h"
+
+#include <mivo/tiling/TilePaintHandler.h>
+#include <mivo/tiling/TileServerProtocol.h>
+#include <mivo/tiling/TileSystem.h>
+
+#include "../common/RecordingTileLoader.h"
+#include "../common/TestTiles.h"
+
+#include <TestHttpServer.h>
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace mivo;
+using namespace mivo::tiling;
+using namespace mivo::viewer;
+
+namespace {
+
+ViewerOptionsResult parse(QStringList arguments)
+{
+    arguments.prepend(QStringLiteral("mivo-viewer"));
+    return parseViewerOptions(arguments);
+}
+
+// A pyramid of uniform tiles: level-3 tile (x, y) holds index 40 + 50 x + 100 y
+// everywhere. Base value 1, tiles of 256, levels 0..4, data over 0..4096 x 0..4096.
+QString writeUniformPyramid(const QString& root)
+{
+    const QString source = root + QStringLiteral("/uniform");
+    testtiles::writeFile(source + QStringLiteral("/tiledescriptor.json"),
+                         testtiles::descriptorJson(QStringLiteral("uniform"), 1.0, 256, 4));
+    testtiles::writeFile(source + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 4096, 4096)));
+    for (quint16 z = 0; z <= 4; ++z) {
+        const quint64 count = 4096 / (256u << z) > 0 ? 4096 / (256u << z) : 1;
+        for (quint64 y = 0; y < count; ++y) {
+            for (quint64 x = 0; x < count; ++x) {
+                const TileId id(x, y, z, z);
+                const int index = z == 3 ? int(40 + 50 * x + 100 * y) : 7;
+                testtiles::writeFile(source + testtiles::tilePath(id),
+                                     testtiles::indexedPng(256, 256, [index](int, int) { return index; }));
+            }
+        }
+    }
+    testtiles::writeFile(root + QStringLiteral("/tilesources.json"), "[\"uniform\"]");
+    return source;
+}
+
+struct Run
+{
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+Run runViewer(const QStringList& arguments, int timeoutMs = 60000)
+{
+    QProcess process;
+    process.start(QStringLiteral(VIEWER_EXECUTABLE), arguments);
+    Run run;
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished();
+        return run;
+    }
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+    run.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    run.err = QString::fromLocal8Bit(process.readAllStandardError());
+    return run;
+}
+
+} // namespace
+
+class TestViewer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // Command line
+
+    void defaultsAndRanges()
+    {
+        const ViewerOptionsResult plain = parse({QStringLiteral("/data/tiles")});
+        QVERIFY(plain.options);
+        QCOMPARE(plain.options->source, QStringLiteral("/data/tiles"));
+        QCOMPARE(plain.options->windowSize, QSize(1280, 800));
+        QCOMPARE(plain.options->refreshIntervalMs, 0);
+        QCOMPARE(plain.options->timeoutSeconds, 60);
+        QVERIFY(!plain.options->frequencyMin && !plain.options->timeMin);
+        QVERIFY(plain.options->screenshotFile.isEmpty());
+
+        const ViewerOptionsResult full = parse(
+            {QStringLiteral("http://h/tiles"), QStringLiteral("--source"), QStringLiteral("scene"),
+             QStringLiteral("--frequency-range"), QStringLiteral("99.5M:100.5M"), QStringLiteral("--time-range"),
+             QStringLiteral("2024-01-01T12:00:00Z:2024-01-01T12:01:00Z"), QStringLiteral("--size"),
+             QStringLiteral("800x600"), QStringLiteral("--refresh"), QStringLiteral("2000"),
+             QStringLiteral("--screenshot"), QStringLiteral("out.png"), QStringLiteral("--timeout"), QStringLiteral("9")});
+        QVERIFY2(full.options, qPrintable(full.error));
+        QCOMPARE(full.options->sourceId, QStringLiteral("scene"));
+        QCOMPARE(*full.options->frequencyMin, 99.5e6);
+        QCOMPARE(*full.options->frequencyMax, 100.5e6);
+        QCOMPARE(*full.options->timeMin, 1704110400.0);
+        QCOMPARE(*full.options->timeMax, 1704110460.0);
+        QCOMPARE(full.options->windowSize, QSize(800, 600));
+        QCOMPARE(full.options->refreshIntervalMs, 2000);
+        QCOMPARE(full.options->screenshotFile, QStringLiteral("out.png"));
+        QCOMPARE(full.options->timeoutSeconds, 9);
+
+        const ViewerOptionsResult epoch = parse({QStringLiteral("x"), QStringLiteral("--time-range"),
+                                                 QStringLiteral("1700000000:1700000060.5")});
+        QCOMPARE(*epoch.options->timeMax, 1700000060.5);
+    }
+
+    void badOptionsAreRefused_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no source") << QStringList() << QStringLiteral("give exactly one source");
+        QTest::newRow("two sources") << QStringList{QStringLiteral("a"), QStringLiteral("b")}
+                                     << QStringLiteral("give exactly one source");
+        QTest::newRow("reversed range") << QStringList{QStringLiteral("a"), QStringLiteral("--frequency-range"),
+                                                       QStringLiteral("2M:1M")}
+                                        << QStringLiteral("--frequency-range: \"2M:1M\" is not min:max in Hz");
+        QTest::newRow("size") << QStringList{QStringLiteral("a"), QStringLiteral("--size"), QStringLiteral("big")}
+                              << QStringLiteral("--size: \"big\" is not WIDTHxHEIGHT");
+        QTest::newRow("refresh") << QStringList{QStringLiteral("a"), QStringLiteral("--refresh"), QStringLiteral("-5")}
+                                 << QStringLiteral("--refresh: \"-5\" is not a number of milliseconds");
+        QTest::newRow("time") << QStringList{QStringLiteral("a"), QStringLiteral("--time-range"), QStringLiteral("soon")}
+                              << QStringLiteral("--time-range: \"soon\" is not start:end");
+        QTest::newRow("unknown option") << QStringList{QStringLiteral("a"), QStringLiteral("--colour")}
+                                        << QStringLiteral("Unknown option 'colour'. (see --help)");
+    }
+
+    void badOptionsAreRefused()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        const ViewerOptionsResult result = parse(arguments);
+        QVERIFY(!result.options);
+        QCOMPARE(result.error, message);
+        QCOMPARE(result.exitCode, 2);
+    }
+
+    // Source location
+
+    void directoriesAndUrls()
+    {
+        QTemporaryDir dir;
+        const QString source = writeUniformPyramid(dir.path());
+        QCOMPARE(locateTileSource(source, QString()).baseUrl, QUrl::fromLocalFile(source).toString());
+        QCOMPARE(locateTileSource(dir.path(), QString()).baseUrl, QUrl::fromLocalFile(source).toString());
+        QCOMPARE(locateTileSource(dir.path(), QStringLiteral("uniform")).baseUrl, QUrl::fromLocalFile(source).toString());
+        QCOMPARE(locateTileSource(QStringLiteral("http://h:8080/tiles/"), QStringLiteral("scene")).baseUrl,
+                 QStringLiteral("http://h:8080/tiles/scene"));
+        QCOMPARE(locateTileSource(QStringLiteral("https://h/tiles/scene"), QString()).baseUrl,
+                 QStringLiteral("https://h/tiles/scene"));
+
+        const TileSourceLocation missing = locateTileSource(dir.path(), QStringLiteral("other"));
+        QVERIFY(missing.baseUrl.isEmpty());
+        QCOMPARE(missing.error, QStringLiteral("%1: no tiledescriptor.json in source \"other\"").arg(dir.path()));
+        QTemporaryDir empty;
+        QCOMPARE(locateTileSource(empty.path(), QString()).error,
+                 QStringLiteral("%1: neither tiledescriptor.json nor tilesources.json found").arg(empty.path()));
+        QCOMPARE(locateTileSource(QStringLiteral("/no/such/place"), QString()).error,
+                 QStringLiteral("/no/such/place: not a directory and not an http(s) or file URL"));
+    }
+
+    // Refresh interval
+
+    void refreshingLoaderSuppliesTheIntervalAndForwardsTheRest()
+    {
+        RecordingTileLoader inner;
+        RefreshingTileLoader loader(inner, 1500);
+        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+        QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
+        QSignalSpy tiles(&loader, &ITileLoader::si_tileLoaded);
+        QSignalSpy failures(&loader, &ITileLoader::si_tileLoadFailed);
+        loader.setBaseUrl(QUrl(QStringLiteral("http://h/s")));
+        loader.loadTileSystemDescriptor();
+        loader.loadTileExtents();
+        loader.loadTile(TileId(1, 2, 3, 4), true);
+        loader.cancelTileLoad(TileId(1, 2, 3, 4));
+        QCOMPARE(inner.takeCalls(), (QStringList{QStringLiteral("setBaseUrl(http://h/s)"),
+                                                 QStringLiteral("loadTileSystemDescriptor"),
+                                                 QStringLiteral("loadTileExtents"), QStringLiteral("loadTile(1 2 3 4,high)"),
+                                                 QStringLiteral("cancel(1 2 3 4)")}));
+        TileSystemDescriptor d;
+        d.name = QStringLiteral("live");
+        inner.deliverDescriptor(d);
+        inner.deliverExtents(QRectF(1, 2, 3, 4));
+        inner.deliverTile(TileId(5, 5, 0, 0));
+        inner.deliverFailure(TileId(6, 6, 0, 0));
+        QCOMPARE(descriptors.count(), 1);
+        QCOMPARE(descriptors.at(0).at(0).value<TileSystemDescriptor>().updateInterval, quint32(1500));
+        QCOMPARE(descriptors.at(0).at(0).value<TileSystemDescriptor>().name, QStringLiteral("live"));
+        QCOMPARE(extents.at(0).at(0).toRectF(), QRectF(1, 2, 3, 4));
+        QCOMPARE(tiles.count(), 1);
+        QCOMPARE(failures.count(), 1);
+    }
+
+    void providerRepollsALiveSource()
+    {
+        RecordingTileLoader inner;
+        RefreshingTileLoader loader(inner, 40);
+        TileProvider provider(loader);
+        provider.setTileSource(QStringLiteral("http://h/s"));
+        TileSystemDescriptor d;
+        d.name = QStringLiteral("live");
+        inner.deliverDescriptor(d);
+        inner.takeCalls();
+        QTRY_VERIFY(inner.calls.count(QStringLiteral("loadTileExtents")) >= 3);
+    }
+
+    // The program
+
+    void screenshotShowsTheDataThroughTheColourTable()
+    {
+        QTemporaryDir dir;
+        writeUniformPyramid(dir.path());
+        const QString png = dir.path() + QStringLiteral("/shot.png");
+        const Run run = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
+                                   QStringLiteral("400x300")});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        QCOMPARE(run.out.trimmed(), QFileInfo(png).absoluteFilePath());
+        QImage shot(png);
+        QCOMPARE(shot.size(), QSize(400, 300));
+        shot = shot.convertToFormat(QImage::Format_RGB32);
+
+        // The view is the data with 3 % around it: x -122.88 .. 4218.88 is clamped at 0,
+        // so x runs 0 .. 4341.76 over 400 pixels and y likewise over 300. Level 3 tiles
+        // (2048 values) are chosen; each has one index.
+        const QVector<unsigned int> table =
+            TilePaintHandler::buildColorTable(TileColorTableDescriptor(), TileSystemDescriptor(), Qt::black);
+        TileSystem geometry;
+        geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
+        const double xScale = (4096 * 1.06) / 400.0;
+        const double yScale = (4096 * 1.06) / 300.0;
+        for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(330, 200)}) {
+            const double x = 0.0 + (p.x() + 0.5) * xScale; // frequencies start at the 0 limit
+            const double y = 0.0 + (p.y() + 0.5) * yScale; // so do times
+            const TileId id = geometry.valueToTileId(QPointF(x, y), 3, 3);
+            const int index = int(40 + 50 * id.x + 100 * id.y);
+            QVERIFY2(shot.pixel(p) == QRgb(table.at(index)),
+                     qPrintable(QStringLiteral("%1,%2: %3 vs %4").arg(p.x()).arg(p.y())
+                                    .arg(shot.pixel(p), 0, 16).arg(table.at(index), 0, 16)));
+        }
+        // Beyond the data (x > 4096 at pixel 380): the background.
+        QCOMPARE(shot.pixel(395, 150), qRgb(0, 0, 0));
+    }
+
+    void screenshotTimesOutWhenTilesDoNotArrive()
+    {
+        TestHttpServer server;
+        QVERIFY(server.start());
+        server.setDocument(QStringLiteral("/held/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("h"), 1, 256, 2));
+        server.setDocument(QStringLiteral("/held/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 1000, 1000)));
+        for (quint64 y = 0; y < 8; ++y)
+            for (quint64 x = 0; x < 8; ++x)
+                for (quint16 z = 0; z <= 2; ++z)
+                    server.setFault(QStringLiteral("/held") + testtiles::tilePath(TileId(x, y, z, z)),
+                                    TestHttpServer::Fault::Hold);
+        QTemporaryDir dir;
+        const Run run = runViewer({server.baseUrl() + QStringLiteral("/held"), QStringLiteral("--screenshot"),
+                                   dir.path() + QStringLiteral("/never.png"), QStringLiteral("--size"),
+                                   QStringLiteral("300x200"), QStringLiteral("--timeout"), QStringLiteral("2")});
+        QCOMPARE(run.exitCode, 3);
+        QVERIFY2(run.err.contains(QStringLiteral("timed out after 2 s:")), qPrintable(run.err));
+        QVERIFY2(run.err.contains(QStringLiteral("visible tiles have not arrived")), qPrintable(run.err));
+        QVERIFY(!QFile::exists(dir.path() + QStringLiteral("/never.png")));
+        server.releaseAllHeld();
+    }
+
+    void brokenSourcesEndWithAMessage()
+    {
+        QTemporaryDir dir;
+        const Run missing = runViewer({dir.path() + QStringLiteral("/nothing"), QStringLiteral("--screenshot"),
+                                       dir.path() + QStringLiteral("/x.png")});
+        QCOMPARE(missing.exitCode, 1);
+        QVERIFY2(missing.err.contains(QStringLiteral("not a directory and not an http(s) or file URL")),
+                 qPrintable(missing.err));
+
+        // A descriptor that is not JSON.
+        testtiles::writeFile(dir.path() + QStringLiteral("/bad/tiledescriptor.json"), "<html>");
+        const Run bad = runViewer({dir.path() + QStringLiteral("/bad"), QStringLiteral("--screenshot"),
+                                   dir.path() + QStringLiteral("/x.png"), QStringLiteral("--timeout"), QStringLiteral("20")});
+        QCOMPARE(bad.exitCode, 1);
+        QVERIFY2(bad.err.contains(QStringLiteral("no valid tile descriptor")), qPrintable(bad.err));
+        QVERIFY(!QFile::exists(dir.path() + QStringLiteral("/x.png")));
+
+        const Run usage = runViewer({QStringLiteral("--size"), QStringLiteral("huge"), QStringLiteral("x")});
+        QCOMPARE(usage.exitCode, 2);
+        QCOMPARE(usage.err.trimmed(), QStringLiteral("--size: \"huge\" is not WIDTHxHEIGHT"));
+    }
+};
+
+QTEST_MAIN(TestViewer)
+#include "tst_viewer.moc"
