@@ -260,6 +260,11 @@ private Q_SLOTS:
         ZoomCommand command(hosted.widget(), nullptr);
         command.sl_zoomToAll();
         checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        // The animations aim exactly at the limits.
+        QCOMPARE(navtest::animationOf(coords.x(), "scale")->endValue().toDouble(), 2.0);
+        QCOMPARE(navtest::animationOf(coords.y(), "scale")->endValue().toDouble(), 2.0);
+        QCOMPARE(navtest::animationOf(coords.x(), "offset")->endValue().toDouble(), 0.0);
+        QCOMPARE(navtest::animationOf(coords.y(), "offset")->endValue().toDouble(), 0.0);
         checkView(coords, 0.0, 2.0, 0.0, 2.0);
     }
 
