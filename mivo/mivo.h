@@ -16,6 +16,14 @@
 #include <mivo/core/IToolTipHandler.h>
 
 // navigation
+#include <mivo/navigation/DoubleClickZoomMouseHandler.h>
+#include <mivo/navigation/PanMouseHandler.h>
+#include <mivo/navigation/SelectionManager.h>
+#include <mivo/navigation/SelectionMouseHandler.h>
+#include <mivo/navigation/SelectionPaintHandler.h>
+#include <mivo/navigation/SelectionState.h>
+#include <mivo/navigation/WheelZoomMouseHandler.h>
+#include <mivo/navigation/ZoomCommand.h>
 
 // overlays
 #include <mivo/overlays/BackgroundPaintHandler.h>
