@@ -59,6 +59,9 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption time(QStringLiteral("time-range"),
                                   QStringLiteral("Initial time range, ISO 8601 or epoch seconds, start:end"),
                                   QStringLiteral("start:end"));
+    const QCommandLineOption levels(QStringLiteral("level-range"),
+                                    QStringLiteral("Levels spread over the colours, in dB (default -100:-30)"),
+                                    QStringLiteral("low:high"));
     const QCommandLineOption size(QStringLiteral("size"), QStringLiteral("Window size (default 1280x800)"),
                                   QStringLiteral("WIDTHxHEIGHT"));
     const QCommandLineOption refresh(QStringLiteral("refresh"),
@@ -71,7 +74,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption timeout(QStringLiteral("timeout"),
                                      QStringLiteral("Seconds the screenshot mode waits for tiles (default 60)"),
                                      QStringLiteral("seconds"));
-    parser.addOptions({source, frequency, time, size, refresh, screenshot, timeout});
+    parser.addOptions({source, frequency, time, levels, size, refresh, screenshot, timeout});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -96,6 +99,13 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
             return failure(QStringLiteral("--time-range: \"%1\" is not start:end").arg(parser.value(time)));
         options.timeMin = range->first;
         options.timeMax = range->second;
+    }
+    if (parser.isSet(levels)) {
+        const auto range = parseRange(parser.value(levels), &tilegen::parseQuantity);
+        if (!range)
+            return failure(QStringLiteral("--level-range: \"%1\" is not low:high").arg(parser.value(levels)));
+        options.levelLower = range->first;
+        options.levelUpper = range->second;
     }
     if (parser.isSet(size)) {
         const QRegularExpressionMatch match =

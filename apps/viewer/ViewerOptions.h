@@ -18,6 +18,8 @@ struct ViewerOptions
     std::optional<double> timeMin;       ///< --time-range, seconds since the epoch
     std::optional<double> timeMax;
     QSize windowSize = QSize(1280, 800); ///< --size WIDTHxHEIGHT
+    double levelLower = -100.0;          ///< --level-range: levels shown from the low to the high colour
+    double levelUpper = -30.0;           ///  (dB; mivo-tilegen writes dBFS)
     int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
     QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
     int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles

@@ -15,6 +15,9 @@
 
 #include <QUrl>
 
+#include <cmath>
+#include <limits>
+
 namespace mivo::viewer {
 
 namespace {
@@ -22,6 +25,12 @@ namespace {
 // Room around the data when the view fits it, so its edges (and the ruler at the
 // newest time) stay in sight.
 constexpr double marginRatio = 0.03;
+
+void limitScale(Axis& axis, double finestScale)
+{
+    if (finestScale > 0.0 && std::isfinite(finestScale))
+        axis.setScaleLimits(finestScale, std::numeric_limits<double>::max());
+}
 
 } // namespace
 
@@ -38,7 +47,7 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
 
     w.addPaintHandler(std::make_shared<BackgroundPaintHandler>(w));
     m_tilePainter = std::make_shared<tiling::TilePaintHandler>(w, coords, m_provider, tileSystem);
-    m_tilePainter->setTileColorTableDescriptor(tiling::TileColorTableDescriptor());
+    m_tilePainter->setTileColorTableDescriptor(colours());
     w.addPaintHandler(m_tilePainter);
     w.addPaintHandler(std::make_shared<FrequencyGridPaintHandler>(w, coords));
     w.addPaintHandler(std::make_shared<TimeGridPaintHandler>(w, coords));
@@ -57,16 +66,29 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
             [this](const tiling::TileId& id) { m_failedTiles.insert(id); });
     connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileSystemDescriptorLoaded, this,
             [this](const tiling::TileSystemDescriptor& descriptor) {
-                if (descriptor.name.isNull())
+                if (descriptor.name.isNull()) {
                     Q_EMIT si_failed(tr("no valid tile descriptor (tiledescriptor.json missing or broken)"));
-                else // the level mapping of the new source
-                    m_tilePainter->setTileColorTableDescriptor(tiling::TileColorTableDescriptor());
+                    return;
+                }
+                // Finer than a tile pixel the tile system would pick the coarsest level
+                // (its rule for such scales), so the view stops at the finest pixels.
+                limitScale(m_widget->coordSystem().x(), descriptor.xaxis.basevalue);
+                limitScale(m_widget->coordSystem().y(), descriptor.yaxis.basevalue);
+                m_tilePainter->setTileColorTableDescriptor(colours()); // the source's level mapping
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);
     connect(&w, &BaseDrawWidget::si_widgetResized, this, [this] { showInitialRange(); });
 }
 
 WaterfallView::~WaterfallView() = default;
+
+tiling::TileColorTableDescriptor WaterfallView::colours() const
+{
+    tiling::TileColorTableDescriptor descriptor;
+    descriptor.rangeLower = m_options.levelLower;
+    descriptor.rangeUpper = m_options.levelUpper;
+    return descriptor;
+}
 
 void WaterfallView::open(const QString& baseUrl)
 {

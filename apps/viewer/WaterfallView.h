@@ -5,6 +5,7 @@
 
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/navigation/SelectionManager.h>
+#include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileProvider.h>
 
@@ -29,7 +30,9 @@ namespace mivo::viewer {
  * tooltip. The models (loader, provider, selection) belong to it and outlive the widget.
  *
  * When the data extents first arrive (and the widget has its size), the view shows the
- * range given in the options, completed from the extents with a small margin.
+ * range given in the options, completed from the extents with a small margin. The view
+ * never zooms finer than the source's finest tile pixels. Colours span the options'
+ * level range.
  */
 class WaterfallView : public QObject
 {
@@ -59,6 +62,7 @@ Q_SIGNALS:
     void si_failed(const QString& reason);
 
 private:
+    tiling::TileColorTableDescriptor colours() const;
     void sl_extentsChanged(const QRectF& extents);
     void showInitialRange();
 

@@ -3,11 +3,16 @@
 #include <mivo/tiling/ITileLoader.h>
 #include <mivo/tiling/ITileProvider.h>
 
+#include "TilingMetaTypes_p.h"
+
 namespace mivo::tiling {
 
+// The interfaces register the types their signals carry, so that any implementation's
+// signals can be queued and spied on by the names they are declared with.
 ITileLoader::ITileLoader(QObject* parent)
     : QObject(parent)
 {
+    registerTilingMetaTypes();
 }
 
 ITileLoader::~ITileLoader() = default;
@@ -15,6 +20,7 @@ ITileLoader::~ITileLoader() = default;
 ITileProvider::ITileProvider(QObject* parent)
     : QObject(parent)
 {
+    registerTilingMetaTypes();
 }
 
 ITileProvider::~ITileProvider() = default;

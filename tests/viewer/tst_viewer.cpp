@@ -1,8 +1,12 @@
 #include "RefreshingTileLoader.h"
 #include "TileSourceLocation.h"
 #include "ViewerOptions.h"
+#include "WaterfallView.h"
+
+#include <mivo/core/CoordSystem.h>
 
 #include <mivo/tiling/TilePaintHandler.h>
+#include <mivo/tiling/TileProvider.h>
 #include <mivo/tiling/TileServerProtocol.h>
 #include <mivo/tiling/TileSystem.h>
 
@@ -61,6 +65,11 @@ struct Run
 Run runViewer(const QStringList& arguments, int timeoutMs = 60000)
 {
     QProcess process;
+    // A runtime directory of its own keeps Qt's warning about a missing one off stderr.
+    static QTemporaryDir runtime;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
+    process.setProcessEnvironment(environment);
     process.start(QStringLiteral(VIEWER_EXECUTABLE), arguments);
     Run run;
     if (!process.waitForFinished(timeoutMs)) {
@@ -92,6 +101,8 @@ private Q_SLOTS:
         QCOMPARE(plain.options->refreshIntervalMs, 0);
         QCOMPARE(plain.options->timeoutSeconds, 60);
         QVERIFY(!plain.options->frequencyMin && !plain.options->timeMin);
+        QCOMPARE(plain.options->levelLower, -100.0);
+        QCOMPARE(plain.options->levelUpper, -30.0);
         QVERIFY(plain.options->screenshotFile.isEmpty());
 
         const ViewerOptionsResult full = parse(
@@ -110,6 +121,10 @@ private Q_SLOTS:
         QCOMPARE(full.options->refreshIntervalMs, 2000);
         QCOMPARE(full.options->screenshotFile, QStringLiteral("out.png"));
         QCOMPARE(full.options->timeoutSeconds, 9);
+        const ViewerOptionsResult levels =
+            parse({QStringLiteral("x"), QStringLiteral("--level-range"), QStringLiteral("-90:-10")});
+        QCOMPARE(levels.options->levelLower, -90.0);
+        QCOMPARE(levels.options->levelUpper, -10.0);
 
         const ViewerOptionsResult epoch = parse({QStringLiteral("x"), QStringLiteral("--time-range"),
                                                  QStringLiteral("1700000000:1700000060.5")});
@@ -120,9 +135,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
-        QTest::newRow("no source") << QStringList() << QStringLiteral("give exactly one source");
+        QTest::newRow("no source") << QStringList() << QStringLiteral("give exactly one source (see --help)");
         QTest::newRow("two sources") << QStringList{QStringLiteral("a"), QStringLiteral("b")}
-                                     << QStringLiteral("give exactly one source");
+                                     << QStringLiteral("give exactly one source (see --help)");
         QTest::newRow("reversed range") << QStringList{QStringLiteral("a"), QStringLiteral("--frequency-range"),
                                                        QStringLiteral("2M:1M")}
                                         << QStringLiteral("--frequency-range: \"2M:1M\" is not min:max in Hz");
@@ -216,6 +231,61 @@ private Q_SLOTS:
         QTRY_VERIFY(inner.calls.count(QStringLiteral("loadTileExtents")) >= 3);
     }
 
+    // The view
+
+    void viewFitsTheDataButNeverGoesFinerThanATilePixel()
+    {
+        QTemporaryDir dir;
+        // Data 0..100 on both axes, base value 1: 400 x 300 pixels would need 0.27 and
+        // 0.35 values per pixel, finer than a tile pixel.
+        const QString root = dir.path() + QStringLiteral("/small");
+        testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("s"), 1.0, 256, 2));
+        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 100, 100)));
+        ViewerOptions options;
+        options.windowSize = QSize(400, 300);
+        WaterfallView view(options);
+        view.widget().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
+        QSignalSpy ready(&view, &WaterfallView::si_ready);
+        view.open(QUrl::fromLocalFile(root).toString());
+        QVERIFY(ready.wait(10000));
+        CoordSystem& coords = view.widget().coordSystem();
+        QCOMPARE(coords.x().minScale(), 1.0);
+        QCOMPARE(coords.y().minScale(), 1.0);
+        QCOMPARE(coords.x().scale(), 1.0);
+        QCOMPARE(coords.y().scale(), 1.0);
+        // Centred on the data the view would start at -150 and -100; the axes' lower
+        // value limit 0 pushes it.
+        QCOMPARE(coords.x().offset(), 0.0);
+        QCOMPARE(coords.y().offset(), 0.0);
+        coords.x().setScale(0.1);
+        QCOMPARE(coords.x().scale(), 1.0);
+    }
+
+    void extentsFixTheFirstViewAndTheRuler()
+    {
+        QTemporaryDir dir;
+        const QString root = dir.path() + QStringLiteral("/wide");
+        testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("w"), 1.0, 256, 6));
+        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(1000, 5000, 8000, 6000)));
+        ViewerOptions options;
+        options.windowSize = QSize(400, 300);
+        options.frequencyMin = 2000.0;
+        options.frequencyMax = 6000.0;
+        WaterfallView view(options);
+        view.widget().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
+        QSignalSpy ready(&view, &WaterfallView::si_ready);
+        view.open(QUrl::fromLocalFile(root).toString());
+        QVERIFY(ready.wait(10000));
+        const QRectF shown = view.widget().coordSystem().displayedValueRange();
+        QCOMPARE(shown.left(), 2000.0); // from the options
+        QCOMPARE(shown.right(), 6000.0);
+        QCOMPARE(shown.top(), 5000.0 - 6000.0 * 0.03); // from the extents, 3 % around them
+        QCOMPARE(shown.bottom(), 11000.0 + 6000.0 * 0.03);
+        QCOMPARE(ready.count(), 1);
+    }
+
     // The program
 
     void screenshotShowsTheDataThroughTheColourTable()
@@ -234,8 +304,10 @@ private Q_SLOTS:
         // The view is the data with 3 % around it: x -122.88 .. 4218.88 is clamped at 0,
         // so x runs 0 .. 4341.76 over 400 pixels and y likewise over 300. Level 3 tiles
         // (2048 values) are chosen; each has one index.
-        const QVector<unsigned int> table =
-            TilePaintHandler::buildColorTable(TileColorTableDescriptor(), TileSystemDescriptor(), Qt::black);
+        TileColorTableDescriptor colours; // the viewer's default level range
+        colours.rangeLower = -100.0;
+        colours.rangeUpper = -30.0;
+        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(colours, TileSystemDescriptor(), Qt::black);
         TileSystem geometry;
         geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
         const double xScale = (4096 * 1.06) / 400.0;
@@ -259,11 +331,13 @@ private Q_SLOTS:
         QVERIFY(server.start());
         server.setDocument(QStringLiteral("/held/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("h"), 1, 256, 2));
         server.setDocument(QStringLiteral("/held/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 1000, 1000)));
+        // Every tile of every level combination stays unanswered.
         for (quint64 y = 0; y < 8; ++y)
             for (quint64 x = 0; x < 8; ++x)
-                for (quint16 z = 0; z <= 2; ++z)
-                    server.setFault(QStringLiteral("/held") + testtiles::tilePath(TileId(x, y, z, z)),
-                                    TestHttpServer::Fault::Hold);
+                for (quint16 xz = 0; xz <= 2; ++xz)
+                    for (quint16 yz = 0; yz <= 2; ++yz)
+                        server.setFault(QStringLiteral("/held") + testtiles::tilePath(TileId(x, y, xz, yz)),
+                                        TestHttpServer::Fault::Hold);
         QTemporaryDir dir;
         const Run run = runViewer({server.baseUrl() + QStringLiteral("/held"), QStringLiteral("--screenshot"),
                                    dir.path() + QStringLiteral("/never.png"), QStringLiteral("--size"),
