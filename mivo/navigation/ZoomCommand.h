@@ -46,6 +46,8 @@ public:
     const ZoomCommandSettings& settings() const { return m_settings; }
 
 public Q_SLOTS:
+    // Kept in this order: hosts may address the slots by their meta-object index.
+
     /// Shrinks the visible range about its centre by zoomFactor on both axes.
     void sl_zoomIn();
     /// The exact inverse of sl_zoomIn(), about the centre of the visible range.
