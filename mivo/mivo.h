@@ -28,6 +28,7 @@
 // overlays
 #include <mivo/overlays/BackgroundPaintHandler.h>
 #include <mivo/overlays/FrequencyGridPaintHandler.h>
+#include <mivo/overlays/GridPaintHandler.h>
 #include <mivo/overlays/GridPaintHandlerSettings.h>
 #include <mivo/overlays/HorizontalRulerPaintHandler.h>
 #include <mivo/overlays/TimeGridPaintHandler.h>

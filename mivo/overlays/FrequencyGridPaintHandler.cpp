@@ -3,25 +3,22 @@
 #include <mivo/core/CoordSystem.h>
 #include <mivo/core/DefaultFormatters.h>
 
-#include "GridPainting_p.h"
-
-#include <QWidget>
-
 #include <cmath>
 
 namespace mivo {
 
 FrequencyGridPaintHandler::FrequencyGridPaintHandler(QWidget& widget, CoordSystem& coordSystem)
-    : m_widget(widget)
-    , m_axis(coordSystem.x())
-    , m_formatter(&defaultFrequencyFormatter)
+    : GridPaintHandler(widget, coordSystem.x(), Direction::Vertical, &FrequencyGridPaintHandler::gridStepFor,
+                       &defaultFrequencyFormatter)
 {
-    connect(&m_axis, &Axis::si_offsetChanged, this, &FrequencyGridPaintHandler::sl_updateGrid);
-    connect(&m_axis, &Axis::si_scaleChanged, this, &FrequencyGridPaintHandler::sl_updateGrid);
-    sl_updateGrid();
 }
 
 FrequencyGridPaintHandler::~FrequencyGridPaintHandler() = default;
+
+void FrequencyGridPaintHandler::setFrequencyFormatter(std::function<QString(double)> formatter)
+{
+    setFormatter(std::move(formatter));
+}
 
 double FrequencyGridPaintHandler::gridStepFor(double span)
 {
@@ -33,28 +30,6 @@ double FrequencyGridPaintHandler::gridStepFor(double span)
     if (ratio < 5.0)
         return decade * 5.0;
     return decade * 10.0;
-}
-
-void FrequencyGridPaintHandler::sl_updateGrid()
-{
-    m_gridStep = gridStepFor(grid::minimumSpan(m_widget, m_axis, m_settings));
-}
-
-void FrequencyGridPaintHandler::setSettings(const GridPaintHandlerSettings& settings)
-{
-    m_settings = settings;
-    m_widget.update();
-}
-
-void FrequencyGridPaintHandler::setFrequencyFormatter(std::function<QString(double)> formatter)
-{
-    m_formatter = std::move(formatter);
-    m_widget.update();
-}
-
-void FrequencyGridPaintHandler::handlePaint(QPainter& painter)
-{
-    grid::paintGrid(painter, m_widget, m_axis, m_settings, m_formatter, m_gridStep, grid::Direction::Vertical);
 }
 
 } // namespace mivo

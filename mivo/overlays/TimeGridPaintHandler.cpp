@@ -3,26 +3,23 @@
 #include <mivo/core/CoordSystem.h>
 #include <mivo/core/DefaultFormatters.h>
 
-#include "GridPainting_p.h"
-
-#include <QWidget>
-
 #include <array>
 #include <cmath>
 
 namespace mivo {
 
 TimeGridPaintHandler::TimeGridPaintHandler(QWidget& widget, CoordSystem& coordSystem)
-    : m_widget(widget)
-    , m_axis(coordSystem.y())
-    , m_formatter(&defaultTimeFormatter)
+    : GridPaintHandler(widget, coordSystem.y(), Direction::Horizontal, &TimeGridPaintHandler::gridStepFor,
+                       &defaultTimeFormatter)
 {
-    connect(&m_axis, &Axis::si_offsetChanged, this, &TimeGridPaintHandler::sl_updateGrid);
-    connect(&m_axis, &Axis::si_scaleChanged, this, &TimeGridPaintHandler::sl_updateGrid);
-    sl_updateGrid();
 }
 
 TimeGridPaintHandler::~TimeGridPaintHandler() = default;
+
+void TimeGridPaintHandler::setTimeFormatter(std::function<QString(double)> formatter)
+{
+    setFormatter(std::move(formatter));
+}
 
 double TimeGridPaintHandler::gridStepFor(double span)
 {
@@ -36,28 +33,6 @@ double TimeGridPaintHandler::gridStepFor(double span)
             return step;
     }
     return std::nan(""); // span is not a number: no grid
-}
-
-void TimeGridPaintHandler::sl_updateGrid()
-{
-    m_gridStep = gridStepFor(grid::minimumSpan(m_widget, m_axis, m_settings));
-}
-
-void TimeGridPaintHandler::setSettings(const GridPaintHandlerSettings& settings)
-{
-    m_settings = settings;
-    m_widget.update();
-}
-
-void TimeGridPaintHandler::setTimeFormatter(std::function<QString(double)> formatter)
-{
-    m_formatter = std::move(formatter);
-    m_widget.update();
-}
-
-void TimeGridPaintHandler::handlePaint(QPainter& painter)
-{
-    grid::paintGrid(painter, m_widget, m_axis, m_settings, m_formatter, m_gridStep, grid::Direction::Horizontal);
 }
 
 } // namespace mivo

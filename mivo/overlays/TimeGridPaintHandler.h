@@ -1,28 +1,18 @@
 #pragma once
 
-#include <mivo/core/IPaintHandler.h>
 #include <mivo/mivo_export.h>
-#include <mivo/overlays/GridPaintHandlerSettings.h>
-
-#include <QObject>
-#include <QString>
-
-#include <functional>
-
-class QWidget;
+#include <mivo/overlays/GridPaintHandler.h>
 
 namespace mivo {
 
-class Axis;
 class CoordSystem;
 
 /**
  * A grid of horizontal lines at regular time steps, each labelled at its left end; nothing is drawn in the band at the top where the frequency labels stand.
  *
- * The step is the first of 0.1, 0.5, 1, 5, 10, 30, 60, 120, 180, 300, 600, 1800, 3600, 7200, 21600, 43200, 86400 s above the minimum span; from one day on, whole days rounded down (which may be below the span: kept). It is recomputed when the axis's offset or scale changes.
- * A label that would stick out of the widget is left out while its line is drawn.
+ * The step is the first of 0.1, 0.5, 1, 5, 10, 30, 60, 120, 180, 300, 600, 1800, 3600, 7200, 21600, 43200, 86400 s above the minimum span; from one day on, whole days rounded down (which may be below the span: kept).
  */
-class MIVO_EXPORT TimeGridPaintHandler : public QObject, public IPaintHandler
+class MIVO_EXPORT TimeGridPaintHandler : public GridPaintHandler
 {
     Q_OBJECT
 
@@ -31,31 +21,11 @@ public:
     TimeGridPaintHandler(QWidget& widget, CoordSystem& coordSystem);
     ~TimeGridPaintHandler() override;
 
-    void handlePaint(QPainter& painter) override;
-
-    /// Takes all settings and repaints; the step keeps its value until the axis's next
-    /// offset or scale change (kept).
-    void setSettings(const GridPaintHandlerSettings& settings);
-    const GridPaintHandlerSettings& settings() const { return m_settings; }
     /// Replaces the label formatter (which must be callable) and repaints.
     void setTimeFormatter(std::function<QString(double)> formatter);
 
-    /// The current distance between two lines, in axis units.
-    double gridStep() const { return m_gridStep; }
     /// The step for a minimum span of @p span axis units.
     static double gridStepFor(double span);
-
-private Q_SLOTS:
-    void sl_updateGrid();
-
-private:
-    Q_DISABLE_COPY(TimeGridPaintHandler)
-
-    QWidget& m_widget;
-    Axis& m_axis;
-    GridPaintHandlerSettings m_settings;
-    std::function<QString(double)> m_formatter;
-    double m_gridStep = 0.0;
 };
 
 } // namespace mivo

@@ -1,4 +1,4 @@
-#include "GridPainting_p.h"
+#include <mivo/overlays/GridPaintHandler.h>
 
 #include <mivo/core/Axis.h>
 #include <mivo/core/DpToPixel.h>
@@ -12,7 +12,7 @@
 #include <cmath>
 #include <limits>
 
-namespace mivo::grid {
+namespace mivo {
 
 namespace {
 
@@ -26,12 +26,12 @@ QFont scaledFont(const QWidget& widget, double factor)
     return font;
 }
 
-void drawGridLine(QPainter& painter, const GridPaintHandlerSettings& settings, Direction direction, double position)
+void drawGridLine(QPainter& painter, const GridPaintHandlerSettings& settings, bool vertical, double position)
 {
     painter.setPen(settings.gridLinePen);
     const QRectF clip = painter.clipBoundingRect();
     const int at = numeric::truncateToInt(position);
-    if (direction == Direction::Vertical) {
+    if (vertical) {
         painter.drawLine(at, numeric::truncateToInt(clip.top()), at, numeric::truncateToInt(clip.top() + clip.height()));
     } else {
         painter.drawLine(numeric::truncateToInt(clip.left()), at, numeric::truncateToInt(clip.left() + clip.width()), at);
@@ -39,13 +39,13 @@ void drawGridLine(QPainter& painter, const GridPaintHandlerSettings& settings, D
 }
 
 void drawGridLabel(QPainter& painter, const QWidget& widget, const GridPaintHandlerSettings& settings,
-                   Direction direction, double position, const QString& text)
+                   bool vertical, double position, const QString& text)
 {
     const double margin = dpToPixel(widget, settings.labelMargin);
     QRectF box = painter.boundingRect(QRectF(), Qt::TextDontClip, text);
     box = box.marginsAdded(QMarginsF(margin, margin, margin, margin));
     // The box's left edge lies on a vertical line, its top edge on a horizontal one.
-    if (direction == Direction::Vertical)
+    if (vertical)
         box.translate(margin + position, margin);
     else
         box.translate(margin, margin + position);
@@ -58,29 +58,56 @@ void drawGridLabel(QPainter& painter, const QWidget& widget, const GridPaintHand
 
 } // namespace
 
-double minimumSpan(const QWidget& widget, const Axis& axis, const GridPaintHandlerSettings& settings)
+GridPaintHandler::GridPaintHandler(QWidget& widget, Axis& axis, Direction direction,
+                                   std::function<double(double)> stepRule, std::function<QString(double)> formatter)
+    : m_widget(widget)
+    , m_axis(axis)
+    , m_direction(direction)
+    , m_stepRule(std::move(stepRule))
+    , m_formatter(std::move(formatter))
 {
-    return axis.pixelToValueSpan(dpToPixel(widget, settings.minGridSpacing));
+    connect(&m_axis, &Axis::si_offsetChanged, this, &GridPaintHandler::sl_updateGrid);
+    connect(&m_axis, &Axis::si_scaleChanged, this, &GridPaintHandler::sl_updateGrid);
+    sl_updateGrid();
 }
 
-void paintGrid(QPainter& painter, const QWidget& widget, const Axis& axis, const GridPaintHandlerSettings& settings,
-               const std::function<QString(double)>& formatter, double step, Direction direction)
+GridPaintHandler::~GridPaintHandler() = default;
+
+void GridPaintHandler::sl_updateGrid()
 {
-    painter.setFont(scaledFont(widget, settings.labelFontScale));
+    m_gridStep = m_stepRule(m_axis.pixelToValueSpan(dpToPixel(m_widget, m_settings.minGridSpacing)));
+}
+
+void GridPaintHandler::setSettings(const GridPaintHandlerSettings& settings)
+{
+    m_settings = settings;
+    m_widget.update();
+}
+
+void GridPaintHandler::setFormatter(std::function<QString(double)> formatter)
+{
+    m_formatter = std::move(formatter);
+    m_widget.update();
+}
+
+void GridPaintHandler::handlePaint(QPainter& painter)
+{
+    painter.setFont(scaledFont(m_widget, m_settings.labelFontScale));
     const QRectF clip = painter.clipBoundingRect();
-    const bool vertical = direction == Direction::Vertical;
-    const double first = axis.pixelToValue(vertical ? clip.left() : clip.top());
-    const double last = axis.pixelToValue(vertical ? clip.left() + clip.width() : clip.top() + clip.height());
+    const bool vertical = m_direction == Direction::Vertical;
+    const double first = m_axis.pixelToValue(vertical ? clip.left() : clip.top());
+    const double last = m_axis.pixelToValue(vertical ? clip.left() + clip.width() : clip.top() + clip.height());
     // The band at the top where the frequency labels stand holds no time lines.
     const double reservedTop = vertical
         ? -std::numeric_limits<double>::infinity()
-        : QFontMetricsF(painter.font()).height() + 2.0 * dpToPixel(widget, settings.labelMargin);
+        : QFontMetricsF(painter.font()).height() + 2.0 * dpToPixel(m_widget, m_settings.labelMargin);
 
+    const double step = m_gridStep;
     for (double value = std::floor(first / step) * step; value < last;) {
-        const double position = axis.valueToPixel(value);
+        const double position = m_axis.valueToPixel(value);
         if (vertical || reservedTop < position) {
-            drawGridLine(painter, settings, direction, position);
-            drawGridLabel(painter, widget, settings, direction, position, formatter(value));
+            drawGridLine(painter, m_settings, vertical, position);
+            drawGridLabel(painter, m_widget, m_settings, vertical, position, m_formatter(value));
         }
         // A step too small to move the value (or not a number) ends the grid.
         const double next = value + step;
@@ -90,4 +117,4 @@ void paintGrid(QPainter& painter, const QWidget& widget, const Axis& axis, const
     }
 }
 
-} // namespace mivo::grid
+} // namespace mivo
