@@ -20,6 +20,16 @@ namespace navtest {
 
 /// A BaseDrawWidget filling a host window. The widget is a child, not a window of its
 /// own, so that unsetting its cursor really clears it.
+// A view whose values differ from its pixels on both axes, so every conversion is
+// exercised: scales (2, 3) and offsets (1000, 2000).
+inline void setUpOffsetView(mivo::CoordSystem& coords)
+{
+    coords.x().setScale(2.0);
+    coords.y().setScale(3.0);
+    coords.x().setOffset(1000.0);
+    coords.y().setOffset(2000.0);
+}
+
 class HostedWidget
 {
 public:

@@ -51,16 +51,12 @@ private:
     std::unique_ptr<SelectionManager> m_manager;
     std::shared_ptr<SelectionMouseHandler> m_handler;
 
-    // A 400 by 300 view with scales (2, 3) and offsets (1000, 2000): values differ from
-    // pixels, so every conversion is exercised.
+    // A 400 by 300 view with scales (2, 3) and offsets (1000, 2000).
     HostedWidget& host()
     {
         m_host = std::make_unique<HostedWidget>();
         mivo::CoordSystem& coords = m_host->coords();
-        coords.x().setScale(2.0);
-        coords.y().setScale(3.0);
-        coords.x().setOffset(1000.0);
-        coords.y().setOffset(2000.0);
+        navtest::setUpOffsetView(coords);
         m_manager = std::make_unique<SelectionManager>();
         m_handler = std::make_shared<SelectionMouseHandler>(m_host->widget(), coords, *m_manager);
         m_host->widget().addMouseHandler(m_handler);

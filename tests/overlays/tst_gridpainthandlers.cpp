@@ -30,6 +30,19 @@ GridPaintHandlerSettings opaqueSettings()
     return settings;
 }
 
+// Makes the grid's formatter note every labelled value and answer @p text.
+template <typename Grid>
+std::shared_ptr<QList<double>> recordLabels(Grid& grid, void (Grid::*setFormatter)(std::function<QString(double)>),
+                                            const QString& text = QString())
+{
+    auto values = std::make_shared<QList<double>>();
+    (grid.*setFormatter)([values, text](double value) {
+        values->append(value);
+        return text;
+    });
+    return values;
+}
+
 // A widget of the image's size (never shown) and a view over it.
 struct View
 {
@@ -147,14 +160,10 @@ private Q_SLOTS:
         view.coords.x().setOffset(1000.0); // first value 0 lies at pixel -100
         FrequencyGridPaintHandler grid(view.widget, view.coords);
         grid.setSettings(opaqueSettings());
-        QList<double> labelled;
-        grid.setFrequencyFormatter([&labelled](double value) {
-            labelled.append(value);
-            return QStringLiteral("x");
-        });
+        const auto labelled = recordLabels(grid, &FrequencyGridPaintHandler::setFrequencyFormatter, QStringLiteral("x"));
         QImage image = canvas(800, 300);
         paint(grid, image);
-        QCOMPARE(labelled, (QList<double>{0.0, 2500.0, 5000.0, 7500.0}));
+        QCOMPARE(*labelled, (QList<double>{0.0, 2500.0, 5000.0, 7500.0}));
         for (const int column : {150, 400, 650}) {
             QVERIFY2(all(image, QRect(column, 40, 1, 260), lineColour), qPrintable(QString::number(column)));
             QCOMPARE(count(image, QRect(column - 1, 40, 1, 260), lineColour), 0);
@@ -167,25 +176,17 @@ private Q_SLOTS:
         View view(750, 300);
         view.coords.x().setScale(10.0);
         FrequencyGridPaintHandler grid(view.widget, view.coords);
-        QList<double> labelled;
-        grid.setFrequencyFormatter([&labelled](double value) {
-            labelled.append(value);
-            return QString();
-        });
+        const auto labelled = recordLabels(grid, &FrequencyGridPaintHandler::setFrequencyFormatter);
         QImage image = canvas(750, 300);
         paint(grid, image);
-        QCOMPARE(labelled, (QList<double>{0.0, 2500.0, 5000.0})); // 7500 is the last value
+        QCOMPARE(*labelled, (QList<double>{0.0, 2500.0, 5000.0})); // 7500 is the last value
         View wider(751, 300);
         wider.coords.x().setScale(10.0);
         FrequencyGridPaintHandler widerGrid(wider.widget, wider.coords);
-        labelled.clear();
-        widerGrid.setFrequencyFormatter([&labelled](double value) {
-            labelled.append(value);
-            return QString();
-        });
+        const auto widerLabelled = recordLabels(widerGrid, &FrequencyGridPaintHandler::setFrequencyFormatter);
         QImage wideImage = canvas(751, 300);
         paint(widerGrid, wideImage);
-        QCOMPARE(labelled, (QList<double>{0.0, 2500.0, 5000.0, 7500.0}));
+        QCOMPARE(*widerLabelled, (QList<double>{0.0, 2500.0, 5000.0, 7500.0}));
     }
 
     void onlyTheClippedPartIsVisited()
@@ -193,14 +194,10 @@ private Q_SLOTS:
         View view(800, 300);
         view.coords.x().setScale(10.0);
         FrequencyGridPaintHandler grid(view.widget, view.coords);
-        QList<double> labelled;
-        grid.setFrequencyFormatter([&labelled](double value) {
-            labelled.append(value);
-            return QString();
-        });
+        const auto labelled = recordLabels(grid, &FrequencyGridPaintHandler::setFrequencyFormatter);
         QImage image = canvas(800, 300);
         paint(grid, image, QRect(300, 0, 200, 300)); // values 3000 .. 5000
-        QCOMPARE(labelled, (QList<double>{2500.0}));
+        QCOMPARE(*labelled, (QList<double>{2500.0}));
     }
 
     void labelSitsRightOfItsLineAtTheTop()
@@ -285,15 +282,11 @@ private Q_SLOTS:
         view.coords.y().setOffset(1000.0);
         TimeGridPaintHandler grid(view.widget, view.coords);
         grid.setSettings(opaqueSettings());
-        QList<double> labelled;
-        grid.setTimeFormatter([&labelled](double value) {
-            labelled.append(value);
-            return QStringLiteral("t");
-        });
+        const auto labelled = recordLabels(grid, &TimeGridPaintHandler::setTimeFormatter, QStringLiteral("t"));
         QImage image = canvas(400, 600);
         paint(grid, image);
         // 1000 lies at pixel 0, inside the band: skipped with its label.
-        QCOMPARE(labelled, (QList<double>{1005.0, 1010.0}));
+        QCOMPARE(*labelled, (QList<double>{1005.0, 1010.0}));
         QVERIFY(all(image, QRect(60, 250, 340, 1), lineColour));
         QVERIFY(all(image, QRect(60, 500, 340, 1), lineColour));
         QCOMPARE(count(image, QRect(0, 0, 400, 1), lineColour), 0);
@@ -311,14 +304,10 @@ private Q_SLOTS:
         for (const auto& [offset, drawn] : {std::pair<double, bool>{1000.0 - reserved * scale, false},
                                            std::pair<double, bool>{1000.0 - (reserved + 0.5) * scale, true}}) {
             view.coords.y().setOffset(offset);
-            QList<double> labelled;
-            grid.setTimeFormatter([&labelled](double value) {
-                labelled.append(value);
-                return QString();
-            });
+            const auto labelled = recordLabels(grid, &TimeGridPaintHandler::setTimeFormatter);
             QImage image = canvas(400, 600);
             paint(grid, image);
-            QCOMPARE(labelled.contains(1000.0), drawn);
+            QCOMPARE(labelled->contains(1000.0), drawn);
         }
     }
 

@@ -34,6 +34,24 @@ TileId sameWorkerTile(const TileId& id, int workers)
     }
 }
 
+// Asks @p loader for the descriptor and the extents and waits for both answers.
+struct LoadedDocuments
+{
+    TileSystemDescriptor descriptor;
+    QRectF extents;
+};
+
+LoadedDocuments loadDocuments(ITileLoader& loader)
+{
+    QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
+    QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
+    loader.loadTileSystemDescriptor();
+    loader.loadTileExtents();
+    if (!QTest::qWaitFor([&] { return descriptors.count() == 1 && extents.count() == 1; }, 10000))
+        qFatal("descriptor or extents never answered");
+    return {descriptors.at(0).at(0).value<TileSystemDescriptor>(), extents.at(0).at(0).toRectF()};
+}
+
 TileId idOf(const QVariant& argument)
 {
     return argument.value<TileId>();
@@ -130,18 +148,12 @@ private Q_SLOTS:
                               testtiles::extentsJson(QRectF(100, 200, 300, 400)));
         TileLoaderQNetworkAccessManager loader(2);
         loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
-        QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
-        loader.loadTileSystemDescriptor();
-        loader.loadTileExtents();
-        QTRY_COMPARE(descriptors.count(), 1);
-        QTRY_COMPARE(extents.count(), 1);
-        const auto descriptor = descriptors.at(0).at(0).value<TileSystemDescriptor>();
-        QCOMPARE(descriptor.name, QStringLiteral("wide"));
-        QCOMPARE(descriptor.xaxis.basevalue, 0.5);
-        QCOMPARE(descriptor.yaxis.tilesize, quint16(128));
-        QCOMPARE(descriptor.xaxis.maxzoomlevel, quint16(9));
-        QCOMPARE(extents.at(0).at(0).toRectF(), QRectF(100, 200, 300, 400));
+        const LoadedDocuments loaded = loadDocuments(loader);
+        QCOMPARE(loaded.descriptor.name, QStringLiteral("wide"));
+        QCOMPARE(loaded.descriptor.xaxis.basevalue, 0.5);
+        QCOMPARE(loaded.descriptor.yaxis.tilesize, quint16(128));
+        QCOMPARE(loaded.descriptor.xaxis.maxzoomlevel, quint16(9));
+        QCOMPARE(loaded.extents, QRectF(100, 200, 300, 400));
         QCOMPARE(m_server->requestCount(base + QStringLiteral("/tiledescriptor.json")), 1);
         QCOMPARE(m_server->requestCount(base + QStringLiteral("/tileextents.json")), 1);
     }
@@ -165,14 +177,9 @@ private Q_SLOTS:
         m_server->setFault(base + QStringLiteral("/tileextents.json"), fault);
         TileLoaderQNetworkAccessManager loader(2);
         loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy descriptors(&loader, &ITileLoader::si_tileSystemDescriptorLoaded);
-        QSignalSpy extents(&loader, &ITileLoader::si_tileSystemExtentsLoaded);
-        loader.loadTileSystemDescriptor();
-        loader.loadTileExtents();
-        QTRY_COMPARE(descriptors.count(), 1);
-        QTRY_COMPARE(extents.count(), 1);
-        QVERIFY(descriptors.at(0).at(0).value<TileSystemDescriptor>().name.isNull());
-        QCOMPARE(extents.at(0).at(0).toRectF(), QRectF(0, 0, 0, 0)); // half a document parses as nothing
+        const LoadedDocuments loaded = loadDocuments(loader);
+        QVERIFY(loaded.descriptor.name.isNull());
+        QCOMPARE(loaded.extents, QRectF(0, 0, 0, 0)); // half a document parses as nothing
     }
 
     void nothingIsRequestedWithoutABaseUrl()
