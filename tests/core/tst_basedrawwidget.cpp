@@ -476,8 +476,14 @@ private Q_SLOTS:
         BaseDrawWidget& widget = showWidget(QSize(200, 100));
         addBlueThenRedLayers(widget);
         widget.update();
+        // The X server may show a frame that is still being composed; wait until
+        // both layers are on screen before checking every pixel.
         QImage screen;
-        QTRY_VERIFY((screen = grabScreen(widget)).pixel(100, 50) == qRgb(255, 0, 0));
+        const auto bothLayersShown = [&] {
+            screen = grabScreen(widget);
+            return screen.pixel(10, 10) == qRgb(0, 0, 255) && screen.pixel(100, 50) == qRgb(255, 0, 0);
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(bothLayersShown(), 10000);
         checkBlueThenRed(screen);
     }
 
