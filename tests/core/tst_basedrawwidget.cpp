@@ -476,7 +476,7 @@ private Q_SLOTS:
         BaseDrawWidget& widget = showWidget(QSize(200, 100));
         addBlueThenRedLayers(widget);
         widget.update();
-        // The X server may show a frame that is still being composed; wait until
+        // The X server may show a frame that is still being flushed; wait until
         // both layers are on screen before checking every pixel.
         QImage screen;
         const auto bothLayersShown = [&] {
