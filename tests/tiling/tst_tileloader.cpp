@@ -298,6 +298,44 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
     }
 
+    void highPriorityTilesOvertakeQueuedOnes()
+    {
+        // Qt opens at most six connections to one server; later requests wait in its
+        // queue, high priority first. Six held tiles fill the connections of one worker.
+        TileLoaderQNetworkAccessManager loader(2);
+        QList<TileId> sameWorker{TileId(0, 3, 1, 1)};
+        while (sameWorker.size() < 12)
+            sameWorker.append(sameWorkerTile(sameWorker.last(), loader.workerCount()));
+        for (const TileId& id : qAsConst(sameWorker)) {
+            serveTile(id);
+            m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+        }
+        const QList<TileId> blockers = sameWorker.mid(0, 6);
+        const QList<TileId> normal = sameWorker.mid(6, 3);
+        const QList<TileId> high = sameWorker.mid(9, 3);
+        loader.setBaseUrl(QUrl(sourceUrl()));
+        for (const TileId& id : blockers)
+            loader.loadTile(id, false);
+        QTRY_COMPARE(m_server->heldCount(), 6);
+        for (const TileId& id : normal)
+            loader.loadTile(id, false);
+        for (const TileId& id : high)
+            loader.loadTile(id, true);
+        QTest::qWait(1000); // lets the worker hand all six to Qt's queue
+        QCOMPARE(m_server->totalRequestCount(), 6);
+
+        // Each released blocker frees one connection, which takes the next request.
+        QStringList expected;
+        for (const TileId& id : high + normal)
+            expected.append(base + tilePath(id));
+        for (int i = 0; i < blockers.size(); ++i) {
+            m_server->releaseHeld(base + tilePath(blockers.at(i)));
+            QTRY_COMPARE(m_server->totalRequestCount(), 7 + i);
+        }
+        QCOMPARE(m_server->requestLog().mid(6), expected);
+        m_server->releaseAllHeld();
+    }
+
     void sameTileAlwaysGoesToTheSameWorker()
     {
         TileLoaderQNetworkAccessManager loader(8);
