@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <chrono>
+#include <future>
 #include <memory>
 
 using namespace mivo::tiling;
@@ -468,6 +470,35 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() < 10000, "shutdown must not wait for the held requests");
         m_server->releaseAllHeld();
         QTest::qWait(100); // late answers must find nothing to crash into
+    }
+
+    void workerStillBusyAtShutdownIsReleasedOnceItFinishes()
+    {
+        // A slot connected directly to a worker runs in the worker's thread. While it
+        // blocks, the worker cannot stop within the loader's ten-second wait.
+        const TileId id(2, 2, 0, 0);
+        serveTile(id);
+        auto loader = std::make_unique<TileLoaderQNetworkAccessManager>(2);
+        loader->setBaseUrl(QUrl(sourceUrl()));
+        const QPointer<const TileLoaderThread> worker = &loader->worker(int(id.key() % quint32(loader->workerCount())));
+        std::promise<void> entered;
+        std::promise<void> release;
+        const std::shared_future<void> released = release.get_future().share();
+        connect(
+            worker.data(), &TileLoaderThread::si_tileLoaded, worker.data(),
+            [&entered, released](const std::shared_ptr<Tile>&) {
+                entered.set_value();
+                released.wait();
+            },
+            Qt::DirectConnection);
+        loader->loadTile(id, true);
+        QVERIFY(entered.get_future().wait_for(std::chrono::seconds(30)) == std::future_status::ready);
+
+        loader.reset(); // gives up on the blocked worker after ten seconds
+        QVERIFY(worker);
+        QVERIFY(worker->isRunning());
+        release.set_value();
+        QTRY_VERIFY_WITH_TIMEOUT(worker.isNull(), 10000); // deleted once its thread has finished
     }
 
     void switchingTheSourceWhileOldTilesArrive()
