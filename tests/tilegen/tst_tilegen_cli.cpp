@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -234,6 +235,31 @@ private Q_SLOTS:
         QCOMPARE(summary.exitCode, 0);
         QVERIFY(summary.err.startsWith(QStringLiteral("mivo-tilegen: ") + output + QStringLiteral("/short: ")));
         QVERIFY(!summary.err.contains(QLatin1Char('\r')));
+    }
+
+    void progressLineOnATerminal()
+    {
+        // util-linux's script(1) gives the tool a pseudo-terminal as its stderr; the
+        // terminal turns line ends into CR LF.
+        const auto quoted = [](const QString& text) { return QLatin1Char('\'') + text + QLatin1Char('\''); };
+        const QString command = quoted(QStringLiteral(TILEGEN_EXECUTABLE)) + QLatin1Char(' ')
+            + quoted(path(QStringLiteral("short.wav"))) + QLatin1Char(' ') + quoted(path(QStringLiteral("out-tty")));
+        const Outcome onTerminal = run(QStringLiteral("script"), {QStringLiteral("-qefc"), command, QStringLiteral("/dev/null")});
+        QCOMPARE(onTerminal.exitCode, 0);
+        // Status lines overwrite each other; the last one counts every tile the summary does.
+        const QRegularExpression progressThenSummary(QStringLiteral(
+            "^(\r[ 0-9.]{5} %  [0-9.]+x real time  [0-9]+ tiles \\([0-9]+/s\\)  [0-9]+ s left   )*"
+            "\r100\\.0 %  [0-9.]+x real time  (?<counted>[0-9]+) tiles \\([0-9]+/s\\)  0 s left   \r\n"
+            "mivo-tilegen: [^\r\n]*/out-tty/short: (?<written>[0-9]+) tiles for 4\\.0 s of signal[^\r\n]*\r\n$"));
+        const QRegularExpressionMatch match = progressThenSummary.match(onTerminal.out);
+        QVERIFY2(match.hasMatch(), qPrintable(onTerminal.out));
+        QVERIFY(match.captured(QStringLiteral("written")).toInt() > 0);
+        QCOMPARE(match.captured(QStringLiteral("counted")), match.captured(QStringLiteral("written")));
+
+        const Outcome quiet = run(QStringLiteral("script"), {QStringLiteral("-qefc"), command + QStringLiteral(" --quiet"),
+                                                             QStringLiteral("/dev/null")});
+        QCOMPARE(quiet.exitCode, 0);
+        QCOMPARE(quiet.out, QString());
     }
 
     void killedRunLeavesThePublishedPyramidIntact()

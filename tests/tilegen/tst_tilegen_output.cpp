@@ -240,6 +240,31 @@ private Q_SLOTS:
             QVERIFY2(it.value() == filesTwo.value(it.key()), qPrintable(it.key()));
     }
 
+    void progressCountsTheFramesThenTheCoarserTiles()
+    {
+        TileGenerator generator(sceneSettings(1), openInput(m_scene, sceneInput()), m_dir.filePath(QStringLiteral("progress")));
+        QVector<TileGeneratorProgress> reports;
+        generator.setProgressCallback([&reports](const TileGeneratorProgress& progress) { reports.append(progress); });
+        const TileGeneratorResult result = generator.run();
+        QVERIFY(reports.size() >= 3);
+        for (int i = 0; i < reports.size(); ++i) {
+            QCOMPARE(reports.at(i).framesTotal, result.frames);
+            if (i > 0 && i < reports.size() - 1)
+                QVERIFY(reports.at(i).framesDone > reports.at(i - 1).framesDone);
+        }
+        const TileGeneratorProgress& lastFrame = reports.at(reports.size() - 2);
+        const TileGeneratorProgress& afterAll = reports.last();
+        QCOMPARE(lastFrame.framesDone, result.frames);
+        QCOMPARE(afterAll.framesDone, result.frames);
+        QCOMPARE(afterAll.signalSecondsDone, lastFrame.signalSecondsDone);
+        // 2 s of signal; the last frame starts within one FFT of the end.
+        QVERIFY(afterAll.signalSecondsDone <= 2.0);
+        QVERIFY(afterAll.signalSecondsDone > 2.0 - 256.0 / 125000.0);
+        // The coarser levels are written after the last frame; only the final report has them.
+        QVERIFY(lastFrame.tilesWritten < result.tilesWritten);
+        QCOMPARE(afterAll.tilesWritten, result.tilesWritten);
+    }
+
     void failedWriteLeavesTheExistingPyramidIntact_data()
     {
         QTest::addColumn<QString>("failingFile");

@@ -299,6 +299,16 @@ TileGeneratorResult TileGenerator::run()
     const int blockFrames = 128 * workers.threadCount();
     std::vector<quint8> levels(size_t(blockFrames) * size_t(bins));
     const int components = info.complex ? 2 : 1;
+    const auto reportProgress = [&](qint64 framesDone) {
+        if (!m_progress)
+            return;
+        TileGeneratorProgress progress;
+        progress.framesDone = framesDone;
+        progress.framesTotal = frames;
+        progress.signalSecondsDone = double(framesDone * hop) / info.sampleRate;
+        progress.tilesWritten = tilesWritten;
+        m_progress(progress);
+    };
     try {
         for (qint64 first = 0; first < frames; first += blockFrames) {
             const int count = int(std::min<qint64>(blockFrames, frames - first));
@@ -323,18 +333,13 @@ TileGeneratorResult TileGenerator::run()
                 pyramid.addRow(yGrid.pixelOf(frameTime(first + f)), levels.data() + size_t(f) * size_t(bins), columnOf);
 
             failure.rethrow();
-            if (m_progress) {
-                TileGeneratorProgress progress;
-                progress.framesDone = first + count;
-                progress.framesTotal = frames;
-                progress.signalSecondsDone = double((first + count) * hop) / info.sampleRate;
-                progress.tilesWritten = tilesWritten;
-                m_progress(progress);
-            }
+            reportProgress(first + count);
         }
         pyramid.finish();
         workers.waitForBackground();
         failure.rethrow();
+        // The coarser levels are written after the last frame: a final report counts them.
+        reportProgress(frames);
     } catch (...) {
         workers.cancelQueued();
         workers.waitForBackground();
