@@ -40,7 +40,8 @@ CommandLine parseCommandLine(const QStringList& arguments)
     parser.setApplicationDescription(QStringLiteral(
         "Builds the tile pyramid of a recording's spectrogram for the mivo waterfall.\n"
         "Input: sound files (WAV, FLAC, ... via libsndfile), raw interleaved I/Q\n"
-        "(cu8, cs8, cs16, cf32, ...) or SigMF (.sigmf-meta with its .sigmf-data).\n"
+        "(cu8, cs8, cs16, cf32, ...) or SigMF (.sigmf-meta with its .sigmf-data,\n"
+        "or a .sigmf archive).\n"
         "Output: <output-dir>/<source-id>/ with tiles and documents, and\n"
         "<output-dir>/tilesources.json listing the source."));
     const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},

@@ -306,6 +306,25 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(staging));
     }
 
+    void sigMfArchiveGivesThePyramidOfItsFiles()
+    {
+        const QString folder = path(QStringLiteral("packed"));
+        QVERIFY(QDir().mkpath(folder + QStringLiteral("/scene")));
+        QCOMPARE(synth({QStringLiteral("--duration"), QStringLiteral("2"), folder + QStringLiteral("/scene/scene")}).exitCode, 0);
+        const QString archive = folder + QStringLiteral("/scene.sigmf");
+        QCOMPARE(run(QStringLiteral("tar"), {QStringLiteral("-cf"), archive, QStringLiteral("-C"), folder, QStringLiteral("scene")})
+                     .exitCode,
+                 0);
+        const QString fromFiles = path(QStringLiteral("out-files"));
+        const QString fromArchive = path(QStringLiteral("out-archive"));
+        QCOMPARE(tilegen({folder + QStringLiteral("/scene/scene.sigmf-meta"), fromFiles, QStringLiteral("-q")}).exitCode, 0);
+        QCOMPARE(tilegen({archive, fromArchive, QStringLiteral("-q")}).exitCode, 0);
+        const QMap<QString, QByteArray> files = snapshot(fromFiles);
+        QVERIFY(files.contains(QStringLiteral("scene/workspace.json")));
+        QVERIFY(files.size() > 10);
+        QCOMPARE(snapshot(fromArchive), files);
+    }
+
     void synthIsDeterministic()
     {
         const QStringList options = {QStringLiteral("--duration"), QStringLiteral("3"), QStringLiteral("--seed"),

@@ -4,8 +4,10 @@
 #include "core/InputOpener.h"
 #include "core/RawSignalSource.h"
 #include "core/SampleFormat.h"
+#include "core/SigMfArchive.h"
 #include "core/SigMfMetadata.h"
 
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -79,6 +81,29 @@ void writeWav(const QString& path, int channels, int rate, const std::vector<sho
     sf_close(file);
 }
 
+// Packs `members` (paths relative to `folder`) into `archive` with GNU tar in `format`.
+bool packWithTar(const QString& archive, const QString& format, const QString& folder, const QStringList& members)
+{
+    QProcess tar;
+    tar.start(QStringLiteral("tar"), QStringList{QStringLiteral("--format=") + format, QStringLiteral("-cf"), archive,
+                                                 QStringLiteral("-C"), folder}
+                                         + members);
+    if (!tar.waitForFinished(30000) || tar.exitStatus() != QProcess::NormalExit || tar.exitCode() != 0) {
+        qWarning("tar failed: %s", tar.readAllStandardError().constData());
+        return false;
+    }
+    return true;
+}
+
+// Rewrites the checksum of the tar header at `header` after a test changed the header.
+void fixTarChecksum(QByteArray& tar, int header)
+{
+    qint64 sum = 0;
+    for (int i = 0; i < 512; ++i)
+        sum += (i >= 148 && i < 156) ? ' ' : static_cast<unsigned char>(tar[header + i]);
+    tar.replace(header + 148, 8, QByteArray::number(sum, 8).rightJustified(6, '0') + QByteArray("\0 ", 2));
+}
+
 } // namespace
 
 class TestTilegenReaders : public QObject
@@ -89,6 +114,49 @@ private:
     QTemporaryDir m_dir;
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
+
+    // Archives made once from rec/rec.sigmf-{meta,data}: packed as ustar, the metadata
+    // header is at byte 0, its content at 512, the data header at 1024 and the 3000
+    // bytes of samples at 1536.
+    void makeArchiveFixtures()
+    {
+        const QString root = path(QStringLiteral("broken"));
+        if (QFileInfo::exists(root))
+            return;
+        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), validMeta()));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), QByteArray(3000, '\1')));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/second.sigmf-meta"), validMeta()));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/second.sigmf-data"), QByteArray(4, '\0')));
+        QVERIFY(writeBytes(root + QStringLiteral("/notes.txt"), "notes"));
+        const QString rec = QStringLiteral("rec/rec.sigmf-meta");
+        const QString data = QStringLiteral("rec/rec.sigmf-data");
+        const QString ustar = QStringLiteral("ustar");
+        QVERIFY(packWithTar(path(QStringLiteral("whole.tar")), ustar, root, {rec, data}));
+        QVERIFY(packWithTar(path(QStringLiteral("other.sigmf")), ustar, root, {QStringLiteral("notes.txt")}));
+        QVERIFY(packWithTar(path(QStringLiteral("nodata.sigmf")), ustar, root, {rec}));
+        QVERIFY(packWithTar(path(QStringLiteral("two.sigmf")), ustar, root,
+                            {rec, data, QStringLiteral("rec/second.sigmf-meta"), QStringLiteral("rec/second.sigmf-data")}));
+        const QByteArray whole = testfiles::readBytes(path(QStringLiteral("whole.tar")));
+        QVERIFY(whole.size() >= 1536 + 3000);
+        QVERIFY(writeBytes(path(QStringLiteral("noise.sigmf")), QByteArray(2048, 'n')));
+        QVERIFY(writeBytes(path(QStringLiteral("compressed.sigmf")), qCompress(whole)));
+        QVERIFY(writeBytes(path(QStringLiteral("empty.sigmf")), QByteArray(1024, '\0')));
+        QVERIFY(writeBytes(path(QStringLiteral("cut-data.sigmf")), whole.left(1536 + 2999)));
+        QVERIFY(writeBytes(path(QStringLiteral("cut-header.sigmf")), whole.left(1024 + 100)));
+        QByteArray damaged = whole;
+        damaged[1024 + 10] = 'X'; // a name byte of the data member's header
+        QVERIFY(writeBytes(path(QStringLiteral("damaged.sigmf")), damaged));
+        QByteArray badSize = whole;
+        badSize[124] = '9';
+        fixTarChecksum(badSize, 0); // so that the size itself is what is wrong
+        QVERIFY(writeBytes(path(QStringLiteral("badsize.sigmf")), badSize));
+        // GNU tar writes sizes beyond 8 GiB in base 256; the same size that way.
+        QByteArray base256 = whole;
+        base256.replace(1024 + 124, 12, QByteArray::fromHex("800000000000000000000bb8"));
+        fixTarChecksum(base256, 1024);
+        QVERIFY(writeBytes(path(QStringLiteral("base256.sigmf")), base256));
+    }
 
 private Q_SLOTS:
     void initTestCase() { QVERIFY(m_dir.isValid()); }
@@ -363,6 +431,158 @@ private Q_SLOTS:
         QVERIFY(writeBytes(meta, "{\"global\": [}"));
         QVERIFY(writeBytes(path(QStringLiteral("bad.sigmf-data")), QByteArray(8, '\0')));
         QVERIFY(failsWith([&] { openInput(meta, {}); }, meta, QStringLiteral("malformed JSON")));
+    }
+
+    // SigMF archives
+
+    void readsArchivesOfEveryTarFormat_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QString>("folder");
+        // Paths of more than 100 bytes: pax and GNU records, or ustar's prefix field.
+        const QString longFolder = QStringLiteral("a-folder-name-long-enough-that-the-whole-path/"
+                                                  "no-longer-fits-the-hundred-bytes-of-a-classic-tar-header");
+        for (const char* format : {"ustar", "pax", "gnu", "v7"})
+            QTest::addRow("%s", format) << QString::fromLatin1(format) << QStringLiteral("fob");
+        for (const char* format : {"ustar", "pax", "gnu"})
+            QTest::addRow("%s, long names", format) << QString::fromLatin1(format) << longFolder;
+    }
+
+    void readsArchivesOfEveryTarFormat()
+    {
+        QFETCH(QString, format);
+        QFETCH(QString, folder);
+        const QString root = path(QStringLiteral("archive-") + format + QString::number(folder.size()));
+        QVERIFY(QDir().mkpath(root + QLatin1Char('/') + folder));
+        // A file before the recording and an odd data size: members start at block boundaries.
+        QVERIFY(writeBytes(root + QStringLiteral("/README"), QByteArray(700, 'r')));
+        QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/fob.sigmf-meta"), validMeta()));
+        QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/fob.sigmf-data"), le16({1, 2, 3, 4, 5, 6})));
+        const QString archive = root + QStringLiteral(".sigmf");
+        QVERIFY(packWithTar(archive, format, root, {QStringLiteral("README"), folder}));
+
+        const OpenedInput input = openInput(archive, {});
+        QVERIFY(input.fromSigMf);
+        QCOMPARE(input.baseName, QStringLiteral("fob"));
+        QCOMPARE(input.source->fileName(), archive + QStringLiteral(": ") + folder + QStringLiteral("/fob.sigmf-data"));
+        QCOMPARE(input.source->info().sampleCount, qint64(3));
+        QVERIFY(input.source->info().complex);
+        QCOMPARE(input.source->info().sampleRate, 48000.0);
+        QCOMPARE(input.source->info().centerFrequency, 433920000.0);
+        QCOMPARE(input.source->info().startTime, 1714558830.00025);
+        QCOMPARE(input.annotations.size(), 2);
+        QCOMPARE(input.annotations.at(0).label, QStringLiteral("key fob"));
+        // Exactly the member's samples: reading stops before the archive's padding.
+        std::vector<float> values(20, -1.0f);
+        QCOMPARE(input.source->read(values.data(), 10), qint64(3));
+        for (int i = 0; i < 6; ++i)
+            QCOMPARE(values[size_t(i)], float(i + 1) / 32768.0f);
+        QCOMPARE(values[6], -1.0f);
+        QCOMPARE(input.source->read(values.data(), 10), qint64(0));
+    }
+
+    void archiveSamplesCanBeSkipped()
+    {
+        const QString root = path(QStringLiteral("skipping"));
+        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), validMeta()));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), le16({1, 2, 3, 4, 5, 6, 7, 8})));
+        QVERIFY(writeBytes(root + QStringLiteral("/zz-after"), QByteArray(1024, 'z')));
+        const QString archive = root + QStringLiteral(".sigmf");
+        QVERIFY(packWithTar(archive, QStringLiteral("ustar"), root, {QStringLiteral("rec"), QStringLiteral("zz-after")}));
+        const OpenedInput input = openInput(archive, {});
+        QCOMPARE(input.source->skip(1), qint64(1));
+        std::vector<float> values(4);
+        QCOMPARE(input.source->read(values.data(), 2), qint64(2));
+        QCOMPARE(values, (std::vector<float>{3 / 32768.0f, 4 / 32768.0f, 5 / 32768.0f, 6 / 32768.0f}));
+        QCOMPARE(input.source->skip(10), qint64(1)); // the member ends; the file goes on
+        QCOMPARE(input.source->read(values.data(), 2), qint64(0));
+    }
+
+    void brokenArchivesAreRejected_data()
+    {
+        QTest::addColumn<QString>("archiveName");
+        QTest::addColumn<QString>("problem");
+        QTest::newRow("not tar") << QStringLiteral("noise.sigmf")
+                                 << QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)");
+        QTest::newRow("compressed") << QStringLiteral("compressed.sigmf")
+                                    << QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)");
+        QTest::newRow("empty") << QStringLiteral("empty.sigmf") << QStringLiteral("holds no *.sigmf-meta member");
+        QTest::newRow("no recording") << QStringLiteral("other.sigmf") << QStringLiteral("holds no *.sigmf-meta member");
+        QTest::newRow("no data") << QStringLiteral("nodata.sigmf")
+                                 << QStringLiteral("holds rec/rec.sigmf-meta but not rec/rec.sigmf-data");
+        QTest::newRow("two recordings") << QStringLiteral("two.sigmf")
+                                        << QStringLiteral("holds 2 recordings; unpack it and convert them one by one");
+        QTest::newRow("cut in data") << QStringLiteral("cut-data.sigmf")
+                                     << QStringLiteral("is cut short: a member needs 3000 bytes at byte 1536");
+        QTest::newRow("cut in header") << QStringLiteral("cut-header.sigmf")
+                                       << QStringLiteral("is cut short inside the header at byte 1024");
+        QTest::newRow("damaged header") << QStringLiteral("damaged.sigmf") << QStringLiteral("has a damaged header at byte 1024");
+        QTest::newRow("bad size") << QStringLiteral("badsize.sigmf") << QStringLiteral("has a malformed size at byte 124");
+    }
+
+    void brokenArchivesAreRejected()
+    {
+        QFETCH(QString, archiveName);
+        QFETCH(QString, problem);
+        makeArchiveFixtures();
+        QVERIFY(!QTest::currentTestFailed());
+        const QString archive = path(archiveName);
+        QVERIFY(failsWith([&] { openInput(archive, {}); }, archive, problem));
+    }
+
+    void base256SizesAreRead()
+    {
+        makeArchiveFixtures();
+        QVERIFY(!QTest::currentTestFailed());
+        const QString archive = path(QStringLiteral("base256.sigmf"));
+        const OpenedInput input = openInput(archive, {});
+        QCOMPARE(input.source->info().sampleCount, qint64(3000 / 4));
+    }
+
+    void malformedMetadataInAnArchiveIsNamed()
+    {
+        const QString root = path(QStringLiteral("badmeta"));
+        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), "{\"global\": [}"));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), QByteArray(8, '\0')));
+        const QString archive = root + QStringLiteral(".sigmf");
+        QVERIFY(packWithTar(archive, QStringLiteral("ustar"), root, {QStringLiteral("rec")}));
+        QVERIFY(failsWith([&] { openInput(archive, {}); }, archive + QStringLiteral(": rec/rec.sigmf-meta"),
+                          QStringLiteral("malformed JSON")));
+    }
+
+    void archiveDataOfWrongSizeIsRejected()
+    {
+        const QString root = path(QStringLiteral("oddarchive"));
+        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), validMeta(QStringLiteral("cf32_le"))));
+        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), QByteArray(8 * 5 + 4, '\0')));
+        const QString archive = root + QStringLiteral(".sigmf");
+        QVERIFY(packWithTar(archive, QStringLiteral("gnu"), root, {QStringLiteral("rec")}));
+        QVERIFY(failsWith([&] { openInput(archive, {}); }, archive + QStringLiteral(": rec/rec.sigmf-data"),
+                          QStringLiteral("size of 44 bytes is not a whole number of 8-byte cf32_le samples")));
+    }
+
+    void regionBeyondTheFileIsRejected()
+    {
+        const QString file = path(QStringLiteral("short.cs16"));
+        QVERIFY(writeBytes(file, le16({1, 2, 3, 4})));
+        SignalInfo info;
+        info.sampleRate = 1000.0;
+        const SampleFormat format = *SampleFormat::fromName(QStringLiteral("cs16"));
+        FileRegion region;
+        region.offset = 4;
+        region.size = 8;
+        region.name = QStringLiteral("member");
+        QVERIFY(failsWith([&] { RawSignalSource(file, format, info, region); }, QStringLiteral("member"),
+                          QStringLiteral("ends before its 8 bytes of samples")));
+        region.size = 4;
+        RawSignalSource inside(file, format, info, region);
+        QCOMPARE(inside.info().sampleCount, qint64(1));
+        std::vector<float> values(4, -1.0f);
+        QCOMPARE(inside.read(values.data(), 2), qint64(1));
+        QCOMPARE(values, (std::vector<float>{3 / 32768.0f, 4 / 32768.0f, -1.0f, -1.0f}));
     }
 
     void readsWavThroughLibsndfile()

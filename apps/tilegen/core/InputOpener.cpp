@@ -2,6 +2,7 @@
 
 #include "Error.h"
 #include "RawSignalSource.h"
+#include "SigMfArchive.h"
 #include "SoundFileSource.h"
 
 #include <QFile>
@@ -27,7 +28,8 @@ Kind detectKind(const QString& path, const InputSettings& settings)
 {
     if (settings.kind != Kind::Auto)
         return settings.kind;
-    if (path.endsWith(QLatin1String(".sigmf-meta")) || path.endsWith(QLatin1String(".sigmf-data")))
+    if (path.endsWith(QLatin1String(".sigmf-meta")) || path.endsWith(QLatin1String(".sigmf-data"))
+        || path.endsWith(QLatin1String(".sigmf")))
         return Kind::SigMf;
     if (settings.datatype || formatFromExtension(path))
         return Kind::Raw;
@@ -72,8 +74,39 @@ OpenedInput openRaw(const QString& path, const InputSettings& settings)
     return input;
 }
 
+// A recording whose metadata is read: the samples are in `dataPath`, within `region`.
+OpenedInput openSigMfSamples(const SigMfMetadata& meta, const QString& metaName, const QString& dataPath,
+                             const FileRegion& region, const InputSettings& settings)
+{
+    SignalInfo info;
+    info.sampleRate = meta.sampleRate;
+    info.centerFrequency = settings.centerFrequency ? *settings.centerFrequency : meta.frequency.value_or(0.0);
+    info.startTime = settings.startTime ? *settings.startTime : meta.startTime.value_or(0.0);
+    if (settings.sampleRate) {
+        checkSampleRate(QStringLiteral("--sample-rate"), *settings.sampleRate);
+        info.sampleRate = *settings.sampleRate;
+    }
+    OpenedInput input;
+    input.source = std::make_unique<RawSignalSource>(dataPath, meta.format, info, region);
+    input.fromSigMf = true;
+    input.annotations = meta.annotations;
+    const QString name = QFileInfo(metaName).fileName();
+    input.baseName = name.left(name.size() - int(qstrlen(".sigmf-meta")));
+    return input;
+}
+
+OpenedInput openSigMfArchive(const QString& path, const InputSettings& settings)
+{
+    requireExistingFile(path);
+    const SigMfArchive archive = SigMfArchive::read(path);
+    const SigMfMetadata meta = SigMfMetadata::parse(archive.meta, path + QStringLiteral(": ") + archive.metaName);
+    return openSigMfSamples(meta, archive.metaName, path, archive.data, settings);
+}
+
 OpenedInput openSigMf(const QString& path, const InputSettings& settings)
 {
+    if (path.endsWith(QLatin1String(".sigmf")))
+        return openSigMfArchive(path, settings);
     QString metaPath = path;
     QString dataPath = SigMfMetadata::dataPathFor(path);
     if (dataPath.isEmpty()) {
@@ -81,7 +114,7 @@ OpenedInput openSigMf(const QString& path, const InputSettings& settings)
         dataPath = path;
     }
     if (metaPath.isEmpty())
-        throw Error(path, QStringLiteral("a SigMF recording is named *.sigmf-meta with its *.sigmf-data beside it"));
+        throw Error(path, QStringLiteral("a SigMF recording is named *.sigmf-meta with its *.sigmf-data beside it, or is a *.sigmf archive"));
 
     requireExistingFile(metaPath);
     QFile metaFile(metaPath);
@@ -92,22 +125,7 @@ OpenedInput openSigMf(const QString& path, const InputSettings& settings)
     if (!QFileInfo::exists(dataPath))
         throw Error(dataPath, QStringLiteral("the data file of %1 is missing").arg(QFileInfo(metaPath).fileName()));
     requireExistingFile(dataPath);
-
-    SignalInfo info;
-    info.sampleRate = meta.sampleRate;
-    info.centerFrequency = settings.centerFrequency ? *settings.centerFrequency : meta.frequency.value_or(0.0);
-    info.startTime = settings.startTime ? *settings.startTime : meta.startTime.value_or(0.0);
-    if (settings.sampleRate) {
-        checkSampleRate(QStringLiteral("--sample-rate"), *settings.sampleRate);
-        info.sampleRate = *settings.sampleRate;
-    }
-    OpenedInput input;
-    input.source = std::make_unique<RawSignalSource>(dataPath, meta.format, info);
-    input.fromSigMf = true;
-    input.annotations = meta.annotations;
-    const QString name = QFileInfo(metaPath).fileName();
-    input.baseName = name.left(name.size() - int(qstrlen(".sigmf-meta")));
-    return input;
+    return openSigMfSamples(meta, metaPath, dataPath, {}, settings);
 }
 
 OpenedInput openSoundFile(const QString& path, const InputSettings& settings)
