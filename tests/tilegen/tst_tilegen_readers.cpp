@@ -115,6 +115,25 @@ private:
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
 
+    // Packs rec/rec.sigmf-{meta,data} and, when given, a file after them into
+    // "<name>.sigmf" (ustar). Returns the archive's path, or an empty string on failure.
+    QString archiveOfRecording(const QString& name, const QByteArray& meta, const QByteArray& data,
+                               const QByteArray& fileAfter = QByteArray()) const
+    {
+        const QString root = path(name);
+        QStringList members{QStringLiteral("rec")};
+        if (!QDir().mkpath(root + QStringLiteral("/rec")) || !writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), meta)
+            || !writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), data))
+            return QString();
+        if (!fileAfter.isNull()) {
+            members.append(QStringLiteral("zz-after"));
+            if (!writeBytes(root + QStringLiteral("/zz-after"), fileAfter))
+                return QString();
+        }
+        const QString archive = root + QStringLiteral(".sigmf");
+        return packWithTar(archive, QStringLiteral("ustar"), root, members) ? archive : QString();
+    }
+
     // Archives made once from rec/rec.sigmf-{meta,data}: packed as ustar, the metadata
     // header is at byte 0, its content at 512, the data header at 1024 and the 3000
     // bytes of samples at 1536.
@@ -483,13 +502,9 @@ private Q_SLOTS:
 
     void archiveSamplesCanBeSkipped()
     {
-        const QString root = path(QStringLiteral("skipping"));
-        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
-        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), validMeta()));
-        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), le16({1, 2, 3, 4, 5, 6, 7, 8})));
-        QVERIFY(writeBytes(root + QStringLiteral("/zz-after"), QByteArray(1024, 'z')));
-        const QString archive = root + QStringLiteral(".sigmf");
-        QVERIFY(packWithTar(archive, QStringLiteral("ustar"), root, {QStringLiteral("rec"), QStringLiteral("zz-after")}));
+        const QString archive = archiveOfRecording(QStringLiteral("skipping"), validMeta(), le16({1, 2, 3, 4, 5, 6, 7, 8}),
+                                                   QByteArray(1024, 'z'));
+        QVERIFY(!archive.isEmpty());
         const OpenedInput input = openInput(archive, {});
         QCOMPARE(input.source->skip(1), qint64(1));
         std::vector<float> values(4);
@@ -540,28 +555,29 @@ private Q_SLOTS:
         QCOMPARE(input.source->info().sampleCount, qint64(3000 / 4));
     }
 
-    void malformedMetadataInAnArchiveIsNamed()
+    void brokenRecordingInAnArchiveIsNamed_data()
     {
-        const QString root = path(QStringLiteral("badmeta"));
-        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
-        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), "{\"global\": [}"));
-        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), QByteArray(8, '\0')));
-        const QString archive = root + QStringLiteral(".sigmf");
-        QVERIFY(packWithTar(archive, QStringLiteral("ustar"), root, {QStringLiteral("rec")}));
-        QVERIFY(failsWith([&] { openInput(archive, {}); }, archive + QStringLiteral(": rec/rec.sigmf-meta"),
-                          QStringLiteral("malformed JSON")));
+        QTest::addColumn<QByteArray>("meta");
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("member");
+        QTest::addColumn<QString>("problem");
+        QTest::newRow("malformed metadata") << QByteArray("{\"global\": [}") << QByteArray(8, '\0')
+                                            << QStringLiteral("rec/rec.sigmf-meta") << QStringLiteral("malformed JSON");
+        QTest::newRow("data of wrong size")
+            << validMeta(QStringLiteral("cf32_le")) << QByteArray(8 * 5 + 4, '\0') << QStringLiteral("rec/rec.sigmf-data")
+            << QStringLiteral("size of 44 bytes is not a whole number of 8-byte cf32_le samples");
     }
 
-    void archiveDataOfWrongSizeIsRejected()
+    void brokenRecordingInAnArchiveIsNamed()
     {
-        const QString root = path(QStringLiteral("oddarchive"));
-        QVERIFY(QDir().mkpath(root + QStringLiteral("/rec")));
-        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), validMeta(QStringLiteral("cf32_le"))));
-        QVERIFY(writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), QByteArray(8 * 5 + 4, '\0')));
-        const QString archive = root + QStringLiteral(".sigmf");
-        QVERIFY(packWithTar(archive, QStringLiteral("gnu"), root, {QStringLiteral("rec")}));
-        QVERIFY(failsWith([&] { openInput(archive, {}); }, archive + QStringLiteral(": rec/rec.sigmf-data"),
-                          QStringLiteral("size of 44 bytes is not a whole number of 8-byte cf32_le samples")));
+        QFETCH(QByteArray, meta);
+        QFETCH(QByteArray, data);
+        QFETCH(QString, member);
+        QFETCH(QString, problem);
+        const QString archive = archiveOfRecording(QString::fromLatin1(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('-')),
+                                                   meta, data);
+        QVERIFY(!archive.isEmpty());
+        QVERIFY(failsWith([&] { openInput(archive, {}); }, archive + QStringLiteral(": ") + member, problem));
     }
 
     void regionBeyondTheFileIsRejected()
