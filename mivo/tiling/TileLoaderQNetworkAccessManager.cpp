@@ -26,6 +26,8 @@ void getWithHighPriority(QNetworkAccessManager& manager, const QString& url)
 {
     QNetworkRequest request(QUrl(url, QUrl::TolerantMode));
     request.setPriority(QNetworkRequest::HighPriority);
+    // A followed redirect would change reply->url(), by which the answer is matched.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     manager.get(request);
 }
 

@@ -21,8 +21,9 @@ class TileLoaderThread;
  * Descriptor and extents replies are not checked for errors: a failed request yields
  * the documents' defaults (an invalid descriptor, a zero rectangle), delivered like a
  * success. Failed tiles are reported by si_tileLoadFailed(); a body that is not a PNG
- * is reported as a loaded tile with a null image. Without a base URL nothing is
- * requested.
+ * is reported as a loaded tile with a null image. Redirects are not followed (replies
+ * are matched to their requests by URL): a redirected document yields its defaults and a
+ * redirected tile a null image. Without a base URL nothing is requested.
  *
  * The pool starts in the constructor and stops in the destructor: each worker is
  * asked to finish and waited for at most 10 s; a worker that is still busy then is

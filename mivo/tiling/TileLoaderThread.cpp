@@ -52,6 +52,8 @@ void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
         return;
     QNetworkRequest request(QUrl(tileUrl(baseUrl(), tileId), QUrl::TolerantMode));
     request.setPriority(highPriority ? QNetworkRequest::HighPriority : QNetworkRequest::NormalPriority);
+    // Stated, not left to Qt's default (which Qt 6 changes): a tile is its URL's answer.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     QNetworkReply* reply = m_networkAccessManager->get(request);
     reply->setProperty(tileIdProperty, QVariant::fromValue(tileId));
     m_pendingReplies.insert(tileId, reply);

@@ -90,6 +90,7 @@ QByteArray reasonPhrase(int status)
 {
     switch (status) {
     case 200: return QByteArrayLiteral("OK");
+    case 301: return QByteArrayLiteral("Moved Permanently");
     case 400: return QByteArrayLiteral("Bad Request");
     case 404: return QByteArrayLiteral("Not Found");
     case 405: return QByteArrayLiteral("Method Not Allowed");
@@ -507,6 +508,8 @@ private:
             return send(500, text, "internal server error\n");
         case Fault::NotPng:
             return send(200, "image/png", kNotPngBody);
+        case Fault::Redirect:
+            return send(301, text, "moved\n", "Location: /moved" + request.path.toUtf8() + "\r\n");
         case Fault::TruncatedBody: {
             const QByteArray body = found && !document.body.isEmpty()
                 ? document.body : QByteArray(kSyntheticBodyBytes, 'x');

@@ -39,6 +39,7 @@ public:
         TruncatedBody,      ///< declares the Content-Length of the whole document, sends half of it, closes
         NotPng,             ///< 200, Content-Type image/png, with a body that is no image at all
         Hold,               ///< leaves the request unanswered until releaseHeld() or releaseAllHeld()
+        Redirect,           ///< 301 with "Location: /moved<path>" on this server
     };
     Q_ENUM(Fault)
 

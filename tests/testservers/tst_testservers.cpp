@@ -163,6 +163,7 @@ private slots:
     void closeWithoutAnswerClosesBeforeAnyByte();
     void truncatedBodyEndsTheReplyWithAnError();
     void notPngAnswers200WithABodyNoImageDecoderAccepts();
+    void redirectPointsBelowMoved();
     void clearedFaultServesTheDocumentAgain();
     void holdKeepsRequestUnansweredUntilReleased();
     void releaseAllHeldAnswersEveryPath();
@@ -509,6 +510,34 @@ void TestServersTest::notPngAnswers200WithABodyNoImageDecoderAccepts()
     QVERIFY(result.body != png);
     QVERIFY(QImage::fromData(result.body).isNull());
     QVERIFY(QImage::fromData(result.body, "PNG").isNull());
+}
+
+void TestServersTest::redirectPointsBelowMoved()
+{
+    TestHttpServer server;
+    QVERIFY(server.start());
+    server.setDocument(QStringLiteral("/doc"), "the document");
+    server.setDocument(QStringLiteral("/moved/doc"), "moved document");
+    server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::Redirect);
+
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, server.port());
+    QVERIFY(socket.waitForConnected(kReplyTimeoutMs));
+    socket.write(getRequest("/doc"));
+    const QList<RawResponse> responses = readResponses(socket, 1);
+    QCOMPARE(responses.size(), 1);
+    QCOMPARE(responses.at(0).status, 301);
+    QCOMPARE(TestHttpServer::headerValue(responses.at(0).head, "Location"), QByteArray("/moved/doc"));
+
+    // Qt follows it when asked to, and the target is served as usual.
+    QNetworkAccessManager manager;
+    useNoProxy(manager);
+    QNetworkRequest request(QUrl(server.baseUrl() + "/doc"));
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    std::unique_ptr<QNetworkReply> reply(manager.get(request));
+    waitForFinished(*reply);
+    QCOMPARE(resultOf(*reply).body, QByteArray("moved document"));
+    QCOMPARE(server.requestCount(QStringLiteral("/moved/doc")), 1);
 }
 
 void TestServersTest::clearedFaultServesTheDocumentAgain()

@@ -167,6 +167,8 @@ private Q_SLOTS:
         QTest::newRow("500") << TestHttpServer::Fault::ServerError;
         QTest::newRow("closed") << TestHttpServer::Fault::CloseWithoutAnswer;
         QTest::newRow("truncated") << TestHttpServer::Fault::TruncatedBody;
+        // Redirects are not followed: the answer is the redirect's own body.
+        QTest::newRow("redirect") << TestHttpServer::Fault::Redirect;
     }
 
     void failedDocumentsAreDeliveredAsDefaults()
@@ -177,11 +179,17 @@ private Q_SLOTS:
         m_server->setDocument(base + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(1, 2, 3, 4)));
         m_server->setFault(base + QStringLiteral("/tiledescriptor.json"), fault);
         m_server->setFault(base + QStringLiteral("/tileextents.json"), fault);
+        m_server->setDocument(QStringLiteral("/moved") + base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson(QStringLiteral("moved"), 1, 256, 3));
+        m_server->setDocument(QStringLiteral("/moved") + base + QStringLiteral("/tileextents.json"),
+                              testtiles::extentsJson(QRectF(5, 6, 7, 8)));
         TileLoaderQNetworkAccessManager loader(2);
         loader.setBaseUrl(QUrl(sourceUrl()));
         const LoadedDocuments loaded = loadDocuments(loader);
         QVERIFY(loaded.descriptor.name.isNull());
         QCOMPARE(loaded.extents, QRectF(0, 0, 0, 0)); // half a document parses as nothing
+        for (const QString& path : m_server->requestLog())
+            QVERIFY2(!path.startsWith(QLatin1String("/moved")), qPrintable(path));
     }
 
     void nothingIsRequestedWithoutABaseUrl()
@@ -246,6 +254,7 @@ private Q_SLOTS:
         QTest::newRow("closed without answer") << TestHttpServer::Fault::CloseWithoutAnswer << false;
         QTest::newRow("truncated body") << TestHttpServer::Fault::TruncatedBody << false;
         QTest::newRow("body that is not PNG") << TestHttpServer::Fault::NotPng << true;
+        QTest::newRow("redirect, not followed") << TestHttpServer::Fault::Redirect << true;
     }
 
     void tileFaultsAreReported()
@@ -254,6 +263,7 @@ private Q_SLOTS:
         QFETCH(bool, loaded);
         const TileId id(2, 3, 0, 0);
         serveTile(id);
+        m_server->setDocument(QStringLiteral("/moved") + base + tilePath(id), tilePng(id), "image/png");
         m_server->setFault(base + tilePath(id), fault);
         TileLoaderQNetworkAccessManager loader(2);
         loader.setBaseUrl(QUrl(sourceUrl()));
@@ -272,6 +282,7 @@ private Q_SLOTS:
         // request once more by itself when the connection closed without an answer.)
         const int firstRequests = fault == TestHttpServer::Fault::CloseWithoutAnswer ? 2 : 1;
         QCOMPARE(m_server->requestCount(base + tilePath(id)), firstRequests);
+        QCOMPARE(m_server->requestCount(QStringLiteral("/moved") + base + tilePath(id)), 0);
         m_server->setFault(base + tilePath(id), TestHttpServer::Fault::None);
         loader.loadTile(id, false);
         QTRY_COMPARE(loadedSpy.count() + failedSpy.count(), 2);
