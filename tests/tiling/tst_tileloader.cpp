@@ -334,7 +334,7 @@ private Q_SLOTS:
             loader.loadTile(id, false);
         for (const TileId& id : high)
             loader.loadTile(id, true);
-        QTest::qWait(1000); // lets the worker hand all six to Qt's queue
+        QTest::qWait(2000); // lets the worker hand all six to Qt's queue
         QCOMPARE(m_server->totalRequestCount(), 6);
 
         // Each released blocker frees one connection, which takes the next request.
