@@ -385,13 +385,33 @@ private Q_SLOTS:
         TileGeneratorSettings settings = sceneSettings(2);
         settings.sourceId.clear();
         TileGenerator generator(settings, openInput(base + QStringLiteral(".sigmf-meta"), {}), output);
+        QStringList warnings;
+        generator.setWarningCallback([&warnings](const QString& warning) { warnings.append(warning); });
         const TileGeneratorResult result = generator.run();
+        QCOMPARE(warnings, QStringList());
         QCOMPARE(result.sourceId, QStringLiteral("annotated"));
         const QJsonObject json = jsonObject(output + QStringLiteral("/annotated/workspace.json"));
         QCOMPARE(json, (QJsonObject{{"id", "annotated"},
                                     {"items", QJsonArray{QJsonObject{{"id", "annotated-1"}, {"label", "FSK burst"},
                                                                      {"x", 980000.0}, {"y", 1704110400.1},
                                                                      {"width", 10000.0}, {"height", 0.2}}}}}));
+    }
+
+    void whatTheReaderLeavesOutIsWarnedAbout()
+    {
+        const QString base = m_dir.filePath(QStringLiteral("recaptured"));
+        QFile::copy(m_scene, base + QStringLiteral(".sigmf-data"));
+        QVERIFY(testfiles::writeBytes(base + QStringLiteral(".sigmf-meta"),
+                                      "{\"global\": {\"core:datatype\": \"cf32_le\", \"core:sample_rate\": 125000},"
+                                      " \"captures\": [{\"core:sample_start\": 0, \"core:frequency\": 1000000},"
+                                      " {\"core:sample_start\": 1000, \"core:frequency\": 2000000}]}"));
+        TileGenerator generator(sceneSettings(2), openInput(base + QStringLiteral(".sigmf-meta"), {}),
+                                m_dir.filePath(QStringLiteral("recaptured-out")));
+        QStringList warnings;
+        generator.setWarningCallback([&warnings](const QString& warning) { warnings.append(warning); });
+        generator.run();
+        QCOMPARE(warnings, QStringList{base + QStringLiteral(".sigmf-meta: holds 2 captures; the first one's frequency "
+                                                             "and start time apply to the whole recording")});
     }
 };
 

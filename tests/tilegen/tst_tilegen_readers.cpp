@@ -321,6 +321,7 @@ private Q_SLOTS:
         QCOMPARE(meta.sampleRate, 48000.0);
         QCOMPARE(*meta.frequency, 433920000.0);
         QCOMPARE(*meta.startTime, 1714558830.00025);
+        QCOMPARE(meta.captureCount, 1);
         QCOMPARE(meta.annotations.size(), 2);
         QCOMPARE(meta.annotations[0].sampleStart, qint64(4800));
         QCOMPARE(*meta.annotations[0].sampleCount, qint64(9600));
@@ -414,6 +415,7 @@ private Q_SLOTS:
             QCOMPARE(input.source->info().centerFrequency, 433920000.0);
             QCOMPARE(input.source->info().startTime, 1714558830.00025);
             QCOMPARE(input.annotations.size(), 2);
+            QCOMPARE(input.warnings, QStringList());
             const std::vector<float> values = readAll(*input.source);
             QCOMPARE(values.size(), size_t(6));
             QCOMPARE(values[5], 6.0f / 32768.0f);
@@ -425,6 +427,30 @@ private Q_SLOTS:
         const OpenedInput overridden = openInput(meta, settings);
         QCOMPARE(overridden.source->info().centerFrequency, 1e6);
         QCOMPARE(overridden.source->info().startTime, 5.0);
+    }
+
+    void laterCapturesAreNamedInAWarning()
+    {
+        QByteArray json = validMeta();
+        json.replace("\"captures\": [{", "\"captures\": [{\"core:sample_start\": 0}, {\"core:sample_start\": 2, ");
+        json.replace("\"core:sample_start\": 0, \"core:frequency\"", "\"core:frequency\"");
+        const SigMfMetadata meta = SigMfMetadata::parse(json, QStringLiteral("two.sigmf-meta"));
+        QCOMPARE(meta.captureCount, 2);
+        QVERIFY(!meta.frequency); // the first capture has none; the second's is not used
+
+        const QString metaPath = path(QStringLiteral("captures.sigmf-meta"));
+        QVERIFY(writeBytes(metaPath, json));
+        QVERIFY(writeBytes(path(QStringLiteral("captures.sigmf-data")), le16({1, 2, 3, 4})));
+        const OpenedInput loose = openInput(metaPath, {});
+        QCOMPARE(loose.warnings,
+                 QStringList{metaPath + QStringLiteral(": holds 2 captures; the first one's frequency and start time "
+                                                       "apply to the whole recording")});
+
+        const QString archive = archiveOfRecording(QStringLiteral("captures-archive"), json, le16({1, 2, 3, 4}));
+        QVERIFY(!archive.isEmpty());
+        QCOMPARE(openInput(archive, {}).warnings,
+                 QStringList{archive + QStringLiteral(": rec/rec.sigmf-meta: holds 2 captures; the first one's frequency "
+                                                      "and start time apply to the whole recording")});
     }
 
     void sigMfWithoutDataFileIsRejected()

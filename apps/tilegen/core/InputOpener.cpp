@@ -74,7 +74,8 @@ OpenedInput openRaw(const QString& path, const InputSettings& settings)
     return input;
 }
 
-// A recording whose metadata is read: the samples are in `dataPath`, within `region`.
+// A recording whose metadata is read (from `metaName`, as messages name it): the
+// samples are in `dataPath`, within `region`.
 OpenedInput openSigMfSamples(const SigMfMetadata& meta, const QString& metaName, const QString& dataPath,
                              const FileRegion& region, const InputSettings& settings)
 {
@@ -90,6 +91,12 @@ OpenedInput openSigMfSamples(const SigMfMetadata& meta, const QString& metaName,
     input.source = std::make_unique<RawSignalSource>(dataPath, meta.format, info, region);
     input.fromSigMf = true;
     input.annotations = meta.annotations;
+    if (meta.captureCount > 1) {
+        input.warnings.append(QStringLiteral("%1: holds %2 captures; the first one's frequency and start time "
+                                             "apply to the whole recording")
+                                  .arg(metaName)
+                                  .arg(meta.captureCount));
+    }
     const QString name = QFileInfo(metaName).fileName();
     input.baseName = name.left(name.size() - int(qstrlen(".sigmf-meta")));
     return input;
@@ -99,8 +106,8 @@ OpenedInput openSigMfArchive(const QString& path, const InputSettings& settings)
 {
     requireExistingFile(path);
     const SigMfArchive archive = SigMfArchive::read(path);
-    const SigMfMetadata meta = SigMfMetadata::parse(archive.meta, path + QStringLiteral(": ") + archive.metaName);
-    return openSigMfSamples(meta, archive.metaName, path, archive.data, settings);
+    const QString metaName = path + QStringLiteral(": ") + archive.metaName;
+    return openSigMfSamples(SigMfMetadata::parse(archive.meta, metaName), metaName, path, archive.data, settings);
 }
 
 OpenedInput openSigMf(const QString& path, const InputSettings& settings)

@@ -5,6 +5,7 @@
 #include "SignalSource.h"
 
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include <memory>
@@ -30,6 +31,7 @@ struct OpenedInput
     std::unique_ptr<ISignalSource> source;
     bool fromSigMf = false;
     QVector<SigMfAnnotation> annotations; // SigMF only
+    QStringList warnings;                 // what the file holds that is not used
     QString baseName;                     // "rec" for rec.wav, rec.cf32, rec.sigmf-meta
 };
 

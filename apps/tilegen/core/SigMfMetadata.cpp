@@ -117,6 +117,7 @@ SigMfMetadata SigMfMetadata::parse(const QByteArray& json, const QString& fileNa
     meta.sampleRate = *rate;
 
     const QJsonArray captures = arrayAt(root, QStringLiteral("captures"), fileName);
+    meta.captureCount = captures.size();
     if (!captures.isEmpty()) {
         if (!captures.first().isObject())
             throw Error(fileName, QStringLiteral("captures[0] must be a JSON object"));

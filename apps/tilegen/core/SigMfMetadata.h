@@ -29,6 +29,7 @@ struct SigMfMetadata
     double sampleRate = 0.0;
     std::optional<double> frequency;
     std::optional<double> startTime; // seconds since 1970-01-01 UTC
+    int captureCount = 0;            // entries of "captures"; only the first is used
     QVector<SigMfAnnotation> annotations;
 
     // Throws Error naming `fileName` for malformed JSON, missing or invalid required

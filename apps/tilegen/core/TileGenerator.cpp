@@ -173,6 +173,8 @@ TileGeneratorResult TileGenerator::run()
     ISignalSource& source = *m_input.source;
     const SignalInfo& info = source.info();
     const QString fileName = source.fileName();
+    for (const QString& warning : qAsConst(m_input.warnings))
+        warn(warning);
 
     const int fftSize = m_settings.fftSize;
     const int hop = m_settings.hop > 0 ? m_settings.hop : fftSize / 2;
