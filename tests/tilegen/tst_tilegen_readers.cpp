@@ -581,6 +581,46 @@ private Q_SLOTS:
         QCOMPARE(input.source->info().sampleCount, qint64(3000 / 4));
     }
 
+    void damagedArchivesNeverCrash()
+    {
+        // Seeded byte damage all over a small pax archive with a long name: every copy
+        // either opens and reads exactly the samples it declares, or is refused.
+        const QString folder = QStringLiteral("long-folder-name-to-make-tar-write-a-pax-record-for-the-path/rec");
+        const QString root = path(QStringLiteral("fuzz"));
+        QVERIFY(QDir().mkpath(root + QLatin1Char('/') + folder));
+        QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/rec.sigmf-meta"), validMeta()));
+        QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/rec.sigmf-data"), le16({1, 2, 3, 4, 5, 6})));
+        QVERIFY(packWithTar(path(QStringLiteral("fuzz.tar")), QStringLiteral("pax"), root, {folder}));
+        const QByteArray original = testfiles::readBytes(path(QStringLiteral("fuzz.tar")));
+        const int headerEnd = std::min(original.size(), 4096); // where the headers and metadata are
+        quint32 random = 2024;
+        const auto next = [&random] { return random = random * 1664525u + 1013904223u; };
+        const QString archive = path(QStringLiteral("fuzzed.sigmf"));
+        int opened = 0;
+        int refused = 0;
+        for (int round = 0; round < 1500; ++round) {
+            QByteArray damaged = original;
+            const int changes = 1 + int(next() % 4);
+            for (int c = 0; c < changes; ++c)
+                damaged[int(next() % quint32(headerEnd))] = char(next() >> 24);
+            if (round % 10 == 0)
+                damaged.truncate(int(next() % quint32(damaged.size())));
+            QVERIFY(writeBytes(archive, damaged));
+            try {
+                const OpenedInput input = openInput(archive, {});
+                const qint64 declared = input.source->info().sampleCount;
+                std::vector<float> values(size_t(declared * 2 + 2));
+                QCOMPARE(input.source->read(values.data(), declared + 1), declared);
+                ++opened;
+            } catch (const Error&) {
+                ++refused;
+            }
+        }
+        QCOMPARE(opened + refused, 1500);
+        QVERIFY(opened > 0);
+        QVERIFY(refused > 0);
+    }
+
     void brokenRecordingInAnArchiveIsNamed_data()
     {
         QTest::addColumn<QByteArray>("meta");
