@@ -1,4 +1,5 @@
 #include <mivo/tiling/TileServerProtocol.h>
+#include <mivo/tiling/TileSystem.h>
 
 #include <QBuffer>
 #include <QImageWriter>
@@ -62,6 +63,33 @@ QByteArray pngClaiming(quint32 width, quint32 height)
     appendChunk(png, "IEND", QByteArray());
     return png;
 }
+
+// A fixed linear congruential sequence: the same damage on every run.
+class SeededDamage
+{
+public:
+    explicit SeededDamage(quint32 seed)
+        : m_state(seed)
+    {
+    }
+
+    quint32 below(quint32 bound) { return next() % bound; }
+
+    // Replaces 1 to 3 bytes with bytes from @p alphabet, and now and then cuts the end.
+    QByteArray damage(QByteArray bytes, const QByteArray& alphabet)
+    {
+        for (quint32 c = 0, changes = 1 + below(3); c < changes && !bytes.isEmpty(); ++c)
+            bytes[int(below(quint32(bytes.size())))] = alphabet.at(int(below(quint32(alphabet.size()))));
+        if (below(8) == 0)
+            bytes.truncate(int(below(quint32(bytes.size()) + 1)));
+        return bytes;
+    }
+
+private:
+    quint32 next() { return m_state = m_state * 1664525u + 1013904223u; }
+
+    quint32 m_state;
+};
 
 } // namespace
 
@@ -344,6 +372,71 @@ private Q_SLOTS:
         QVERIFY(tile);
         QVERIFY(tile->image.isNull());
         QCOMPARE(tile->tileId.hash, id.hash);
+    }
+
+    // Seeded damage: what a broken or hostile server might send
+
+    void damagedDocumentsNeverMakeTheTileSystemHang()
+    {
+        const QByteArray descriptor =
+            "{\"name\": \"band\", \"xaxis\": {\"basevalue\": 122.0703125, \"tilesize\": 256, \"minzoomlevel\": 0,"
+            " \"maxzoomlevel\": 12}, \"yaxis\": {\"basevalue\": 0.25, \"tilesize\": 128, \"minzoomlevel\": 1,"
+            " \"maxzoomlevel\": 9}}";
+        const QByteArray extents = "{\"x\": {\"min\": 1000, \"max\": 2000000}, \"y\": {\"min\": 1700000000, \"max\": 1700003600}}";
+        // The bytes that change what a JSON number or structure means.
+        const QByteArray alphabet("0123456789-+.eE\"{}[],: ntx");
+        SeededDamage random(7);
+        int valid = 0;
+        for (int round = 0; round < 2000; ++round) {
+            TileSystem system;
+            system.setTileSystemDescriptor(parseTileSystemDescriptor(random.damage(descriptor, alphabet)));
+            system.setExtents(parseTileExtents(random.damage(extents, alphabet)));
+            valid += system.isValid() ? 1 : 0;
+            const QRectF range = system.extents();
+            // The scales of a 1920 x 1080 view of the extents, and the finest the axes have.
+            const double scales[][2] = {{range.width() / 1920.0, range.height() / 1080.0},
+                                        {system.x().basevalue, system.y().basevalue}};
+            for (const auto& scale : scales) {
+                const QList<TileId> tiles = system.tilesInRange(range, scale[0], scale[1]);
+                QVERIFY(quint64(tiles.size()) <= TileSystem::maximumTilesInRange);
+                if (!tiles.isEmpty())
+                    system.tileIdToValue(tiles.last());
+            }
+        }
+        QVERIFY(valid > 0);
+        QVERIFY(valid < 2000);
+    }
+
+    void damagedTilesGiveAnIndexedImageOrNone()
+    {
+        // Damage inside the chunks with their checksums made right again, so that the
+        // decoder gets past the CRC checks to the sizes, depths and colour types.
+        const QByteArray png = pngOf(indexRamp(64, 64));
+        SeededDamage random(11);
+        const TileId id(1, 2, 3, 4);
+        int decoded = 0;
+        for (int round = 0; round < 600; ++round) {
+            QByteArray damaged = png.left(8);
+            int at = 8;
+            const int chunkToDamage = int(random.below(4));
+            for (int chunk = 0; at + 12 <= png.size(); ++chunk) {
+                const int length = int(qFromBigEndian<quint32>(png.constData() + at));
+                QByteArray data = png.mid(at + 8, length);
+                if (chunk == chunkToDamage && !data.isEmpty())
+                    data = random.damage(data, QByteArray::fromHex("00010203040506070810ff7f"));
+                appendChunk(damaged, png.mid(at + 4, 4).constData(), data);
+                at += 12 + length;
+            }
+            const std::shared_ptr<Tile> tile = parseTile(damaged, id);
+            QVERIFY(tile);
+            QCOMPARE(tile->tileId.hash, id.hash);
+            if (!tile->image.isNull()) {
+                QCOMPARE(tile->image.format(), QImage::Format_Indexed8);
+                QVERIFY(qint64(tile->image.width()) * tile->image.height() <= maximumTilePixels);
+                ++decoded;
+            }
+        }
+        QVERIFY(decoded > 0);
     }
 
     // URLs
