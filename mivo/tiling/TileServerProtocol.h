@@ -11,6 +11,9 @@
 //
 // The parsers never fail: a body that is not the expected JSON yields the defaults
 // described with each function, so a broken or failed reply is delivered like any other.
+// A key that repeats in one object counts with its last value. Known limit of Qt 5.15's
+// JSON parser, which these functions use: when the earlier value of a repeated key is a
+// non-empty array or object, it is never freed (about 100 to 200 bytes per document).
 
 #include <mivo/mivo_export.h>
 #include <mivo/tiling/Tile.h>
