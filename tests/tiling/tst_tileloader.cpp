@@ -87,6 +87,13 @@ private:
 
     void serveTile(const TileId& id) { m_server->setDocument(base + tilePath(id), tilePng(id), "image/png"); }
 
+    // Served, but requests for it wait until the test releases them.
+    void holdTile(const TileId& id)
+    {
+        serveTile(id);
+        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+    }
+
 private Q_SLOTS:
     void init()
     {
@@ -292,8 +299,7 @@ private Q_SLOTS:
     void duplicateRequestsWhilePendingMakeOneRequest()
     {
         const TileId id(4, 4, 2, 2);
-        serveTile(id);
-        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+        holdTile(id);
         TileLoaderQNetworkAccessManager loader(2);
         loader.setBaseUrl(QUrl(sourceUrl()));
         QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
@@ -320,8 +326,7 @@ private Q_SLOTS:
         while (sameWorker.size() < 12)
             sameWorker.append(sameWorkerTile(sameWorker.last(), loader.workerCount()));
         for (const TileId& id : qAsConst(sameWorker)) {
-            serveTile(id);
-            m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+            holdTile(id);
         }
         const QList<TileId> blockers = sameWorker.mid(0, 6);
         const QList<TileId> normal = sameWorker.mid(6, 3);
@@ -378,8 +383,7 @@ private Q_SLOTS:
     void cancellingAPendingTileDoesNotStopIt()
     {
         const TileId id(6, 1, 0, 0);
-        serveTile(id);
-        m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
+        holdTile(id);
         TileLoaderQNetworkAccessManager loader(2);
         loader.setBaseUrl(QUrl(sourceUrl()));
         QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
@@ -517,8 +521,7 @@ private Q_SLOTS:
         const QString otherBase = QStringLiteral("/pyramid/other");
         const TileId held(1, 1, 0, 0);
         const TileId fresh(2, 1, 0, 0);
-        serveTile(held);
-        m_server->setFault(base + tilePath(held), TestHttpServer::Fault::Hold);
+        holdTile(held);
         m_server->setDocument(otherBase + tilePath(held), testtiles::indexedPng(16, 16, [](int, int) { return 200; }),
                               "image/png");
         m_server->setDocument(otherBase + tilePath(fresh), testtiles::indexedPng(16, 16, [](int, int) { return 201; }),
