@@ -146,7 +146,15 @@ class TestServersTest : public QObject
 {
     Q_OBJECT
 
+private:
+    // Most cases talk to one started server through one client that bypasses proxies.
+    std::unique_ptr<TestHttpServer> m_server;
+    std::unique_ptr<QNetworkAccessManager> m_manager;
+
 private slots:
+    void init();
+    void cleanup();
+
     // In-process server
     void startListensOnLoopbackOnAPortChosenBySystem();
     void servesDocumentWithStatusBodyAndContentType_data();
@@ -191,6 +199,20 @@ private slots:
     void nginxStopsWhenDestroyed();
 };
 
+void TestServersTest::init()
+{
+    m_server = std::make_unique<TestHttpServer>();
+    QVERIFY(m_server->start());
+    m_manager = std::make_unique<QNetworkAccessManager>();
+    useNoProxy(*m_manager);
+}
+
+void TestServersTest::cleanup()
+{
+    m_manager.reset();
+    m_server.reset();
+}
+
 void TestServersTest::startListensOnLoopbackOnAPortChosenBySystem()
 {
     TestHttpServer server;
@@ -228,11 +250,9 @@ void TestServersTest::servesDocumentWithStatusBodyAndContentType()
     QFETCH(QByteArray, body);
     QFETCH(QByteArray, contentType);
 
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(path, body, contentType);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     const FetchResult result = fetch(manager, server.baseUrl() + path);
     QVERIFY(result.finished);
@@ -246,11 +266,9 @@ void TestServersTest::servesDocumentWithStatusBodyAndContentType()
 
 void TestServersTest::headAnswersHeadersWithoutBody()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), QByteArray(1234, 'a'), "text/plain");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     std::unique_ptr<QNetworkReply> reply(manager.head(QNetworkRequest(QUrl(server.baseUrl() + "/doc"))));
     waitForFinished(*reply);
@@ -270,11 +288,9 @@ void TestServersTest::headAnswersHeadersWithoutBody()
 
 void TestServersTest::unknownPathAnswers404()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/known"), "known");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     const FetchResult result = fetch(manager, server.baseUrl() + "/unknown");
     QVERIFY(result.finished);
@@ -286,11 +302,9 @@ void TestServersTest::unknownPathAnswers404()
 
 void TestServersTest::removedDocumentAnswers404()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "first");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     QCOMPARE(fetch(manager, server.baseUrl() + "/doc").body, QByteArray("first"));
 
     server.setDocument(QStringLiteral("/doc"), "second");
@@ -305,12 +319,10 @@ void TestServersTest::removedDocumentAnswers404()
 
 void TestServersTest::countsRequestsPerPathInArrivalOrder()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/a"), "a");
     server.setDocument(QStringLiteral("/b"), "b");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     for (const char* path : {"/a", "/b", "/a", "/missing", "/a"})
         QVERIFY(fetch(manager, server.baseUrl() + path).finished);
@@ -325,11 +337,9 @@ void TestServersTest::countsRequestsPerPathInArrivalOrder()
 
 void TestServersTest::resetCountsForgetsCountsLogAndHeaders()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/a"), "a");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     QCOMPARE(fetch(manager, server.baseUrl() + "/a").status, 200);
     QCOMPARE(server.requestCount(QStringLiteral("/a")), 1);
 
@@ -346,11 +356,9 @@ void TestServersTest::resetCountsForgetsCountsLogAndHeaders()
 
 void TestServersTest::recordsRawRequestHeaders()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     QNetworkRequest first(QUrl(server.baseUrl() + "/doc"));
     first.setRawHeader("X-Mivo-Test", "first");
@@ -376,12 +384,10 @@ void TestServersTest::recordsRawRequestHeaders()
 
 void TestServersTest::emitsRequestReceivedWithThePath()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
     QSignalSpy received(&server, &TestHttpServer::requestReceived);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     QCOMPARE(fetch(manager, server.baseUrl() + "/doc").status, 200);
     QCOMPARE(fetch(manager, server.baseUrl() + "/other").status, 404);
@@ -406,12 +412,10 @@ void TestServersTest::statusFaultAnswersWithThatStatus()
     QFETCH(QNetworkReply::NetworkError, expectedError);
     QFETCH(int, expectedStatus);
 
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "the document");
     server.setFault(QStringLiteral("/doc"), fault);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     const FetchResult result = fetch(manager, server.baseUrl() + "/doc");
     QVERIFY(result.finished);
@@ -427,8 +431,7 @@ void TestServersTest::statusFaultAnswersWithThatStatus()
 
 void TestServersTest::closeWithoutAnswerClosesBeforeAnyByte()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "the document");
     server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::CloseWithoutAnswer);
 
@@ -443,8 +446,7 @@ void TestServersTest::closeWithoutAnswerClosesBeforeAnyByte()
     QCOMPARE(server.requestCount(QStringLiteral("/doc")), 1);
 
     // What the library's client makes of it.
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     const FetchResult result = fetch(manager, server.baseUrl() + "/doc");
     QVERIFY(result.finished);
     QCOMPARE(result.error, QNetworkReply::RemoteHostClosedError);
@@ -456,8 +458,7 @@ void TestServersTest::closeWithoutAnswerClosesBeforeAnyByte()
 
 void TestServersTest::truncatedBodyEndsTheReplyWithAnError()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     const QByteArray document(10000, 'd');
     server.setDocument(QStringLiteral("/doc"), document, "application/json");
     server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::TruncatedBody);
@@ -480,8 +481,7 @@ void TestServersTest::truncatedBodyEndsTheReplyWithAnError()
     QCOMPARE(received.mid(headEnd + 4), document.left(5000));
 
     // What the library's client makes of it.
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     const FetchResult result = fetch(manager, server.baseUrl() + "/doc");
     QVERIFY(result.finished);
     QCOMPARE(result.error, QNetworkReply::RemoteHostClosedError);
@@ -492,14 +492,12 @@ void TestServersTest::truncatedBodyEndsTheReplyWithAnError()
 
 void TestServersTest::notPngAnswers200WithABodyNoImageDecoderAccepts()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     const QByteArray png = pngBytes(Qt::blue, 8);
     QVERIFY(!QImage::fromData(png).isNull()); // the document itself decodes
     server.setDocument(QStringLiteral("/tile.png"), png, "image/png");
     server.setFault(QStringLiteral("/tile.png"), TestHttpServer::Fault::NotPng);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     const FetchResult result = fetch(manager, server.baseUrl() + "/tile.png");
     QVERIFY(result.finished);
@@ -514,8 +512,7 @@ void TestServersTest::notPngAnswers200WithABodyNoImageDecoderAccepts()
 
 void TestServersTest::redirectPointsBelowMoved()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "the document");
     server.setDocument(QStringLiteral("/moved/doc"), "moved document");
     server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::Redirect);
@@ -530,8 +527,7 @@ void TestServersTest::redirectPointsBelowMoved()
     QCOMPARE(TestHttpServer::headerValue(responses.at(0).head, "Location"), QByteArray("/moved/doc"));
 
     // Qt follows it when asked to, and the target is served as usual.
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     QNetworkRequest request(QUrl(server.baseUrl() + "/doc"));
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     std::unique_ptr<QNetworkReply> reply(manager.get(request));
@@ -542,12 +538,10 @@ void TestServersTest::redirectPointsBelowMoved()
 
 void TestServersTest::clearedFaultServesTheDocumentAgain()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
     server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::ServerError);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     QCOMPARE(fetch(manager, server.baseUrl() + "/doc").status, 500);
 
     server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::None);
@@ -558,13 +552,11 @@ void TestServersTest::clearedFaultServesTheDocumentAgain()
 
 void TestServersTest::holdKeepsRequestUnansweredUntilReleased()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/held"), "held document");
     server.setDocument(QStringLiteral("/free"), "free document");
     server.setFault(QStringLiteral("/held"), TestHttpServer::Fault::Hold);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     std::unique_ptr<QNetworkReply> held(manager.get(QNetworkRequest(QUrl(server.baseUrl() + "/held"))));
     QTRY_COMPARE(server.heldCount(QStringLiteral("/held")), 1);
@@ -597,13 +589,11 @@ void TestServersTest::holdKeepsRequestUnansweredUntilReleased()
 
 void TestServersTest::releaseAllHeldAnswersEveryPath()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/one"), "one");
     server.setFault(QStringLiteral("/one"), TestHttpServer::Fault::Hold);
     server.setFault(QStringLiteral("/two"), TestHttpServer::Fault::Hold); // no document: 404 once released
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     std::vector<std::unique_ptr<QNetworkReply>> replies;
     for (const char* path : {"/one", "/one", "/two"})
@@ -628,11 +618,9 @@ void TestServersTest::releaseAllHeldAnswersEveryPath()
 
 void TestServersTest::heldRequestAbandonedByItsClientIsNoLongerHeld()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setFault(QStringLiteral("/held"), TestHttpServer::Fault::Hold);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     std::unique_ptr<QNetworkReply> reply(manager.get(QNetworkRequest(QUrl(server.baseUrl() + "/held"))));
     QTRY_COMPARE(server.heldCount(QStringLiteral("/held")), 1);
@@ -646,13 +634,11 @@ void TestServersTest::heldRequestAbandonedByItsClientIsNoLongerHeld()
 void TestServersTest::delayedAnswerArrivesAfterTheDelayWithoutBlockingOtherPaths()
 {
     constexpr int delayMs = 1000;
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/slow"), "slow");
     server.setDocument(QStringLiteral("/fast"), "fast");
     server.setDelay(QStringLiteral("/slow"), delayMs);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     QElapsedTimer clock;
     clock.start();
@@ -682,12 +668,10 @@ void TestServersTest::delayedAnswerArrivesAfterTheDelayWithoutBlockingOtherPaths
 void TestServersTest::delayAlsoAppliesToFaults()
 {
     constexpr int delayMs = 500;
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setFault(QStringLiteral("/broken"), TestHttpServer::Fault::ServerError);
     server.setDelay(QStringLiteral("/broken"), delayMs);
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     QElapsedTimer clock;
     clock.start();
@@ -699,12 +683,10 @@ void TestServersTest::delayAlsoAppliesToFaults()
 
 void TestServersTest::doubleSlashPathIsRecordedAndMatchedAsSent()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/source/tiles/1.png"), "single");
     server.setDocument(QStringLiteral("/source//tiles/1.png"), "double");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     // A base URL with a trailing slash joined with a path that starts with one.
     const QString base = server.baseUrl() + QStringLiteral("/source/");
@@ -731,11 +713,9 @@ void TestServersTest::doubleSlashPathIsRecordedAndMatchedAsSent()
 
 void TestServersTest::percentEncodedPathIsNotDecoded()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/a%20b"), "encoded");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     QCOMPARE(fetch(manager, server.baseUrl() + "/a%20b").body, QByteArray("encoded"));
     QCOMPARE(fetch(manager, server.baseUrl() + "/a%20b?x=1").status, 404); // the query is part of the path
@@ -747,8 +727,7 @@ void TestServersTest::threeHundredConcurrentRequestsOverSeveralManagersAreAllAns
     constexpr int managerCount = 3;
     constexpr int requestsPerManager = 100;
     constexpr int pathCount = 30;
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     const auto pathOf = [](int i) { return QStringLiteral("/doc/%1").arg(i % pathCount); };
     const auto bodyOf = [](int i) { return QByteArray("document ") + QByteArray::number(i % pathCount); };
     for (int i = 0; i < pathCount; ++i)
@@ -785,8 +764,7 @@ void TestServersTest::threeHundredConcurrentRequestsOverSeveralManagersAreAllAns
 void TestServersTest::answersWhileTheMainThreadIsBlocked()
 {
     constexpr int requestCount = 20;
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     for (int i = 0; i < requestCount; ++i)
         server.setDocument(QStringLiteral("/doc/%1").arg(i), QByteArray::number(i * i));
     server.setDelay(QStringLiteral("/doc/0"), 200); // answered while the main thread waits for sure
@@ -826,11 +804,9 @@ void TestServersTest::answersWhileTheMainThreadIsBlocked()
 
 void TestServersTest::keepAliveReusesOneConnection()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     for (int i = 0; i < 5; ++i)
         QCOMPARE(fetch(manager, server.baseUrl() + "/doc").body, QByteArray("doc"));
@@ -842,8 +818,7 @@ void TestServersTest::keepAliveReusesOneConnection()
 
 void TestServersTest::http10RequestWithoutKeepAliveIsAnsweredAndClosed()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
 
     QTcpSocket socket;
@@ -862,8 +837,7 @@ void TestServersTest::http10RequestWithoutKeepAliveIsAnsweredAndClosed()
 
 void TestServersTest::pipelinedRequestsAreAnsweredInOrder()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/p1"), "first");
     server.setDocument(QStringLiteral("/p2"), "second");
     server.setDocument(QStringLiteral("/p3"), "third");
@@ -887,8 +861,7 @@ void TestServersTest::pipelinedRequestsAreAnsweredInOrder()
 
 void TestServersTest::requestSplitAcrossPacketsIsAnsweredOnceComplete()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/split"), "whole");
 
     QTcpSocket socket;
@@ -917,11 +890,9 @@ void TestServersTest::requestSplitAcrossPacketsIsAnsweredOnceComplete()
 
 void TestServersTest::otherMethodsAnswer405()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
 
     QNetworkRequest request(QUrl(server.baseUrl() + "/doc"));
     request.setHeader(QNetworkRequest::ContentTypeHeader, "text/plain");
@@ -941,8 +912,7 @@ void TestServersTest::otherMethodsAnswer405()
 
 void TestServersTest::garbageAnswers400AndCloses()
 {
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     server.setDocument(QStringLiteral("/doc"), "doc");
 
     for (const QByteArray& garbage :
@@ -965,8 +935,7 @@ void TestServersTest::garbageAnswers400AndCloses()
 void TestServersTest::clientsLeavingInTheMiddleOfAnswersDoNotDisturbTheServer()
 {
     constexpr int leavingClients = 5;
-    TestHttpServer server;
-    QVERIFY(server.start());
+    TestHttpServer& server = *m_server;
     // Far more than the socket buffers hold, so the clients leave with most of it unsent.
     const QByteArray big(8 * 1024 * 1024, 'b');
     server.setDocument(QStringLiteral("/big"), big);
@@ -986,8 +955,7 @@ void TestServersTest::clientsLeavingInTheMiddleOfAnswersDoNotDisturbTheServer()
     }
     QTRY_COMPARE(server.openConnectionCount(), 0);
 
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     QCOMPARE(fetch(manager, server.baseUrl() + "/small").body, QByteArray("small"));
     const FetchResult result = fetch(manager, server.baseUrl() + "/big");
     QCOMPARE(result.body.size(), big.size());
@@ -1048,8 +1016,7 @@ void TestServersTest::nginxServesFilesWrittenToItsRoot()
     QVERIFY(writeFile(root.filePath("tilesystem.json"), json));
     QVERIFY(writeFile(root.filePath("raw.bin"), binary));
 
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     const FetchResult tile = fetch(manager, nginx.baseUrl() + "/tiles/2/1/3.png");
     QCOMPARE(tile.error, QNetworkReply::NoError);
     QCOMPARE(tile.status, 200);
@@ -1088,8 +1055,7 @@ void TestServersTest::nginxCountsRequestsFromItsAccessLog()
     QVERIFY2(nginx.start(&error), qPrintable(error));
     QVERIFY(nginx.accessLog().isEmpty()); // the start-up probe is not logged
 
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     const QStringList uris = {"/a.json", "/b.png", "/a.json", "/missing", "/sub//c.json", "/a.json?v=2"};
     for (const QString& uri : uris)
         QVERIFY(fetch(manager, nginx.baseUrl() + uri).finished);
@@ -1116,8 +1082,7 @@ void TestServersTest::nginxAnswers404ForAMissingFile()
     QString error;
     QVERIFY2(nginx.start(&error), qPrintable(error));
 
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     const FetchResult result = fetch(manager, nginx.baseUrl() + "/tiles/0/0/0.png");
     QVERIFY(result.finished);
     QCOMPARE(result.error, QNetworkReply::ContentNotFoundError);
@@ -1142,8 +1107,7 @@ void TestServersTest::twoNginxInstancesRunAtOnce()
     QVERIFY(first.port() != second.port());
     QVERIFY(first.processId() != second.processId());
 
-    QNetworkAccessManager manager;
-    useNoProxy(manager);
+    QNetworkAccessManager& manager = *m_manager;
     QCOMPARE(fetch(manager, first.baseUrl() + "/which.json").body, QByteArray("\"first\""));
     QCOMPARE(fetch(manager, second.baseUrl() + "/which.json").body, QByteArray("\"second\""));
     QCOMPARE(fetch(manager, second.baseUrl() + "/which.json").body, QByteArray("\"second\""));
