@@ -74,6 +74,16 @@ void checkTilePixels(const Tile& tile, int size = 16)
     }
 }
 
+// A two-worker loader on @p source whose tile results are recorded.
+struct WatchedLoader
+{
+    explicit WatchedLoader(const QString& source) { loader.setBaseUrl(QUrl(source)); }
+
+    TileLoaderQNetworkAccessManager loader{2};
+    QSignalSpy loaded{&loader, &ITileLoader::si_tileLoaded};
+    QSignalSpy failed{&loader, &ITileLoader::si_tileLoadFailed};
+};
+
 } // namespace
 
 class TestTileLoader : public QObject
@@ -238,15 +248,13 @@ private Q_SLOTS:
     {
         const TileId id(5, 7, 1, 3);
         serveTile(id);
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
+        WatchedLoader watched(sourceUrl());
         QThread* receivedIn = nullptr;
-        connect(&loader, &ITileLoader::si_tileLoaded, this, [&receivedIn] { receivedIn = QThread::currentThread(); });
-        loader.loadTile(id, true);
-        QTRY_COMPARE(loaded.count(), 1);
+        connect(&watched.loader, &ITileLoader::si_tileLoaded, this, [&receivedIn] { receivedIn = QThread::currentThread(); });
+        watched.loader.loadTile(id, true);
+        QTRY_COMPARE(watched.loaded.count(), 1);
         QCOMPARE(receivedIn, QThread::currentThread()); // delivered in the loader's thread
-        const std::shared_ptr<Tile> tile = tileOf(loaded.at(0).at(0));
+        const std::shared_ptr<Tile> tile = tileOf(watched.loaded.at(0).at(0));
         QCOMPARE(tile->tileId.toString(), id.toString());
         checkTilePixels(*tile);
         QCOMPARE(m_server->requestLog(), QStringList{base + QStringLiteral("/3/7/1/5.png")});
@@ -272,18 +280,15 @@ private Q_SLOTS:
         serveTile(id);
         m_server->setDocument(QStringLiteral("/moved") + base + tilePath(id), tilePng(id), "image/png");
         m_server->setFault(base + tilePath(id), fault);
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loadedSpy(&loader, &ITileLoader::si_tileLoaded);
-        QSignalSpy failedSpy(&loader, &ITileLoader::si_tileLoadFailed);
-        loader.loadTile(id, false);
-        QTRY_COMPARE(loadedSpy.count() + failedSpy.count(), 1);
-        QCOMPARE(loadedSpy.count(), loaded ? 1 : 0);
+        WatchedLoader watched(sourceUrl());
+        watched.loader.loadTile(id, false);
+        QTRY_COMPARE(watched.loaded.count() + watched.failed.count(), 1);
+        QCOMPARE(watched.loaded.count(), loaded ? 1 : 0);
         if (loaded) {
-            QVERIFY(tileOf(loadedSpy.at(0).at(0))->image.isNull());
-            QCOMPARE(tileOf(loadedSpy.at(0).at(0))->tileId.hash, id.hash);
+            QVERIFY(tileOf(watched.loaded.at(0).at(0))->image.isNull());
+            QCOMPARE(tileOf(watched.loaded.at(0).at(0))->tileId.hash, id.hash);
         } else {
-            QCOMPARE(idOf(failedSpy.at(0).at(0)).hash, id.hash);
+            QCOMPARE(idOf(watched.failed.at(0).at(0)).hash, id.hash);
         }
         // The tile is no longer pending: asking again makes a new request. (Qt sends a
         // request once more by itself when the connection closed without an answer.)
@@ -291,8 +296,8 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(base + tilePath(id)), firstRequests);
         QCOMPARE(m_server->requestCount(QStringLiteral("/moved") + base + tilePath(id)), 0);
         m_server->setFault(base + tilePath(id), TestHttpServer::Fault::None);
-        loader.loadTile(id, false);
-        QTRY_COMPARE(loadedSpy.count() + failedSpy.count(), 2);
+        watched.loader.loadTile(id, false);
+        QTRY_COMPARE(watched.loaded.count() + watched.failed.count(), 2);
         QCOMPARE(m_server->requestCount(base + tilePath(id)), firstRequests + 1);
     }
 
@@ -300,20 +305,18 @@ private Q_SLOTS:
     {
         const TileId id(4, 4, 2, 2);
         holdTile(id);
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
-        loader.loadTile(id, false);
+        WatchedLoader watched(sourceUrl());
+        watched.loader.loadTile(id, false);
         QTRY_COMPARE(m_server->heldCount(), 1);
-        loader.loadTile(id, true); // the running request keeps its priority
-        loader.loadTile(id, false);
-        const TileId barrier = sameWorkerTile(id, loader.workerCount());
+        watched.loader.loadTile(id, true); // the running request keeps its priority
+        watched.loader.loadTile(id, false);
+        const TileId barrier = sameWorkerTile(id, watched.loader.workerCount());
         serveTile(barrier);
-        loader.loadTile(barrier, true);
+        watched.loader.loadTile(barrier, true);
         QTRY_COMPARE(m_server->requestCount(base + tilePath(barrier)), 1);
         QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
         m_server->releaseAllHeld();
-        QTRY_COMPARE(loaded.count(), 2);
+        QTRY_COMPARE(watched.loaded.count(), 2);
         QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
     }
 
@@ -384,23 +387,20 @@ private Q_SLOTS:
     {
         const TileId id(6, 1, 0, 0);
         holdTile(id);
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
-        QSignalSpy failed(&loader, &ITileLoader::si_tileLoadFailed);
-        loader.loadTile(id, true);
+        WatchedLoader watched(sourceUrl());
+        watched.loader.loadTile(id, true);
         QTRY_COMPARE(m_server->heldCount(), 1);
-        loader.cancelTileLoad(id);
-        loader.loadTile(id, true); // still pending: no new request
-        const TileId barrier = sameWorkerTile(id, loader.workerCount());
+        watched.loader.cancelTileLoad(id);
+        watched.loader.loadTile(id, true); // still pending: no new request
+        const TileId barrier = sameWorkerTile(id, watched.loader.workerCount());
         m_server->setFault(base + tilePath(barrier), TestHttpServer::Fault::Hold);
-        loader.loadTile(barrier, true);
+        watched.loader.loadTile(barrier, true);
         QTRY_COMPARE(m_server->heldCount(), 2);
         QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
         m_server->releaseHeld(base + tilePath(id));
-        QTRY_COMPARE(loaded.count(), 1);
-        QCOMPARE(failed.count(), 0);
-        checkTilePixels(*tileOf(loaded.at(0).at(0)));
+        QTRY_COMPARE(watched.loaded.count(), 1);
+        QCOMPARE(watched.failed.count(), 0);
+        checkTilePixels(*tileOf(watched.loaded.at(0).at(0)));
         QCOMPARE(m_server->requestCount(base + tilePath(id)), 1);
     }
 
@@ -408,31 +408,26 @@ private Q_SLOTS:
     {
         const TileId id(6, 2, 0, 0);
         m_server->setFault(base + tilePath(id), TestHttpServer::Fault::Hold);
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
-        QSignalSpy failed(&loader, &ITileLoader::si_tileLoadFailed);
-        loader.loadTile(id, true);
+        WatchedLoader watched(sourceUrl());
+        watched.loader.loadTile(id, true);
         QTRY_COMPARE(m_server->heldCount(), 1);
-        loader.cancelTileLoad(id);
+        watched.loader.cancelTileLoad(id);
         m_server->releaseAllHeld(); // no document: 404
-        QTRY_COMPARE(failed.count(), 1);
-        QCOMPARE(loaded.count(), 0);
+        QTRY_COMPARE(watched.failed.count(), 1);
+        QCOMPARE(watched.loaded.count(), 0);
     }
 
     void cancellingACompletedTileDoesNothing()
     {
         const TileId id(8, 1, 0, 0);
         serveTile(id);
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
-        loader.loadTile(id, true);
-        QTRY_COMPARE(loaded.count(), 1);
-        loader.cancelTileLoad(id);
-        loader.cancelTileLoad(TileId(1234, 1, 0, 0));
-        loader.loadTile(id, true); // completed, so this is a new request
-        QTRY_COMPARE(loaded.count(), 2);
+        WatchedLoader watched(sourceUrl());
+        watched.loader.loadTile(id, true);
+        QTRY_COMPARE(watched.loaded.count(), 1);
+        watched.loader.cancelTileLoad(id);
+        watched.loader.cancelTileLoad(TileId(1234, 1, 0, 0));
+        watched.loader.loadTile(id, true); // completed, so this is a new request
+        QTRY_COMPARE(watched.loaded.count(), 2);
         QCOMPARE(m_server->requestCount(base + tilePath(id)), 2);
     }
 
@@ -526,21 +521,19 @@ private Q_SLOTS:
                               "image/png");
         m_server->setDocument(otherBase + tilePath(fresh), testtiles::indexedPng(16, 16, [](int, int) { return 201; }),
                               "image/png");
-        TileLoaderQNetworkAccessManager loader(2);
-        loader.setBaseUrl(QUrl(sourceUrl()));
-        QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
-        loader.loadTile(held, true);
+        WatchedLoader watched(sourceUrl());
+        watched.loader.loadTile(held, true);
         QTRY_COMPARE(m_server->heldCount(), 1);
 
-        loader.setBaseUrl(QUrl(m_server->baseUrl() + otherBase));
-        loader.loadTile(held, true);  // still pending in its worker: not requested again
-        loader.loadTile(fresh, true); // goes to the new source
-        QTRY_COMPARE(loaded.count(), 1);
-        QCOMPARE(tileOf(loaded.at(0).at(0))->image.pixelIndex(0, 0), 201);
+        watched.loader.setBaseUrl(QUrl(m_server->baseUrl() + otherBase));
+        watched.loader.loadTile(held, true);  // still pending in its worker: not requested again
+        watched.loader.loadTile(fresh, true); // goes to the new source
+        QTRY_COMPARE(watched.loaded.count(), 1);
+        QCOMPARE(tileOf(watched.loaded.at(0).at(0))->image.pixelIndex(0, 0), 201);
         m_server->releaseAllHeld();
-        QTRY_COMPARE(loaded.count(), 2);
+        QTRY_COMPARE(watched.loaded.count(), 2);
         // The old source's tile arrives under its id, as requested.
-        checkTilePixels(*tileOf(loaded.at(1).at(0)));
+        checkTilePixels(*tileOf(watched.loaded.at(1).at(0)));
         QCOMPARE(m_server->requestCount(otherBase + tilePath(held)), 0);
     }
 
