@@ -15,6 +15,7 @@
 #include <QWheelEvent>
 
 #include <memory>
+#include <type_traits>
 
 namespace navtest {
 
@@ -125,6 +126,27 @@ inline QPropertyAnimation* animationOf(mivo::Axis& axis, const char* property)
     }
     qFatal("axis has no animation of %s", property);
     return nullptr;
+}
+
+/// Mouse handlers are plain values: an IMouseHandler that is no QObject, whose copies
+/// and assignments carry its settings. @p changed differs from the defaults in @p field.
+template<typename Handler, typename Settings, typename Field>
+void checkPlainCopyableHandler(const Settings& changed, Field Settings::*field)
+{
+    static_assert(std::is_base_of_v<mivo::IMouseHandler, Handler>);
+    static_assert(!std::is_base_of_v<QObject, Handler>);
+    static_assert(std::is_copy_constructible_v<Handler>);
+    static_assert(std::is_copy_assignable_v<Handler>);
+    QWidget widget;
+    mivo::CoordSystem coords;
+    Handler handler(widget, coords);
+    QVERIFY(!(handler.settings().*field == changed.*field));
+    handler.setSettings(changed);
+    const Handler copy(handler);
+    QCOMPARE(copy.settings().*field, changed.*field);
+    Handler assigned(widget, coords);
+    assigned = handler;
+    QCOMPARE(assigned.settings().*field, changed.*field);
 }
 
 /// Waits for the view's animations to end; false if they do not within @p timeoutMs.

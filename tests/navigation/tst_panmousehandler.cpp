@@ -79,21 +79,9 @@ private Q_SLOTS:
 
     void isAPlainCopyableMouseHandler()
     {
-        static_assert(std::is_base_of_v<mivo::IMouseHandler, PanMouseHandler>);
-        static_assert(!std::is_base_of_v<QObject, PanMouseHandler>);
-        static_assert(std::is_copy_constructible_v<PanMouseHandler>);
-        static_assert(std::is_copy_assignable_v<PanMouseHandler>);
-        QWidget widget;
-        mivo::CoordSystem coords;
-        PanMouseHandler handler(widget, coords);
         PanMouseHandlerSettings settings;
         settings.inertiaFactor = 3.0;
-        handler.setSettings(settings);
-        PanMouseHandler copy(handler);
-        QCOMPARE(copy.settings().inertiaFactor, 3.0);
-        PanMouseHandler assigned(widget, coords);
-        assigned = handler;
-        QCOMPARE(assigned.settings().inertiaFactor, 3.0);
+        navtest::checkPlainCopyableHandler<PanMouseHandler>(settings, &PanMouseHandlerSettings::inertiaFactor);
     }
 
     void setSettingsReplacesEveryField()
