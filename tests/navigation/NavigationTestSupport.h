@@ -7,10 +7,13 @@
 #include <mivo/core/Axis.h>
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/core/CoordSystem.h>
+#include <mivo/navigation/SelectionState.h>
 
 #include <QApplication>
 #include <QMouseEvent>
+#include <QPair>
 #include <QPropertyAnimation>
+#include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -147,6 +150,30 @@ void checkPlainCopyableHandler(const Settings& changed, Field Settings::*field)
     Handler assigned(widget, coords);
     assigned = handler;
     QCOMPARE(assigned.settings().*field, changed.*field);
+}
+
+/// Checks that both axes animate offset and scale, running, with @p duration and @p curve.
+inline void checkAnimations(mivo::CoordSystem& coords, int duration, QEasingCurve::Type curve)
+{
+    for (mivo::Axis* axis : {&coords.x(), &coords.y()}) {
+        for (const char* property : {"offset", "scale"}) {
+            QPropertyAnimation* animation = animationOf(*axis, property);
+            QCOMPARE(animation->state(), QAbstractAnimation::Running);
+            QCOMPARE(animation->duration(), duration);
+            QCOMPARE(animation->easingCurve().type(), curve);
+        }
+    }
+}
+
+/// One si_selectionChanged() as recorded by a spy: the rectangle and the state.
+using SelectionEmission = QPair<QRectF, mivo::SelectionState>;
+
+inline QList<SelectionEmission> selectionEmissions(const QSignalSpy& spy)
+{
+    QList<SelectionEmission> result;
+    for (const QList<QVariant>& arguments : spy)
+        result.append({arguments.at(0).toRectF(), arguments.at(1).value<mivo::SelectionState>()});
+    return result;
 }
 
 /// Waits for the view's animations to end; false if they do not within @p timeoutMs.

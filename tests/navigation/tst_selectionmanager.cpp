@@ -1,3 +1,5 @@
+#include "NavigationTestSupport.h"
+
 #include <mivo/navigation/SelectionManager.h>
 
 #include <QSignalSpy>
@@ -6,19 +8,7 @@
 using mivo::SelectionManager;
 using mivo::SelectionState;
 
-namespace {
-
-using Emission = QPair<QRectF, SelectionState>;
-
-QList<Emission> emissions(const QSignalSpy& spy)
-{
-    QList<Emission> result;
-    for (const QList<QVariant>& arguments : spy)
-        result.append({arguments.at(0).toRectF(), arguments.at(1).value<SelectionState>()});
-    return result;
-}
-
-} // namespace
+using Emission = navtest::SelectionEmission;
 
 class TestSelectionManager : public QObject
 {
@@ -62,7 +52,7 @@ private Q_SLOTS:
         QCOMPARE(manager.selection(), QRectF(10, 20, -5, 7));
         QCOMPARE(manager.state(), mivo::SelectionEditing);
         manager.setSelection(QRectF(5, 20, 5, 7), mivo::SelectionFinished);
-        QCOMPARE(emissions(changed), (QList<Emission>{{QRectF(10, 20, -5, 7), mivo::SelectionEditing},
+        QCOMPARE(navtest::selectionEmissions(changed), (QList<Emission>{{QRectF(10, 20, -5, 7), mivo::SelectionEditing},
                                                       {QRectF(5, 20, 5, 7), mivo::SelectionFinished}}));
     }
 
@@ -80,7 +70,7 @@ private Q_SLOTS:
         manager.setSelection(QRectF(1000, 2000, 300, 400), mivo::SelectionEditing);
         // Only the rectangle changes: announced.
         manager.setSelection(QRectF(1000, 2000, 300, 401), mivo::SelectionEditing);
-        QCOMPARE(emissions(changed), (QList<Emission>{{QRectF(1000, 2000, 300, 400), mivo::SelectionEditing},
+        QCOMPARE(navtest::selectionEmissions(changed), (QList<Emission>{{QRectF(1000, 2000, 300, 400), mivo::SelectionEditing},
                                                       {QRectF(1000, 2000, 300, 401), mivo::SelectionEditing}}));
     }
 
@@ -99,7 +89,7 @@ private Q_SLOTS:
         QSignalSpy changed(&manager, &SelectionManager::si_selectionChanged);
         manager.clearSelection();
         manager.clearSelection();
-        QCOMPARE(emissions(changed), (QList<Emission>{{QRectF(), mivo::SelectionNone}}));
+        QCOMPARE(navtest::selectionEmissions(changed), (QList<Emission>{{QRectF(), mivo::SelectionNone}}));
         QVERIFY(manager.selection().isNull());
         QCOMPARE(manager.state(), mivo::SelectionNone);
     }
@@ -129,7 +119,7 @@ private Q_SLOTS:
         manager.setSelection(rect, SelectionState(state));
         QSignalSpy changed(&manager, &SelectionManager::si_selectionChanged);
         manager.clearSelection();
-        QCOMPARE(emissions(changed), (QList<Emission>{{QRectF(), mivo::SelectionNone}}));
+        QCOMPARE(navtest::selectionEmissions(changed), (QList<Emission>{{QRectF(), mivo::SelectionNone}}));
     }
 
     void laterReceiversAreToldWhatWasSet()

@@ -14,17 +14,9 @@ using mivo::SelectionMouseHandlerSettings;
 using mivo::SelectionState;
 using navtest::HostedWidget;
 
+using Emission = navtest::SelectionEmission;
+
 namespace {
-
-using Emission = QPair<QRectF, SelectionState>;
-
-QList<Emission> emissions(const QSignalSpy& spy)
-{
-    QList<Emission> result;
-    for (const QList<QVariant>& arguments : spy)
-        result.append({arguments.at(0).toRectF(), arguments.at(1).value<SelectionState>()});
-    return result;
-}
 
 // Fuzzy, like QRectF's ==, but readable on failure.
 bool sameRect(const QRectF& a, const QRectF& b)
@@ -84,7 +76,7 @@ private:
 
     void checkEmissions(const QSignalSpy& spy, const QList<Emission>& expected)
     {
-        const QList<Emission> actual = emissions(spy);
+        const QList<Emission> actual = navtest::selectionEmissions(spy);
         QString text;
         for (const Emission& e : actual)
             text += describe(e.first) + QStringLiteral("/%1 ").arg(int(e.second));

@@ -37,18 +37,6 @@ private:
         coords.y().setDisplayedValueRangeLimits(-1e9, 1e9);
     }
 
-    static void checkAnimations(mivo::CoordSystem& coords, int duration, QEasingCurve::Type curve)
-    {
-        for (mivo::Axis* axis : {&coords.x(), &coords.y()}) {
-            for (const char* property : {"offset", "scale"}) {
-                QPropertyAnimation* animation = navtest::animationOf(*axis, property);
-                QCOMPARE(animation->state(), QAbstractAnimation::Running);
-                QCOMPARE(animation->duration(), duration);
-                QCOMPARE(animation->easingCurve().type(), curve);
-            }
-        }
-    }
-
     static void checkView(mivo::CoordSystem& coords, double xOffset, double xScale, double yOffset, double yScale)
     {
         QVERIFY(navtest::waitForAnimationEnd(coords));
@@ -147,13 +135,13 @@ private Q_SLOTS:
         QCOMPARE(coords.displayedValueRange(), QRectF(0, 0, 200, 400));
         ZoomCommand command(hosted.widget(), nullptr);
         command.sl_zoomIn();
-        checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(coords, 200, QEasingCurve::OutQuad);
         // About the value point (100, 200), which stays in the middle.
         checkView(coords, 30.0, 1.4, 60.0, 2.8);
         QCOMPARE(coords.pixelToValue(QPointF(50, 50)), QPointF(100, 200));
         QCOMPARE(coords.displayedValueRange(), QRectF(30, 60, 140, 280));
         command.sl_zoomOut();
-        checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(coords, 200, QEasingCurve::OutQuad);
         checkView(coords, 0.0, 2.0, 0.0, 4.0);
     }
 
@@ -172,7 +160,7 @@ private Q_SLOTS:
         settings.easingCurve = QEasingCurve(QEasingCurve::InCubic);
         command.setSettings(settings);
         command.sl_zoomOut();
-        checkAnimations(coords, 80, QEasingCurve::InCubic);
+        navtest::checkAnimations(coords, 80, QEasingCurve::InCubic);
         // Divided by 1 - 0.5 about the centre (1100, 1200).
         checkView(coords, 900.0, 4.0, 800.0, 8.0);
         command.sl_zoomIn();
@@ -186,7 +174,7 @@ private Q_SLOTS:
         allowNegativeValues(coords);
         ZoomCommand command(hosted.widget(), nullptr);
         command.sl_zoomTo(QRectF(100, 0, 100, 50));
-        checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(coords, 200, QEasingCurve::OutQuad);
         // Margins of 80 pixels left and right, 50 top and bottom.
         checkView(coords, 87.5, 0.15625, -6.25, 0.125);
         QCOMPARE(coords.valueToPixel(QRectF(100, 0, 100, 50)), QRectF(80, 50, 640, 400));
@@ -259,7 +247,7 @@ private Q_SLOTS:
         coords.y().setOffset(100.0);
         ZoomCommand command(hosted.widget(), nullptr);
         command.sl_zoomToAll();
-        checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(coords, 200, QEasingCurve::OutQuad);
         // The animations aim exactly at the limits.
         QCOMPARE(navtest::animationOf(coords.x(), "scale")->endValue().toDouble(), 2.0);
         QCOMPARE(navtest::animationOf(coords.y(), "scale")->endValue().toDouble(), 2.0);
@@ -290,7 +278,7 @@ private Q_SLOTS:
         ZoomCommand command(hosted.widget(), nullptr);
         QPointF point(5000, 3000);
         command.sl_zoomTo(point, 3.0, 5.0);
-        checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(coords, 200, QEasingCurve::OutQuad);
         checkView(coords, 4400.0, 3.0, 2250.0, 5.0);
         QCOMPARE(coords.valueToPixel(QPointF(5000, 3000)), QPointF(200, 150));
         QCOMPARE(point, QPointF(5000, 3000));

@@ -86,18 +86,6 @@ private:
         QCOMPARE(coords.pixelToValue(pixel), valueUnderMouse);
     }
 
-    static void checkAnimations(mivo::CoordSystem& coords, int duration, QEasingCurve::Type curve)
-    {
-        for (mivo::Axis* axis : {&coords.x(), &coords.y()}) {
-            for (const char* property : {"offset", "scale"}) {
-                QPropertyAnimation* animation = navtest::animationOf(*axis, property);
-                QCOMPARE(animation->state(), QAbstractAnimation::Running);
-                QCOMPARE(animation->duration(), duration);
-                QCOMPARE(animation->easingCurve().type(), curve);
-            }
-        }
-    }
-
 private Q_SLOTS:
     void cleanup()
     {
@@ -232,7 +220,7 @@ private Q_SLOTS:
         mivo::CoordSystem& coords = hosted.coords();
         const QPointF valueUnderMouse = coords.pixelToValue(QPointF(100, 100));
         navtest::wheel(hosted.widget(), QPointF(100, 100), QPoint(0, 120));
-        checkAnimations(coords, 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(coords, 200, QEasingCurve::OutQuad);
         checkZoomEnd(QPointF(100, 100), valueUnderMouse, 1.4, 2.1);
         QCOMPARE(coords.x().offset(), 1060.0);
         QCOMPARE(coords.y().offset(), 2090.0);
@@ -334,7 +322,7 @@ private Q_SLOTS:
         const QPointF valueUnderMouse = hosted.coords().pixelToValue(pos);
         navtest::wheel(hosted.widget(), pos, QPoint(0, 120), held);
         // The zoom animation starts even when neither axis changes.
-        checkAnimations(hosted.coords(), 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(hosted.coords(), 200, QEasingCurve::OutQuad);
         checkZoomEnd(pos, valueUnderMouse, xZooms ? 1.4 : 2.0, yZooms ? 2.1 : 3.0);
     }
 
@@ -415,7 +403,7 @@ private Q_SLOTS:
         m_wheel->setSettings(settings);
         const QPointF valueUnderMouse = hosted.coords().pixelToValue(QPointF(200, 150));
         navtest::wheel(hosted.widget(), QPointF(200, 150), QPoint(0, 120));
-        checkAnimations(hosted.coords(), 50, QEasingCurve::InCubic);
+        navtest::checkAnimations(hosted.coords(), 50, QEasingCurve::InCubic);
         checkZoomEnd(QPointF(200, 150), valueUnderMouse, 1.4, 2.1);
     }
 
@@ -492,7 +480,7 @@ private Q_SLOTS:
         const QPoint pos(120, 90);
         const QPointF valueUnderMouse = hosted.coords().pixelToValue(QPointF(pos));
         navtest::doubleClick(hosted.widget(), pos, Qt::MouseButton(button));
-        checkAnimations(hosted.coords(), 200, QEasingCurve::OutQuad);
+        navtest::checkAnimations(hosted.coords(), 200, QEasingCurve::OutQuad);
         checkZoomEnd(QPointF(pos), valueUnderMouse, xScale, yScale);
     }
 
@@ -550,7 +538,7 @@ private Q_SLOTS:
         m_doubleClick->setSettings(settings);
         const QPointF valueUnderMouse = hosted.coords().pixelToValue(QPointF(100, 100));
         navtest::doubleClick(hosted.widget(), QPoint(100, 100), Qt::LeftButton);
-        checkAnimations(hosted.coords(), 60, QEasingCurve::InCubic);
+        navtest::checkAnimations(hosted.coords(), 60, QEasingCurve::InCubic);
         checkZoomEnd(QPointF(100, 100), valueUnderMouse, 4.0, 6.0);
         navtest::doubleClick(hosted.widget(), QPoint(100, 100), Qt::MiddleButton);
         checkZoomEnd(QPointF(100, 100), valueUnderMouse, 2.0, 3.0);
