@@ -45,10 +45,7 @@ private:
     {
         m_host = std::make_unique<HostedWidget>();
         mivo::CoordSystem& coords = m_host->coords();
-        coords.x().setScale(2.0);
-        coords.y().setScale(3.0);
-        coords.x().setOffset(1000.0);
-        coords.y().setOffset(2000.0);
+        navtest::setUpOffsetView(coords);
         m_manager = std::make_unique<SelectionManager>();
         m_selection = std::make_shared<SelectionMouseHandler>(m_host->widget(), coords, *m_manager);
         m_pan = std::make_shared<mivo::PanMouseHandler>(m_host->widget(), coords);

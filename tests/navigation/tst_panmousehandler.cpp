@@ -24,10 +24,7 @@ private:
     {
         m_host = std::make_unique<HostedWidget>();
         mivo::CoordSystem& coords = m_host->coords();
-        coords.x().setScale(2.0);
-        coords.y().setScale(3.0);
-        coords.x().setOffset(1000.0);
-        coords.y().setOffset(2000.0);
+        navtest::setUpOffsetView(coords);
         m_handler = std::make_shared<PanMouseHandler>(m_host->widget(), coords);
         m_host->widget().addMouseHandler(m_handler);
         return *m_host;

@@ -64,10 +64,7 @@ private:
         mivo::CoordSystem& coords = m_host->coords();
         coords.x().setScaleLimits(0.01, DBL_MAX);
         coords.y().setScaleLimits(0.01, DBL_MAX);
-        coords.x().setScale(2.0);
-        coords.y().setScale(3.0);
-        coords.x().setOffset(1000.0);
-        coords.y().setOffset(2000.0);
+        navtest::setUpOffsetView(coords);
         m_wheel = std::make_shared<WheelZoomMouseHandler>(m_host->widget(), coords);
         m_doubleClick = std::make_shared<DoubleClickZoomMouseHandler>(m_host->widget(), coords);
         m_host->widget().addMouseHandler(m_wheel);
