@@ -44,6 +44,33 @@ struct RulerView
     BaseDrawWidget widget;
 };
 
+// Counts the paints of the widget it is added to.
+struct PaintCounter : IPaintHandler
+{
+    void handlePaint(QPainter&) override { ++paints; }
+    int paints = 0;
+};
+
+// A 120 by 80 drawing widget in a host window, with its paints counted once shown.
+struct CountedView
+{
+    CountedView() { window.resize(120, 80); widget->resize(120, 80); }
+
+    // Adds the counter on top of the layers added so far, shows the window and waits
+    // for its first paint.
+    bool showAndPaint()
+    {
+        widget->addPaintHandler(counter);
+        window.show();
+        return QTest::qWaitForWindowExposed(&window) && QTest::qWaitFor([this] { return paints() > 0; });
+    }
+    int paints() const { return counter->paints; }
+
+    QWidget window;
+    BaseDrawWidget* widget = new BaseDrawWidget(&window);
+    std::shared_ptr<PaintCounter> counter = std::make_shared<PaintCounter>();
+};
+
 } // namespace
 
 class TestBackgroundAndRuler : public QObject
@@ -84,31 +111,18 @@ private Q_SLOTS:
 
     void newBackgroundColourWaitsForSomethingToRepaint()
     {
-        QWidget window;
-        window.resize(120, 80);
-        auto* widget = new BaseDrawWidget(&window);
-        widget->resize(120, 80);
-        auto background = std::make_shared<BackgroundPaintHandler>(*widget);
-        widget->addPaintHandler(background);
-        int paints = 0;
-        struct Counter : IPaintHandler
-        {
-            int& paints;
-            explicit Counter(int& p) : paints(p) {}
-            void handlePaint(QPainter&) override { ++paints; }
-        };
-        widget->addPaintHandler(std::make_shared<Counter>(paints));
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QTRY_VERIFY(paints > 0);
-        const int before = paints;
+        CountedView view;
+        auto background = std::make_shared<BackgroundPaintHandler>(*view.widget);
+        view.widget->addPaintHandler(background);
+        QVERIFY(view.showAndPaint());
+        const int before = view.paints();
         BackgroundPaintHandlerSettings settings;
         settings.color = Qt::red;
         background->updateSettings(settings);
         QTest::qWait(200); // a repaint, had one been asked for, would have happened by now
-        QCOMPARE(paints, before);
-        widget->update();
-        QTRY_VERIFY(paints > before);
+        QCOMPARE(view.paints(), before);
+        view.widget->update();
+        QTRY_VERIFY(view.paints() > before);
     }
 
     // Ruler
@@ -224,28 +238,15 @@ private Q_SLOTS:
 
     void settingsAndValueRepaint()
     {
-        QWidget window;
-        window.resize(120, 80);
-        auto* widget = new BaseDrawWidget(&window);
-        widget->resize(120, 80);
-        HorizontalRulerPaintHandler ruler(*widget);
-        int paints = 0;
-        struct Counter : IPaintHandler
-        {
-            int& paints;
-            explicit Counter(int& p) : paints(p) {}
-            void handlePaint(QPainter&) override { ++paints; }
-        };
-        widget->addPaintHandler(std::make_shared<Counter>(paints));
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QTRY_VERIFY(paints > 0);
-        int before = paints;
+        CountedView view;
+        HorizontalRulerPaintHandler ruler(*view.widget);
+        QVERIFY(view.showAndPaint());
+        int before = view.paints();
         ruler.setRulerValue(10.0);
-        QTRY_VERIFY(paints > before);
-        before = paints;
+        QTRY_VERIFY(view.paints() > before);
+        before = view.paints();
         ruler.setSettings(opaqueRuler());
-        QTRY_VERIFY(paints > before);
+        QTRY_VERIFY(view.paints() > before);
     }
 };
 
