@@ -83,6 +83,20 @@ Run runViewer(const QStringList& arguments, int timeoutMs = 60000)
     return run;
 }
 
+// Writes the two documents of a pyramid without tiles under @p root, shows @p view and
+// opens the pyramid in it. False unless the view became ready within 10 s.
+bool showAndOpen(WaterfallView& view, const QString& root, const QByteArray& descriptor, const QRectF& extents,
+                 QSignalSpy& ready)
+{
+    testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), descriptor);
+    testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(extents));
+    view.widget().show();
+    if (!QTest::qWaitForWindowExposed(&view.widget()))
+        return false;
+    view.open(QUrl::fromLocalFile(root).toString());
+    return ready.wait(10000);
+}
+
 } // namespace
 
 class TestViewer : public QObject
@@ -238,17 +252,12 @@ private Q_SLOTS:
         QTemporaryDir dir;
         // Data 0..100 on both axes, base value 1: 400 x 300 pixels would need 0.27 and
         // 0.35 values per pixel, finer than a tile pixel.
-        const QString root = dir.path() + QStringLiteral("/small");
-        testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("s"), 1.0, 256, 2));
-        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 100, 100)));
         ViewerOptions options;
         options.windowSize = QSize(400, 300);
         WaterfallView view(options);
-        view.widget().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
         QSignalSpy ready(&view, &WaterfallView::si_ready);
-        view.open(QUrl::fromLocalFile(root).toString());
-        QVERIFY(ready.wait(10000));
+        QVERIFY(showAndOpen(view, dir.path() + QStringLiteral("/small"),
+                            testtiles::descriptorJson(QStringLiteral("s"), 1.0, 256, 2), QRectF(0, 0, 100, 100), ready));
         CoordSystem& coords = view.widget().coordSystem();
         QCOMPARE(coords.x().minScale(), 1.0);
         QCOMPARE(coords.y().minScale(), 1.0);
@@ -265,19 +274,15 @@ private Q_SLOTS:
     void extentsFixTheFirstViewAndTheRuler()
     {
         QTemporaryDir dir;
-        const QString root = dir.path() + QStringLiteral("/wide");
-        testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("w"), 1.0, 256, 6));
-        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(1000, 5000, 8000, 6000)));
         ViewerOptions options;
         options.windowSize = QSize(400, 300);
         options.frequencyMin = 2000.0;
         options.frequencyMax = 6000.0;
         WaterfallView view(options);
-        view.widget().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
         QSignalSpy ready(&view, &WaterfallView::si_ready);
-        view.open(QUrl::fromLocalFile(root).toString());
-        QVERIFY(ready.wait(10000));
+        QVERIFY(showAndOpen(view, dir.path() + QStringLiteral("/wide"),
+                            testtiles::descriptorJson(QStringLiteral("w"), 1.0, 256, 6), QRectF(1000, 5000, 8000, 6000),
+                            ready));
         const QRectF shown = view.widget().coordSystem().displayedValueRange();
         QCOMPARE(shown.left(), 2000.0); // from the options
         QCOMPARE(shown.right(), 6000.0);
