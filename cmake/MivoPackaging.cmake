@@ -46,6 +46,7 @@ the tools mivo-synth, mivo-tilegen and mivo-viewer.")
   # Loaded as a plug-in, so no binary names it: Qt's SVG icon engine draws the icons.
   set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt5svg5")
   set(CPACK_STRIP_FILES ON)
+  set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   include(CPack)
 endif()
