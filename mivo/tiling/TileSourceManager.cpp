@@ -17,11 +17,14 @@ namespace mivo::tiling {
 
 namespace {
 
-// The whole body, or nothing when the reply was aborted (a closed reply has none).
-// A second reader of the same reply gets an empty body.
+// The whole body; nothing when the reply was aborted (a closed reply has none) or
+// when a body over the limit arrived in one piece, too quickly to be aborted. A second
+// reader of the same reply gets an empty body.
 QByteArray readBody(QNetworkReply& reply)
 {
-    return reply.isOpen() ? reply.readAll() : QByteArray();
+    if (!reply.isOpen() || reply.bytesAvailable() > TileSourceManager::maximumDocumentSize)
+        return QByteArray();
+    return reply.readAll();
 }
 
 } // namespace
@@ -105,8 +108,16 @@ void TileSourceManager::get(const QString& url)
     // Answers are matched by reply->url(), which a followed redirect would change.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     QNetworkReply* reply = m_networkAccessManager->get(request);
-    connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64 total) {
-        if (received > maximumDocumentSize || total > maximumDocumentSize)
+    // Bounded memory: the network stack buffers no more than one byte over the limit
+    // before it waits for us, and such a body is cut off there. Content-Length says so
+    // earlier when it is sent.
+    reply->setReadBufferSize(maximumDocumentSize + 1);
+    connect(reply, &QNetworkReply::readyRead, reply, [reply] {
+        if (reply->bytesAvailable() > maximumDocumentSize)
+            reply->abort();
+    });
+    connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64, qint64 total) {
+        if (total > maximumDocumentSize)
             reply->abort();
     });
 }
