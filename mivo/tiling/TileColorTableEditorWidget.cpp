@@ -136,8 +136,9 @@ TileColorTableEditorWidget::TileColorTableEditorWidget(QWidget* parent)
     Q_UNUSED(parent)
     registerTilingMetaTypes();
     setupUi();
-    // Window type value 9: a sheet.
-    m_ui->colorDialog->setWindowFlags(Qt::Sheet);
+    // kept: window type value 9, which is Qt::Popup (Qt::Sheet would be 5), although
+    // it has always been called the sheet flag.
+    m_ui->colorDialog->setWindowFlags(Qt::WindowFlags(9));
     // Qt's own dialog reports every colour the user browses; a native one may not.
     m_ui->colorDialog->setOption(QColorDialog::DontUseNativeDialog);
     m_ui->colorDialog->hide();
@@ -203,16 +204,29 @@ void TileColorTableEditorWidget::setSettings(const TileColorTableEditorWidgetSet
 void TileColorTableEditorWidget::sl_rangeLowerSpinBoxChanged(double value)
 {
     // May clamp the upper value, whose slot then emits first.
-    m_ui->rangeUppperSpinBox->setMinimum(value + m_settings.singleStep);
+    adjustOtherBound([&] { m_ui->rangeUppperSpinBox->setMinimum(value + m_settings.singleStep); });
     m_descriptor.rangeLower = value;
     Q_EMIT si_colorTableDescriptorChanged(m_descriptor);
 }
 
 void TileColorTableEditorWidget::sl_rangeUpperSpinBoxChanged(double value)
 {
-    m_ui->rangeLowerSpinBox->setMaximum(value - m_settings.singleStep);
+    adjustOtherBound([&] { m_ui->rangeLowerSpinBox->setMaximum(value - m_settings.singleStep); });
     m_descriptor.rangeUpper = value;
     Q_EMIT si_colorTableDescriptorChanged(m_descriptor);
+}
+
+template <typename Adjust>
+void TileColorTableEditorWidget::adjustOtherBound(const Adjust& adjust)
+{
+    // One slot clamping the other box runs the other slot, which moves this box's
+    // bound in turn; that is as far as it goes with numbers. Values the boxes cannot
+    // order (NaN) would bounce between the two for ever: a third round is left out.
+    if (m_boundAdjustmentDepth >= 2)
+        return;
+    ++m_boundAdjustmentDepth;
+    adjust();
+    --m_boundAdjustmentDepth;
 }
 
 void TileColorTableEditorWidget::sl_currentColorChanged(const QColor& color)

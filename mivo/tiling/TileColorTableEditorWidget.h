@@ -33,12 +33,15 @@ struct MIVO_EXPORT TileColorTableEditorWidgetSettings
  * ask the host to reset the colours or to adjust the levels automatically.
  *
  * Every edit is announced at once with the whole descriptor, for the host to pass to
- * TilePaintHandler::setTileColorTableDescriptor(). A colour button opens the embedded
- * colour dialog window-modally; the colour follows the dialog live as the user browses
- * (cancelling does not restore the former colour). The lower level is kept at least
+ * TilePaintHandler::setTileColorTableDescriptor(). A colour button opens the widget's
+ * colour dialog (a popup window, window type value 9, kept) window-modally on that
+ * colour; the colour follows the dialog live as the user browses, each change emitted
+ * (cancelling does not restore the former colour). Changes in the dialog before any
+ * colour button was clicked change no colour but are emitted all the same. The lower level is kept at least
  * one singleStep below the upper one: when a level pushes the other box's bound past
  * its value, the toolkit clamps that value and the descriptor is emitted twice, first
- * with the clamped level, then with the one set. Reset and automatic adjustment are
+ * with the clamped level, then with the one set. (Levels the boxes cannot order, NaN,
+ * stop after that second round instead of bouncing between the boxes for ever.) Reset and automatic adjustment are
  * only signalled; the host answers with setColorTableDescriptor().
  *
  * Object names of the parts, for styling and tests: "ColorTableEditorWidget" (the
@@ -101,6 +104,8 @@ private:
 
     void setupUi();
     void editColor(QPushButton* button, const QColor& color);
+    template <typename Adjust>
+    void adjustOtherBound(const Adjust& adjust);
     /// A modal colour chooser for @p button: the chosen colour, or @p initial when
     /// the user cancels. Not used by the widget itself.
     QColor selectColor(const QColor& initial, QPushButton* button);
@@ -109,6 +114,7 @@ private:
     TileColorTableEditorWidgetSettings m_settings;
     TileColorTableDescriptor m_descriptor;
     QPushButton* m_editedButton = nullptr; ///< the button the colour dialog edits; not owned
+    int m_boundAdjustmentDepth = 0;        ///< range slots moving the other box's bound, nested
 };
 
 } // namespace mivo::tiling
