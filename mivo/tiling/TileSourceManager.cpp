@@ -170,7 +170,7 @@ void TileSourceManager::handleExtentsReply(const QString& id, QNetworkReply& rep
 
 void TileSourceManager::handleDiscoveryReply(QNetworkReply& reply)
 {
-    const QList<QString> ids = parseTileSourceList(readBody(reply));
+    const QList<QString> ids = parseTileSourceList(readBody(reply)).mid(0, maximumDiscoveredTileSources);
     for (const QString& id : ids)
         addTileSource(id, QString());
 }

@@ -52,6 +52,10 @@ class MIVO_EXPORT TileSourceManager : public QObject
 public:
     /// The largest document body read; a longer answer is aborted and counts as failed.
     static constexpr qint64 maximumDocumentSize = qint64(1) << 20;
+    /// Entries of one discovery document read; later ones are ignored. Every source
+    /// costs requests and replies kept until the manager goes (a server could list a
+    /// quarter of a million ids in one document).
+    static constexpr int maximumDiscoveredTileSources = 1000;
 
     explicit TileSourceManager(QObject* parent = nullptr);
     /// Pending requests are dropped without signals.
@@ -60,7 +64,8 @@ public:
     /**
      * Stores @p url as the discovery URL (base URLs of sources added from now on start
      * with it) and asks for url + "/tilesources.json". Known sources are kept; every
-     * listed id not yet known is added with a null name, in the order listed.
+     * listed id not yet known is added with a null name, in the order listed (of the
+     * first maximumDiscoveredTileSources entries).
      */
     void discoverTileSources(const QString& url);
 

@@ -33,7 +33,8 @@ struct MIVO_EXPORT TileSourceSelectionWidgetSettings
  * The buttons are made anew whenever the manager's list changes (the old ones are
  * deleted later, by the event loop). From top to bottom: "None", then the sources in
  * ascending order of name (by character code, case-sensitive). The active source
- * survives the rebuild: its button is checked again.
+ * survives the rebuild: its button is checked again. Meant for tens of sources: every
+ * change of the manager (three per source) makes all buttons anew.
  *
  * The host connects si_activeTileSourceChanged() to whatever switches the provider
  * (TileSourceManager::tileSource(id).baseUrl gives the URL) and reports the source

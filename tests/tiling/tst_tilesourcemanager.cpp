@@ -305,6 +305,25 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles//tiledescriptor.json")), 1);
     }
 
+    void onlyTheFirstThousandListedIdsAreRead()
+    {
+        QStringList ids;
+        for (int i = 0; i < TileSourceManager::maximumDiscoveredTileSources + 5; ++i)
+            ids.append(QStringLiteral("\"s%1\"").arg(i));
+        m_server->setDocument(QStringLiteral("/tiles/tilesources.json"),
+                              QStringLiteral("[%1]").arg(ids.join(QLatin1Char(','))).toUtf8());
+        TileSourceManager manager;
+        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
+        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        // All added while the one answer is read.
+        QTRY_VERIFY(!manager.tileSources().isEmpty());
+        QCOMPARE(manager.tileSources().size(), 1000);
+        QCOMPARE(manager.tileSources().first().id, QStringLiteral("s0"));
+        QCOMPARE(manager.tileSources().last().id, QStringLiteral("s999"));
+        QVERIFY(manager.tileSource(QStringLiteral("s1000")).id.isNull());
+        QVERIFY(changed.count() >= 1000);
+    }
+
     void discoveryUrlWithTrailingSlashIsNotStripped()
     {
         m_server->setDocument(QStringLiteral("/tiles//tilesources.json"), "[\"a\"]");
