@@ -76,6 +76,20 @@ struct Parts
     QColorDialog* dialog;
 };
 
+// A fresh editor with its parts, its descriptor emissions counted from the start.
+struct Editor
+{
+    bool show()
+    {
+        widget.show();
+        return QTest::qWaitForWindowExposed(&widget);
+    }
+
+    TileColorTableEditorWidget widget;
+    Parts parts{widget};
+    QSignalSpy changed{&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged};
+};
+
 QString style(const char* colour)
 {
     return QStringLiteral("background-color: ") + QLatin1String(colour);
@@ -105,63 +119,61 @@ private Q_SLOTS:
 
     void theWidgetIsNamedSizedAndTitled()
     {
-        TileColorTableEditorWidget widget;
-        QCOMPARE(widget.objectName(), QStringLiteral("ColorTableEditorWidget"));
-        QCOMPARE(widget.size(), QSize(884, 1278));
-        QCOMPARE(widget.windowTitle(), QStringLiteral("Form"));
-        QVERIFY(Parts(widget).complete());
+        Editor editor;
+        QCOMPARE(editor.widget.objectName(), QStringLiteral("ColorTableEditorWidget"));
+        QCOMPARE(editor.widget.size(), QSize(884, 1278));
+        QCOMPARE(editor.widget.windowTitle(), QStringLiteral("Form"));
+        QVERIFY(Parts(editor.widget).complete());
     }
 
     void theLayoutsNestAsListed()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        auto* top = qobject_cast<QHBoxLayout*>(widget.layout());
+        Editor editor;
+        auto* top = qobject_cast<QHBoxLayout*>(editor.widget.layout());
         QVERIFY(top);
         QCOMPARE(top->objectName(), QStringLiteral("horizontalLayout"));
         QCOMPARE(top->contentsMargins(), QMargins(5, 5, 5, 0));
         QCOMPARE(top->count(), 2);
-        QVERIFY(top->itemAt(1)->widget() == parts.dialog);
+        QVERIFY(top->itemAt(1)->widget() == editor.parts.dialog);
 
         auto* column = qobject_cast<QVBoxLayout*>(top->itemAt(0)->layout());
         QVERIFY(column);
         QCOMPARE(column->objectName(), QStringLiteral("verticalLayout"));
         QCOMPARE(column->contentsMargins(), QMargins(0, 0, 0, 0));
         QCOMPARE(column->count(), 4);
-        QVERIFY(column->itemAt(0)->widget() == parts.upper);
-        QVERIFY(column->itemAt(2)->widget() == parts.lower);
+        QVERIFY(column->itemAt(0)->widget() == editor.parts.upper);
+        QVERIFY(column->itemAt(2)->widget() == editor.parts.lower);
 
         auto* colours = qobject_cast<QVBoxLayout*>(column->itemAt(1)->layout());
         QVERIFY(colours);
         QCOMPARE(colours->objectName(), QStringLiteral("verticalLayout_2"));
         QCOMPARE(colours->spacing(), 0);
         QCOMPARE(colours->count(), 3);
-        QVERIFY(colours->itemAt(0)->widget() == parts.high);
-        QVERIFY(colours->itemAt(1)->widget() == parts.mid);
-        QVERIFY(colours->itemAt(2)->widget() == parts.low);
+        QVERIFY(colours->itemAt(0)->widget() == editor.parts.high);
+        QVERIFY(colours->itemAt(1)->widget() == editor.parts.mid);
+        QVERIFY(colours->itemAt(2)->widget() == editor.parts.low);
 
         auto* tools = qobject_cast<QHBoxLayout*>(column->itemAt(3)->layout());
         QVERIFY(tools);
         QCOMPARE(tools->objectName(), QStringLiteral("horizontalLayout_2"));
         QCOMPARE(tools->count(), 2);
-        QVERIFY(tools->itemAt(0)->widget() == parts.reset);
-        QVERIFY(tools->itemAt(1)->widget() == parts.adjust);
+        QVERIFY(tools->itemAt(0)->widget() == editor.parts.reset);
+        QVERIFY(tools->itemAt(1)->widget() == editor.parts.adjust);
 
-        for (QWidget* child : {static_cast<QWidget*>(parts.upper), static_cast<QWidget*>(parts.lower),
-                               static_cast<QWidget*>(parts.high), static_cast<QWidget*>(parts.mid),
-                               static_cast<QWidget*>(parts.low), static_cast<QWidget*>(parts.reset),
-                               static_cast<QWidget*>(parts.adjust), static_cast<QWidget*>(parts.dialog)})
-            QVERIFY2(child->parent() == &widget, qPrintable(child->objectName()));
+        for (QWidget* child : {static_cast<QWidget*>(editor.parts.upper), static_cast<QWidget*>(editor.parts.lower),
+                               static_cast<QWidget*>(editor.parts.high), static_cast<QWidget*>(editor.parts.mid),
+                               static_cast<QWidget*>(editor.parts.low), static_cast<QWidget*>(editor.parts.reset),
+                               static_cast<QWidget*>(editor.parts.adjust), static_cast<QWidget*>(editor.parts.dialog)})
+            QVERIFY2(child->parent() == &editor.widget, qPrintable(child->objectName()));
     }
 
     void theColourButtonsShowTheDefaultColours()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QCOMPARE(parts.low->styleSheet(), style("#001829"));
-        QCOMPARE(parts.mid->styleSheet(), style("#0a99ff"));
-        QCOMPARE(parts.high->styleSheet(), style("#d6eeff"));
-        for (const QPushButton* button : {parts.low, parts.mid, parts.high}) {
+        Editor editor;
+        QCOMPARE(editor.parts.low->styleSheet(), style("#001829"));
+        QCOMPARE(editor.parts.mid->styleSheet(), style("#0a99ff"));
+        QCOMPARE(editor.parts.high->styleSheet(), style("#d6eeff"));
+        for (const QPushButton* button : {editor.parts.low, editor.parts.mid, editor.parts.high}) {
             const QSizePolicy policy = button->sizePolicy();
             QCOMPARE(policy.horizontalPolicy(), QSizePolicy::Minimum);
             QCOMPARE(policy.verticalPolicy(), QSizePolicy::Minimum);
@@ -176,17 +188,16 @@ private Q_SLOTS:
 
     void theToolButtonsHaveIconsAndToolTips()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QCOMPARE(parts.reset->toolTip(), QStringLiteral("Reset to defaults"));
-        QCOMPARE(parts.adjust->toolTip(), QStringLiteral("Auto adjust levels"));
-        QVERIFY(parts.reset->text().isEmpty());
-        QVERIFY(parts.adjust->text().isEmpty());
+        Editor editor;
+        QCOMPARE(editor.parts.reset->toolTip(), QStringLiteral("Reset to defaults"));
+        QCOMPARE(editor.parts.adjust->toolTip(), QStringLiteral("Auto adjust levels"));
+        QVERIFY(editor.parts.reset->text().isEmpty());
+        QVERIFY(editor.parts.adjust->text().isEmpty());
         for (int size : {16, 32}) {
-            const QImage reset = iconImage(parts.reset->icon(), size);
+            const QImage reset = iconImage(editor.parts.reset->icon(), size);
             QVERIFY(!reset.isNull());
             QCOMPARE(reset, iconImage(QIcon(QStringLiteral(":/mivo/Reset.svg")), size));
-            const QImage adjust = iconImage(parts.adjust->icon(), size);
+            const QImage adjust = iconImage(editor.parts.adjust->icon(), size);
             QCOMPARE(adjust, iconImage(QIcon(QStringLiteral(":/mivo/TileColor.svg")), size));
             QVERIFY(reset != adjust);
         }
@@ -194,35 +205,32 @@ private Q_SLOTS:
 
     void theColourDialogIsAHiddenPopupChild()
     {
-        TileColorTableEditorWidget widget;
-        widget.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        const Parts parts(widget);
+        Editor editor;
+        QVERIFY(editor.show());
         // Window type value 9 (Qt::Popup), kept as it has always been.
-        QCOMPARE(int(parts.dialog->windowType()), 9);
-        QVERIFY(parts.dialog->isHidden());
-        QVERIFY(!parts.dialog->isVisible());
-        QVERIFY(parts.dialog->parentWidget() == &widget);
+        QCOMPARE(int(editor.parts.dialog->windowType()), 9);
+        QVERIFY(editor.parts.dialog->isHidden());
+        QVERIFY(!editor.parts.dialog->isVisible());
+        QVERIFY(editor.parts.dialog->parentWidget() == &editor.widget);
     }
 
     void theSpinBoxesStartAtTheDefaults()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QCOMPARE(parts.lower->value(), -127.0);
-        QCOMPARE(parts.upper->value(), 127.0);
-        QCOMPARE(parts.lower->text(), QStringLiteral("-127dbµV"));
-        QCOMPARE(parts.upper->text(), QStringLiteral("127dbµV"));
-        for (const QDoubleSpinBox* box : {parts.lower, parts.upper}) {
+        Editor editor;
+        QCOMPARE(editor.parts.lower->value(), -127.0);
+        QCOMPARE(editor.parts.upper->value(), 127.0);
+        QCOMPARE(editor.parts.lower->text(), QStringLiteral("-127dbµV"));
+        QCOMPARE(editor.parts.upper->text(), QStringLiteral("127dbµV"));
+        for (const QDoubleSpinBox* box : {editor.parts.lower, editor.parts.upper}) {
             QCOMPARE(box->suffix(), QStringLiteral("dbµV"));
             QCOMPARE(box->decimals(), 0);
             QCOMPARE(box->singleStep(), 1.0);
         }
         // One step apart: each box's far bound follows the other's value.
-        QCOMPARE(parts.lower->minimum(), -127.0);
-        QCOMPARE(parts.lower->maximum(), 126.0);
-        QCOMPARE(parts.upper->minimum(), -126.0);
-        QCOMPARE(parts.upper->maximum(), 127.0);
+        QCOMPARE(editor.parts.lower->minimum(), -127.0);
+        QCOMPARE(editor.parts.lower->maximum(), 126.0);
+        QCOMPARE(editor.parts.upper->minimum(), -126.0);
+        QCOMPARE(editor.parts.upper->maximum(), 127.0);
     }
 
     void theDefaultsAreTheDocumentedOnes()
@@ -247,153 +255,138 @@ private Q_SLOTS:
 
     void raisingTheLowerLevelRaisesTheUpperMinimum()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.lower->setValue(126);
-        checkLevels(changed, {{126, 127}});
-        QCOMPARE(parts.upper->minimum(), 127.0);
-        QCOMPARE(parts.upper->value(), 127.0);
-        QCOMPARE(widget.colorTableDescriptor().rangeLower, 126.0);
+        Editor editor;
+        editor.parts.lower->setValue(126);
+        checkLevels(editor.changed, {{126, 127}});
+        QCOMPARE(editor.parts.upper->minimum(), 127.0);
+        QCOMPARE(editor.parts.upper->value(), 127.0);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeLower, 126.0);
 
         // The lower box stops one step below the upper level.
-        parts.lower->setValue(127);
-        QCOMPARE(parts.lower->value(), 126.0);
-        QCOMPARE(changed.count(), 1);
+        editor.parts.lower->setValue(127);
+        QCOMPARE(editor.parts.lower->value(), 126.0);
+        QCOMPARE(editor.changed.count(), 1);
     }
 
     void loweringTheUpperLevelLowersTheLowerMaximum()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.upper->setValue(-20);
-        checkLevels(changed, {{-127, -20}});
-        QCOMPARE(parts.lower->maximum(), -21.0);
-        QCOMPARE(widget.colorTableDescriptor().rangeUpper, -20.0);
+        Editor editor;
+        editor.parts.upper->setValue(-20);
+        checkLevels(editor.changed, {{-127, -20}});
+        QCOMPARE(editor.parts.lower->maximum(), -21.0);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeUpper, -20.0);
     }
 
     void aLevelPassingTheOtherClampsItAndEmitsTwice()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
+        Editor editor;
         // Applying the settings again lifts the one-step bounds to the full range.
-        widget.setSettings(TileColorTableEditorWidgetSettings());
-        QCOMPARE(parts.lower->maximum(), 127.0);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.lower->setValue(127);
+        editor.widget.setSettings(TileColorTableEditorWidgetSettings());
+        QCOMPARE(editor.parts.lower->maximum(), 127.0);
+        editor.changed.clear();
+        editor.parts.lower->setValue(127);
         // The upper box is pushed to 128 and its slot emits first, with the old lower level.
-        checkLevels(changed, {{-127, 128}, {127, 128}});
-        QCOMPARE(parts.upper->value(), 128.0);
-        QVERIFY(widget.colorTableDescriptor().rangeLower == 127.0 && widget.colorTableDescriptor().rangeUpper == 128.0);
+        checkLevels(editor.changed, {{-127, 128}, {127, 128}});
+        QCOMPARE(editor.parts.upper->value(), 128.0);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeLower, 127.0);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeUpper, 128.0);
     }
 
     void anUpperLevelPassingTheLowerClampsItAndEmitsTwice()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        widget.setSettings(TileColorTableEditorWidgetSettings());
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.upper->setValue(-127);
-        checkLevels(changed, {{-128, 127}, {-128, -127}});
-        QCOMPARE(parts.lower->value(), -128.0);
+        Editor editor;
+        editor.widget.setSettings(TileColorTableEditorWidgetSettings());
+        editor.changed.clear();
+        editor.parts.upper->setValue(-127);
+        checkLevels(editor.changed, {{-128, 127}, {-128, -127}});
+        QCOMPARE(editor.parts.lower->value(), -128.0);
     }
 
     void aLargerStepPushesTheUpperLevel()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
+        Editor editor;
         TileColorTableEditorWidgetSettings settings;
         settings.singleStep = 10.0;
-        widget.setSettings(settings);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.lower->setValue(120);
-        checkLevels(changed, {{-127, 130}, {120, 130}});
-        QCOMPARE(parts.upper->minimum(), 130.0);
-        QCOMPARE(parts.lower->maximum(), 120.0);
+        editor.widget.setSettings(settings);
+        editor.changed.clear();
+        editor.parts.lower->setValue(120);
+        checkLevels(editor.changed, {{-127, 130}, {120, 130}});
+        QCOMPARE(editor.parts.upper->minimum(), 130.0);
+        QCOMPARE(editor.parts.lower->maximum(), 120.0);
     }
 
     void setColorTableDescriptorEmitsOncePerChangedLevel()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
+        Editor editor;
         TileColorTableDescriptor descriptor;
         descriptor.lowColor = QColor(1, 2, 3);
         descriptor.midColor = QColor(40, 50, 60);
         descriptor.highColor = QColor(0xfe, 0xdc, 0xba);
         descriptor.rangeLower = -50;
         descriptor.rangeUpper = 50;
-        widget.setColorTableDescriptor(descriptor);
+        editor.widget.setColorTableDescriptor(descriptor);
         // Everything is stored first; then the lower box and the upper box each announce
         // the whole descriptor.
-        checkLevels(changed, {{-50, 50}, {-50, 50}});
-        QCOMPARE(descriptorOf(changed, 0).lowColor, QColor(1, 2, 3));
-        QVERIFY(widget.colorTableDescriptor() == descriptor);
-        QCOMPARE(parts.low->styleSheet(), style("#010203"));
-        QCOMPARE(parts.mid->styleSheet(), style("#28323c"));
-        QCOMPARE(parts.high->styleSheet(), style("#fedcba"));
-        QCOMPARE(parts.lower->value(), -50.0);
-        QCOMPARE(parts.upper->value(), 50.0);
-        QCOMPARE(parts.upper->minimum(), -49.0);
-        QCOMPARE(parts.lower->maximum(), 49.0);
+        checkLevels(editor.changed, {{-50, 50}, {-50, 50}});
+        QCOMPARE(descriptorOf(editor.changed, 0).lowColor, QColor(1, 2, 3));
+        QVERIFY(editor.widget.colorTableDescriptor() == descriptor);
+        QCOMPARE(editor.parts.low->styleSheet(), style("#010203"));
+        QCOMPARE(editor.parts.mid->styleSheet(), style("#28323c"));
+        QCOMPARE(editor.parts.high->styleSheet(), style("#fedcba"));
+        QCOMPARE(editor.parts.lower->value(), -50.0);
+        QCOMPARE(editor.parts.upper->value(), 50.0);
+        QCOMPARE(editor.parts.upper->minimum(), -49.0);
+        QCOMPARE(editor.parts.lower->maximum(), 49.0);
     }
 
     void setColorTableDescriptorWithTheSameLevelsEmitsNothing()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
+        Editor editor;
         TileColorTableDescriptor descriptor;
         descriptor.highColor = QColor(Qt::red);
-        widget.setColorTableDescriptor(descriptor);
-        QCOMPARE(changed.count(), 0);
-        QCOMPARE(parts.high->styleSheet(), style("#ff0000"));
-        QCOMPARE(widget.colorTableDescriptor().highColor, QColor(Qt::red));
+        editor.widget.setColorTableDescriptor(descriptor);
+        QCOMPARE(editor.changed.count(), 0);
+        QCOMPARE(editor.parts.high->styleSheet(), style("#ff0000"));
+        QCOMPARE(editor.widget.colorTableDescriptor().highColor, QColor(Qt::red));
     }
 
     void aLevelTheBoxCannotTakeIsClamped()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
+        Editor editor;
         TileColorTableDescriptor descriptor;
         descriptor.rangeLower = -500;
         descriptor.rangeUpper = 20;
-        widget.setColorTableDescriptor(descriptor);
+        editor.widget.setColorTableDescriptor(descriptor);
         // -500 is clamped to -127, the value the box already has: only the upper emits,
         // and the stored lower level keeps what was asked for.
-        checkLevels(changed, {{-500, 20}});
-        QCOMPARE(parts.lower->value(), -127.0);
-        QCOMPARE(widget.colorTableDescriptor().rangeLower, -500.0);
+        checkLevels(editor.changed, {{-500, 20}});
+        QCOMPARE(editor.parts.lower->value(), -127.0);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeLower, -500.0);
 
         descriptor.rangeLower = 10.4;
-        widget.setColorTableDescriptor(descriptor);
+        editor.widget.setColorTableDescriptor(descriptor);
         // No decimals: the box rounds, and its slot stores what it shows.
-        checkLevels(changed, {{-500, 20}, {10, 20}});
-        QCOMPARE(widget.colorTableDescriptor().rangeLower, 10.0);
+        checkLevels(editor.changed, {{-500, 20}, {10, 20}});
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeLower, 10.0);
     }
 
     void theSignalLoopedBackIsHarmless()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        connect(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged, &widget,
+        Editor editor;
+        connect(&editor.widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged, &editor.widget,
                 &TileColorTableEditorWidget::setColorTableDescriptor);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.lower->setValue(-30);
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(widget.colorTableDescriptor().rangeLower, -30.0);
-        QCOMPARE(widget.colorTableDescriptor().rangeUpper, 127.0);
+        editor.changed.clear();
+        editor.parts.lower->setValue(-30);
+        QCOMPARE(editor.changed.count(), 1);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeLower, -30.0);
+        QCOMPARE(editor.widget.colorTableDescriptor().rangeUpper, 127.0);
     }
 
     // Settings
 
     void aSmallerRangeClampsTheLevelsThroughTheSlots()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
+        Editor editor;
         TileColorTableEditorWidgetSettings settings;
         settings.rangeMinimum = -50;
         settings.rangeMaximum = 50;
@@ -401,83 +394,78 @@ private Q_SLOTS:
         settings.decimals = 1;
         settings.suffix = QStringLiteral(" dB");
         settings.levelCount = 17;
-        widget.setSettings(settings);
-        checkLevels(changed, {{-50, 127}, {-50, 50}});
-        for (const QDoubleSpinBox* box : {parts.lower, parts.upper}) {
+        editor.widget.setSettings(settings);
+        checkLevels(editor.changed, {{-50, 127}, {-50, 50}});
+        for (const QDoubleSpinBox* box : {editor.parts.lower, editor.parts.upper}) {
             QCOMPARE(box->suffix(), QStringLiteral(" dB"));
             QCOMPARE(box->decimals(), 1);
             QCOMPARE(box->singleStep(), 0.5);
         }
-        QCOMPARE(parts.lower->text(), QStringLiteral("-50.0 dB"));
-        QCOMPARE(parts.lower->minimum(), -50.0);
-        QCOMPARE(parts.upper->maximum(), 50.0);
+        QCOMPARE(editor.parts.lower->text(), QStringLiteral("-50.0 dB"));
+        QCOMPARE(editor.parts.lower->minimum(), -50.0);
+        QCOMPARE(editor.parts.upper->maximum(), 50.0);
         // The upper slot ran last, with the new step; the lower slot's bound for the
         // upper box was replaced by the range's minimum right after.
-        QCOMPARE(parts.lower->maximum(), 49.5);
-        QCOMPARE(parts.upper->minimum(), -50.0);
-        QCOMPARE(widget.settings().levelCount, 17);
-        QCOMPARE(widget.settings().suffix, QStringLiteral(" dB"));
+        QCOMPARE(editor.parts.lower->maximum(), 49.5);
+        QCOMPARE(editor.parts.upper->minimum(), -50.0);
+        QCOMPARE(editor.widget.settings().levelCount, 17);
+        QCOMPARE(editor.widget.settings().suffix, QStringLiteral(" dB"));
     }
 
     void settingsThatChangeNoValueEmitNothing()
     {
-        TileColorTableEditorWidget widget;
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
+        Editor editor;
         TileColorTableEditorWidgetSettings settings;
         settings.suffix = QStringLiteral("x");
         settings.rangeMinimum = -200;
         settings.rangeMaximum = 200;
-        widget.setSettings(settings);
-        QCOMPARE(changed.count(), 0);
-        QVERIFY(widget.colorTableDescriptor() == TileColorTableDescriptor());
+        editor.widget.setSettings(settings);
+        QCOMPARE(editor.changed.count(), 0);
+        QVERIFY(editor.widget.colorTableDescriptor() == TileColorTableDescriptor());
     }
 
     void unusableNumbersDoNotBreakTheWidget()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
+        Editor editor;
         TileColorTableEditorWidgetSettings settings;
         settings.rangeMinimum = std::numeric_limits<double>::quiet_NaN();
         settings.rangeMaximum = std::numeric_limits<double>::infinity();
         settings.decimals = -3;
         settings.singleStep = -1;
-        widget.setSettings(settings);
+        editor.widget.setSettings(settings);
         TileColorTableDescriptor descriptor;
         descriptor.rangeLower = std::numeric_limits<double>::quiet_NaN();
         descriptor.rangeUpper = -std::numeric_limits<double>::infinity();
-        widget.setColorTableDescriptor(descriptor);
-        widget.setSettings(TileColorTableEditorWidgetSettings());
-        widget.setColorTableDescriptor(TileColorTableDescriptor());
-        QCOMPARE(parts.lower->value(), -127.0);
-        QCOMPARE(parts.upper->value(), 127.0);
+        editor.widget.setColorTableDescriptor(descriptor);
+        editor.widget.setSettings(TileColorTableEditorWidgetSettings());
+        editor.widget.setColorTableDescriptor(TileColorTableDescriptor());
+        QCOMPARE(editor.parts.lower->value(), -127.0);
+        QCOMPARE(editor.parts.upper->value(), 127.0);
     }
 
     // Buttons
 
     void resetAndAdjustOnlySignal()
     {
-        TileColorTableEditorWidget widget;
-        widget.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        QSignalSpy reset(&widget, &TileColorTableEditorWidget::si_resetClicked);
-        QSignalSpy adjust(&widget, &TileColorTableEditorWidget::si_autoAdjustClicked);
+        Editor editor;
+        QVERIFY(editor.show());
+        QSignalSpy reset(&editor.widget, &TileColorTableEditorWidget::si_resetClicked);
+        QSignalSpy adjust(&editor.widget, &TileColorTableEditorWidget::si_autoAdjustClicked);
         TileColorTableDescriptor descriptor;
         descriptor.rangeLower = -90;
-        widget.setColorTableDescriptor(descriptor);
-        changed.clear();
+        editor.widget.setColorTableDescriptor(descriptor);
+        editor.changed.clear();
 
-        QTest::mouseClick(parts.reset, Qt::LeftButton);
+        QTest::mouseClick(editor.parts.reset, Qt::LeftButton);
         QCOMPARE(reset.count(), 1);
         QCOMPARE(adjust.count(), 0);
-        QTest::mouseClick(parts.adjust, Qt::LeftButton);
-        QTest::mouseClick(parts.adjust, Qt::LeftButton);
+        QTest::mouseClick(editor.parts.adjust, Qt::LeftButton);
+        QTest::mouseClick(editor.parts.adjust, Qt::LeftButton);
         QCOMPARE(reset.count(), 1);
         QCOMPARE(adjust.count(), 2);
-        QCOMPARE(changed.count(), 0);
-        QVERIFY(widget.colorTableDescriptor() == descriptor);
-        QVERIFY(!parts.dialog->isVisible());
+        QCOMPARE(editor.changed.count(), 0);
+        QVERIFY(editor.widget.colorTableDescriptor() == descriptor);
+        QVERIFY(!editor.parts.dialog->isVisible());
     }
 
     void aColourButtonOpensTheDialogOnItsColour_data()
@@ -493,22 +481,19 @@ private Q_SLOTS:
     {
         QFETCH(QString, button);
         QFETCH(QColor, colour);
-        TileColorTableEditorWidget widget;
-        widget.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        auto* clicked = widget.findChild<QPushButton*>(button);
-        QTest::mouseClick(clicked, Qt::LeftButton);
-        QVERIFY(parts.dialog->isVisible());
-        QCOMPARE(parts.dialog->windowModality(), Qt::WindowModal);
-        QCOMPARE(parts.dialog->currentColor(), colour);
+        Editor editor;
+        QVERIFY(editor.show());
+        QTest::mouseClick(editor.widget.findChild<QPushButton*>(button), Qt::LeftButton);
+        QColorDialog* dialog = editor.parts.dialog;
+        QVERIFY(dialog->isVisible());
+        QCOMPARE(dialog->windowModality(), Qt::WindowModal);
+        QCOMPARE(dialog->currentColor(), colour);
         // The dialog reported its move from white to the button's colour: the same
         // descriptor is announced once.
-        QCOMPARE(changed.count(), 1);
-        QVERIFY(descriptorOf(changed, 0) == TileColorTableDescriptor());
-        parts.dialog->reject();
-        QVERIFY(!parts.dialog->isVisible());
+        QCOMPARE(editor.changed.count(), 1);
+        QVERIFY(descriptorOf(editor.changed, 0) == TileColorTableDescriptor());
+        dialog->reject();
+        QVERIFY(!dialog->isVisible());
     }
 
     void browsingColoursChangesTheEditedColourLive_data()
@@ -522,13 +507,13 @@ private Q_SLOTS:
     void browsingColoursChangesTheEditedColourLive()
     {
         QFETCH(QString, button);
-        TileColorTableEditorWidget widget;
-        widget.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        const Parts parts(widget);
-        auto* edited = widget.findChild<QPushButton*>(button);
+        Editor editor;
+        QVERIFY(editor.show());
+        const Parts& parts = editor.parts;
+        QSignalSpy& changed = editor.changed;
+        auto* edited = editor.widget.findChild<QPushButton*>(button);
         QTest::mouseClick(edited, Qt::LeftButton);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
+        changed.clear();
 
         for (const QColor& colour : {QColor(255, 0, 0), QColor(0, 128, 64)}) {
             parts.dialog->setCurrentColor(colour);
@@ -546,7 +531,7 @@ private Q_SLOTS:
 
         // Cancelling keeps what was browsed last.
         parts.dialog->reject();
-        QVERIFY(widget.colorTableDescriptor() == expected);
+        QVERIFY(editor.widget.colorTableDescriptor() == expected);
         QCOMPARE(changed.count(), 2);
         // The other buttons kept their colours.
         for (const QPushButton* other : {parts.low, parts.mid, parts.high}) {
@@ -557,45 +542,40 @@ private Q_SLOTS:
 
     void theLastClickedButtonIsTheEditedOne()
     {
-        TileColorTableEditorWidget widget;
-        widget.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        const Parts parts(widget);
-        QTest::mouseClick(parts.low, Qt::LeftButton);
-        parts.dialog->reject();
-        QTest::mouseClick(parts.high, Qt::LeftButton);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.dialog->setCurrentColor(QColor(Qt::yellow));
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(descriptorOf(changed, 0).highColor, QColor(Qt::yellow));
-        QCOMPARE(descriptorOf(changed, 0).lowColor, QColor(QStringLiteral("#001829")));
-        QCOMPARE(parts.low->styleSheet(), style("#001829"));
-        QCOMPARE(parts.high->styleSheet(), style("#ffff00"));
-        parts.dialog->reject();
+        Editor editor;
+        QVERIFY(editor.show());
+        QTest::mouseClick(editor.parts.low, Qt::LeftButton);
+        editor.parts.dialog->reject();
+        QTest::mouseClick(editor.parts.high, Qt::LeftButton);
+        editor.changed.clear();
+        editor.parts.dialog->setCurrentColor(QColor(Qt::yellow));
+        QCOMPARE(editor.changed.count(), 1);
+        QCOMPARE(descriptorOf(editor.changed, 0).highColor, QColor(Qt::yellow));
+        QCOMPARE(descriptorOf(editor.changed, 0).lowColor, QColor(QStringLiteral("#001829")));
+        QCOMPARE(editor.parts.low->styleSheet(), style("#001829"));
+        QCOMPARE(editor.parts.high->styleSheet(), style("#ffff00"));
+        editor.parts.dialog->reject();
     }
 
     void aDialogColourBeforeAnyClickChangesNothingButIsAnnounced()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
-        QSignalSpy changed(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged);
-        parts.dialog->setCurrentColor(QColor(Qt::green));
-        QCOMPARE(changed.count(), 1);
-        QVERIFY(descriptorOf(changed, 0) == TileColorTableDescriptor());
-        QCOMPARE(parts.low->styleSheet(), style("#001829"));
-        QCOMPARE(parts.mid->styleSheet(), style("#0a99ff"));
-        QCOMPARE(parts.high->styleSheet(), style("#d6eeff"));
+        Editor editor;
+        editor.parts.dialog->setCurrentColor(QColor(Qt::green));
+        QCOMPARE(editor.changed.count(), 1);
+        QVERIFY(descriptorOf(editor.changed, 0) == TileColorTableDescriptor());
+        QCOMPARE(editor.parts.low->styleSheet(), style("#001829"));
+        QCOMPARE(editor.parts.mid->styleSheet(), style("#0a99ff"));
+        QCOMPARE(editor.parts.high->styleSheet(), style("#d6eeff"));
     }
 
     void theDescriptorTravelsThroughQueuedConnections()
     {
-        TileColorTableEditorWidget widget;
-        const Parts parts(widget);
+        Editor editor;
         QList<TileColorTableDescriptor> received;
-        connect(&widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged, this,
+        connect(&editor.widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged, this,
                 [&received](const TileColorTableDescriptor& descriptor) { received.append(descriptor); },
                 Qt::QueuedConnection);
-        parts.upper->setValue(3);
+        editor.parts.upper->setValue(3);
         QTRY_COMPARE(received.size(), 1);
         QCOMPARE(received.at(0).rangeUpper, 3.0);
     }

@@ -5,9 +5,7 @@
 #include <mivo/tiling/TileServerProtocol.h>
 #include <mivo/tiling/TileSourceManager.h>
 
-#include "../common/TestTiles.h"
-
-#include <TestHttpServer.h>
+#include "TileSourceTestSupport.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -17,6 +15,8 @@
 #include <tuple>
 
 using namespace mivo::tiling;
+using sourcetest::letStrayAnswersArrive;
+using sourcetest::WatchedManager;
 
 namespace {
 
@@ -31,13 +31,6 @@ QByteArray alphaDescriptor()
 QByteArray bravoDescriptor()
 {
     return testtiles::descriptorJson(QStringLiteral("Bravo"), 4.0, 128, 7);
-}
-
-// The one bare wait of this suite, for checks that nothing (more) happens: answers on
-// loopback arrive within milliseconds, so anything still to come would come by then.
-void letStrayAnswersArrive()
-{
-    QTest::qWait(300);
 }
 
 // Every field of a record; the record's own operator== only compares ids.
@@ -105,9 +98,7 @@ private:
 
     void serveSource(const QString& base, const QByteArray& descriptor, const QRectF& extents)
     {
-        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), descriptor, "application/json");
-        m_server->setDocument(base + QStringLiteral("/tileextents.json"), testtiles::extentsJson(extents),
-                              "application/json");
+        sourcetest::serveSource(*m_server, base, descriptor, extents);
     }
 
 private Q_SLOTS:
@@ -160,27 +151,26 @@ private Q_SLOTS:
     void discoveryAddsListedSourcesWithTheirDocuments()
     {
         serveTwoSources();
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QCOMPARE(manager.discoveryUrl(), url(QStringLiteral("/tiles")));
-        QVERIFY(manager.tileSources().isEmpty());
-        QCOMPARE(changed.count(), 0);
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QCOMPARE(watched.manager.discoveryUrl(), url(QStringLiteral("/tiles")));
+        QVERIFY(watched.manager.tileSources().isEmpty());
+        QCOMPARE(watched.changed.count(), 0);
 
         // Added, descriptor stored, extents stored: three emissions per source.
-        QTRY_COMPARE(changed.count(), 6);
-        const QList<TileSource>& sources = manager.tileSources();
+        QTRY_COMPARE(watched.changed.count(), 6);
+        const QList<TileSource>& sources = watched.manager.tileSources();
         QCOMPARE(sources.size(), 2);
         checkSource(sources.at(0), QStringLiteral("b"), QStringLiteral("Bravo"), url(QStringLiteral("/tiles/b")),
                     parseTileSystemDescriptor(bravoDescriptor()), bravoExtents);
         checkSource(sources.at(1), QStringLiteral("a"), QStringLiteral("Alpha"), url(QStringLiteral("/tiles/a")),
                     parseTileSystemDescriptor(alphaDescriptor()), alphaExtents);
         QCOMPARE(sources.at(0).descriptor.xaxis.tilesize, quint16(128));
-        checkSource(manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("Alpha"),
+        checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("Alpha"),
                     url(QStringLiteral("/tiles/a")), parseTileSystemDescriptor(alphaDescriptor()), alphaExtents);
 
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 6);
+        QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const QString& id : {QStringLiteral("a"), QStringLiteral("b")}) {
             QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(id)), 1);
@@ -217,37 +207,35 @@ private Q_SLOTS:
     void discoveringTheSameUrlTwiceDoesNotDuplicate()
     {
         serveTwoSources();
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_COMPARE(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")), 2);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 6);
-        QCOMPARE(manager.tileSources().size(), 2);
+        QCOMPARE(watched.changed.count(), 6);
+        QCOMPARE(watched.manager.tileSources().size(), 2);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/a/tiledescriptor.json")), 1);
     }
 
     void aSecondDiscoveryAddsOnlyNewIds()
     {
         serveTwoSources();
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
 
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"a\", \"c\", \"b\", \"c\"]");
         serveSource(QStringLiteral("/tiles/c"), testtiles::descriptorJson(QStringLiteral("Charlie"), 1.0, 256, 3),
                     QRectF(1, 2, 3, 4));
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 9);
-        QCOMPARE(manager.tileSources().size(), 3);
-        QCOMPARE(manager.tileSources().at(2).id, QStringLiteral("c"));
-        QCOMPARE(manager.tileSources().at(2).name, QStringLiteral("Charlie"));
-        QCOMPARE(manager.tileSources().at(2).extents, QRectF(1, 2, 3, 4));
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 9);
+        QCOMPARE(watched.manager.tileSources().size(), 3);
+        QCOMPARE(watched.manager.tileSources().at(2).id, QStringLiteral("c"));
+        QCOMPARE(watched.manager.tileSources().at(2).name, QStringLiteral("Charlie"));
+        QCOMPARE(watched.manager.tileSources().at(2).extents, QRectF(1, 2, 3, 4));
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 9);
+        QCOMPARE(watched.changed.count(), 9);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/c/tiledescriptor.json")), 1);
     }
 
@@ -255,16 +243,15 @@ private Q_SLOTS:
     {
         serveTwoSources();
         m_server->setDocument(QStringLiteral("/other/tilesources.json"), "[\"a\", \"z\"]");
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
-        manager.discoverTileSources(url(QStringLiteral("/other")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
+        watched.manager.discoverTileSources(url(QStringLiteral("/other")));
         // "a" is known (under its old base URL); "z" is new and lives under the new URL.
-        QTRY_COMPARE(changed.count(), 9);
-        QCOMPARE(manager.tileSources().size(), 3);
-        QCOMPARE(manager.tileSource(QStringLiteral("a")).baseUrl, url(QStringLiteral("/tiles/a")));
-        checkSource(manager.tileSource(QStringLiteral("z")), QStringLiteral("z"), QString(),
+        QTRY_COMPARE(watched.changed.count(), 9);
+        QCOMPARE(watched.manager.tileSources().size(), 3);
+        QCOMPARE(watched.manager.tileSource(QStringLiteral("a")).baseUrl, url(QStringLiteral("/tiles/a")));
+        checkSource(watched.manager.tileSource(QStringLiteral("z")), QStringLiteral("z"), QString(),
                     url(QStringLiteral("/other/z")), TileSystemDescriptor(), QRectF(0, 0, 0, 0));
         QCOMPARE(m_server->requestCount(QStringLiteral("/other/z/tiledescriptor.json")), 1);
         QCOMPARE(m_server->requestCount(QStringLiteral("/other/z/tileextents.json")), 1);
@@ -275,17 +262,16 @@ private Q_SLOTS:
         m_server->setDocument(QStringLiteral("/old/tilesources.json"), "[\"p\"]");
         m_server->setFault(QStringLiteral("/old/tilesources.json"), TestHttpServer::Fault::Hold);
         m_server->setDocument(QStringLiteral("/new/tilesources.json"), "[\"q\"]");
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/old")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/old")));
         QTRY_COMPARE(m_server->heldCount(), 1);
-        manager.discoverTileSources(url(QStringLiteral("/new")));
-        QTRY_COMPARE(changed.count(), 3);
+        watched.manager.discoverTileSources(url(QStringLiteral("/new")));
+        QTRY_COMPARE(watched.changed.count(), 3);
         m_server->releaseAllHeld();
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 3);
-        QCOMPARE(manager.tileSources().size(), 1);
-        QCOMPARE(manager.tileSources().at(0).id, QStringLiteral("q"));
+        QCOMPARE(watched.changed.count(), 3);
+        QCOMPARE(watched.manager.tileSources().size(), 1);
+        QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("q"));
         QCOMPARE(m_server->requestCount(QStringLiteral("/old/p/tiledescriptor.json")), 0);
     }
 
@@ -293,14 +279,13 @@ private Q_SLOTS:
     {
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[1, \"a\", null, {\"x\": 2}]");
         serveSource(QStringLiteral("/tiles/a"), alphaDescriptor(), alphaExtents);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
-        QCOMPARE(manager.tileSources().size(), 2);
-        QVERIFY(manager.tileSources().at(0).id.isEmpty());
-        QCOMPARE(manager.tileSources().at(0).baseUrl, url(QStringLiteral("/tiles/")));
-        QCOMPARE(manager.tileSources().at(1).id, QStringLiteral("a"));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
+        QCOMPARE(watched.manager.tileSources().size(), 2);
+        QVERIFY(watched.manager.tileSources().at(0).id.isEmpty());
+        QCOMPARE(watched.manager.tileSources().at(0).baseUrl, url(QStringLiteral("/tiles/")));
+        QCOMPARE(watched.manager.tileSources().at(1).id, QStringLiteral("a"));
         // The empty id's documents are asked for under "/tiles/" (a double slash).
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles//tiledescriptor.json")), 1);
     }
@@ -312,27 +297,25 @@ private Q_SLOTS:
             ids.append(QStringLiteral("\"s%1\"").arg(i));
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"),
                               QStringLiteral("[%1]").arg(ids.join(QLatin1Char(','))).toUtf8());
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         // All added while the one answer is read.
-        QTRY_VERIFY(!manager.tileSources().isEmpty());
-        QCOMPARE(manager.tileSources().size(), 1000);
-        QCOMPARE(manager.tileSources().first().id, QStringLiteral("s0"));
-        QCOMPARE(manager.tileSources().last().id, QStringLiteral("s999"));
-        QVERIFY(manager.tileSource(QStringLiteral("s1000")).id.isNull());
-        QVERIFY(changed.count() >= 1000);
+        QTRY_VERIFY(!watched.manager.tileSources().isEmpty());
+        QCOMPARE(watched.manager.tileSources().size(), 1000);
+        QCOMPARE(watched.manager.tileSources().first().id, QStringLiteral("s0"));
+        QCOMPARE(watched.manager.tileSources().last().id, QStringLiteral("s999"));
+        QVERIFY(watched.manager.tileSource(QStringLiteral("s1000")).id.isNull());
+        QVERIFY(watched.changed.count() >= 1000);
     }
 
     void discoveryUrlWithTrailingSlashIsNotStripped()
     {
         m_server->setDocument(QStringLiteral("/tiles//tilesources.json"), "[\"a\"]");
         serveSource(QStringLiteral("/tiles//a"), alphaDescriptor(), alphaExtents);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles/")));
-        QTRY_COMPARE(changed.count(), 3);
-        checkSource(manager.tileSources().at(0), QStringLiteral("a"), QStringLiteral("Alpha"),
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles/")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        checkSource(watched.manager.tileSources().at(0), QStringLiteral("a"), QStringLiteral("Alpha"),
                     url(QStringLiteral("/tiles//a")), parseTileSystemDescriptor(alphaDescriptor()), alphaExtents);
     }
 
@@ -340,44 +323,42 @@ private Q_SLOTS:
 
     void addedSourceBeforeAnyDiscoveryLivesUnderSlashId()
     {
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.addTileSource(QStringLiteral("x"), QStringLiteral("Mine"));
-        QCOMPARE(changed.count(), 1);
-        checkSource(manager.tileSource(QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Mine"),
+        WatchedManager watched;
+        watched.manager.addTileSource(QStringLiteral("x"), QStringLiteral("Mine"));
+        QCOMPARE(watched.changed.count(), 1);
+        checkSource(watched.manager.tileSource(QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Mine"),
                     QStringLiteral("/x"), TileSystemDescriptor(), QRectF(0, 0, 0, 0));
         // "/x/tiledescriptor.json" names no server: it fails, the default descriptor is
         // stored and the extents (failing too) are still asked for.
-        QTRY_COMPARE(changed.count(), 3);
-        checkSource(manager.tileSource(QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Mine"),
+        QTRY_COMPARE(watched.changed.count(), 3);
+        checkSource(watched.manager.tileSource(QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Mine"),
                     QStringLiteral("/x"), TileSystemDescriptor(), QRectF(0, 0, 0, 0));
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 3);
+        QCOMPARE(watched.changed.count(), 3);
     }
 
     void addedSourceKeepsItsNameWhenTheDescriptorArrives()
     {
         serveTwoSources();
         m_server->setFault(QStringLiteral("/tiles/tilesources.json"), TestHttpServer::Fault::Hold);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        manager.addTileSource(QStringLiteral("a"), QStringLiteral("My alpha"));
-        manager.addTileSource(QStringLiteral("b"), QLatin1String(""));
-        QCOMPARE(changed.count(), 2);
-        QTRY_COMPARE(changed.count(), 6);
-        checkSource(manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("My alpha"),
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        watched.manager.addTileSource(QStringLiteral("a"), QStringLiteral("My alpha"));
+        watched.manager.addTileSource(QStringLiteral("b"), QLatin1String(""));
+        QCOMPARE(watched.changed.count(), 2);
+        QTRY_COMPARE(watched.changed.count(), 6);
+        checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("My alpha"),
                     url(QStringLiteral("/tiles/a")), parseTileSystemDescriptor(alphaDescriptor()), alphaExtents);
         // An empty name counts as no name.
-        QCOMPARE(manager.tileSource(QStringLiteral("b")).name, QStringLiteral("Bravo"));
+        QCOMPARE(watched.manager.tileSource(QStringLiteral("b")).name, QStringLiteral("Bravo"));
 
         // The listed ids are known already.
         m_server->releaseAllHeld();
         QTRY_COMPARE(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 6);
-        QCOMPARE(manager.tileSources().size(), 2);
-        QCOMPARE(manager.tileSources().at(0).id, QStringLiteral("a"));
+        QCOMPARE(watched.changed.count(), 6);
+        QCOMPARE(watched.manager.tileSources().size(), 2);
+        QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("a"));
     }
 
     void addingAKnownIdDoesNothing()
@@ -400,14 +381,13 @@ private Q_SLOTS:
 
     void nullAndEmptyIdsAreTheSameId()
     {
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.addTileSource(QString(), QStringLiteral("null"));
-        manager.addTileSource(QLatin1String(""), QStringLiteral("empty"));
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(manager.tileSources().size(), 1);
-        QCOMPARE(manager.tileSource(QLatin1String("")).name, QStringLiteral("null"));
-        QCOMPARE(manager.tileSources().at(0).baseUrl, QStringLiteral("/"));
+        WatchedManager watched;
+        watched.manager.addTileSource(QString(), QStringLiteral("null"));
+        watched.manager.addTileSource(QLatin1String(""), QStringLiteral("empty"));
+        QCOMPARE(watched.changed.count(), 1);
+        QCOMPARE(watched.manager.tileSources().size(), 1);
+        QCOMPARE(watched.manager.tileSource(QLatin1String("")).name, QStringLiteral("null"));
+        QCOMPARE(watched.manager.tileSources().at(0).baseUrl, QStringLiteral("/"));
     }
 
     // Removing
@@ -415,20 +395,19 @@ private Q_SLOTS:
     void removingANamedSourceEmitsOnce()
     {
         serveTwoSources();
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
-        manager.removeTileSource(QStringLiteral("b"));
-        QCOMPARE(changed.count(), 7);
-        QCOMPARE(manager.tileSources().size(), 1);
-        QCOMPARE(manager.tileSources().at(0).id, QStringLiteral("a"));
-        QVERIFY(manager.tileSource(QStringLiteral("b")).id.isNull());
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
+        watched.manager.removeTileSource(QStringLiteral("b"));
+        QCOMPARE(watched.changed.count(), 7);
+        QCOMPARE(watched.manager.tileSources().size(), 1);
+        QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("a"));
+        QVERIFY(watched.manager.tileSource(QStringLiteral("b")).id.isNull());
         // Once removed, a later discovery brings it back as new.
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 10);
-        QCOMPARE(manager.tileSources().at(1).id, QStringLiteral("b"));
-        QCOMPARE(manager.tileSources().at(1).name, QStringLiteral("Bravo"));
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 10);
+        QCOMPARE(watched.manager.tileSources().at(1).id, QStringLiteral("b"));
+        QCOMPARE(watched.manager.tileSources().at(1).name, QStringLiteral("Bravo"));
     }
 
     void removingAnUnknownIdEmitsNothing()
@@ -445,29 +424,28 @@ private Q_SLOTS:
     {
         serveTwoSources();
         m_server->setFault(QStringLiteral("/tiles/a/tiledescriptor.json"), TestHttpServer::Fault::Hold);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 4); // "b" complete, "a" added
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 4); // "b" complete, "a" added
         QTRY_COMPARE(m_server->heldCount(), 1);
-        QVERIFY(manager.tileSource(QStringLiteral("a")).name.isNull());
-        manager.removeTileSource(QStringLiteral("a"));
-        QCOMPARE(changed.count(), 4);
-        QCOMPARE(manager.tileSources().size(), 2);
+        QVERIFY(watched.manager.tileSource(QStringLiteral("a")).name.isNull());
+        watched.manager.removeTileSource(QStringLiteral("a"));
+        QCOMPARE(watched.changed.count(), 4);
+        QCOMPARE(watched.manager.tileSources().size(), 2);
 
         // Once the descriptor has named it, it goes.
         m_server->releaseAllHeld();
-        QTRY_COMPARE(changed.count(), 6);
-        manager.removeTileSource(QStringLiteral("a"));
-        QCOMPARE(changed.count(), 7);
-        QCOMPARE(manager.tileSources().size(), 1);
+        QTRY_COMPARE(watched.changed.count(), 6);
+        watched.manager.removeTileSource(QStringLiteral("a"));
+        QCOMPARE(watched.changed.count(), 7);
+        QCOMPARE(watched.manager.tileSources().size(), 1);
 
         // Added by hand with a null name: it stays as well.
-        manager.addTileSource(QStringLiteral("n"), QString());
-        QCOMPARE(changed.count(), 8);
-        manager.removeTileSource(QStringLiteral("n"));
-        QCOMPARE(changed.count(), 8);
-        QCOMPARE(manager.tileSources().size(), 2);
+        watched.manager.addTileSource(QStringLiteral("n"), QString());
+        QCOMPARE(watched.changed.count(), 8);
+        watched.manager.removeTileSource(QStringLiteral("n"));
+        QCOMPARE(watched.changed.count(), 8);
+        QCOMPARE(watched.manager.tileSources().size(), 2);
     }
 
     void aDescriptorWithoutNameMakesASourceRemovableOrNot_data()
@@ -485,15 +463,14 @@ private Q_SLOTS:
         QFETCH(bool, removable);
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"a\"]");
         serveSource(QStringLiteral("/tiles/a"), descriptor, alphaExtents);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 3);
-        QCOMPARE(manager.tileSource(QStringLiteral("a")).name.isNull(), !removable);
-        QVERIFY(manager.tileSource(QStringLiteral("a")).name.isEmpty());
-        manager.removeTileSource(QStringLiteral("a"));
-        QCOMPARE(changed.count(), removable ? 4 : 3);
-        QCOMPARE(manager.tileSources().size(), removable ? 0 : 1);
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        QCOMPARE(watched.manager.tileSource(QStringLiteral("a")).name.isNull(), !removable);
+        QVERIFY(watched.manager.tileSource(QStringLiteral("a")).name.isEmpty());
+        watched.manager.removeTileSource(QStringLiteral("a"));
+        QCOMPARE(watched.changed.count(), removable ? 4 : 3);
+        QCOMPARE(watched.manager.tileSources().size(), removable ? 0 : 1);
     }
 
     // Failures: nothing crashes, the documented defaults appear
@@ -519,13 +496,12 @@ private Q_SLOTS:
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), body);
         m_server->setDocument(QStringLiteral("/moved/tiles/tilesources.json"), "[\"a\"]");
         m_server->setFault(QStringLiteral("/tiles/tilesources.json"), fault);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_VERIFY(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")) >= 1);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 0);
-        QVERIFY(manager.tileSources().isEmpty());
+        QCOMPARE(watched.changed.count(), 0);
+        QVERIFY(watched.manager.tileSources().isEmpty());
         // A redirect is not followed.
         QCOMPARE(m_server->requestCount(QStringLiteral("/moved/tiles/tilesources.json")), 0);
     }
@@ -539,12 +515,11 @@ private Q_SLOTS:
             QVERIFY(gone.start());
             port = gone.port();
         }
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(QStringLiteral("http://127.0.0.1:%1").arg(port));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(QStringLiteral("http://127.0.0.1:%1").arg(port));
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 0);
-        QVERIFY(manager.tileSources().isEmpty());
+        QCOMPARE(watched.changed.count(), 0);
+        QVERIFY(watched.manager.tileSources().isEmpty());
     }
 
     void failedDescriptorGivesTheDefaultAndStillAsksForExtents_data()
@@ -569,16 +544,15 @@ private Q_SLOTS:
         serveSource(QStringLiteral("/tiles/a"), body, alphaExtents);
         m_server->setDocument(QStringLiteral("/moved/tiles/a/tiledescriptor.json"), alphaDescriptor());
         m_server->setFault(QStringLiteral("/tiles/a/tiledescriptor.json"), fault);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 3);
-        checkSource(manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QString(),
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QString(),
                     url(QStringLiteral("/tiles/a")), TileSystemDescriptor(), alphaExtents);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/a/tileextents.json")), 1);
         QCOMPARE(m_server->requestCount(QStringLiteral("/moved/tiles/a/tiledescriptor.json")), 0);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 3);
+        QCOMPARE(watched.changed.count(), 3);
     }
 
     void failedExtentsGiveZero_data()
@@ -601,14 +575,13 @@ private Q_SLOTS:
         serveSource(QStringLiteral("/tiles/a"), alphaDescriptor(), alphaExtents);
         m_server->setDocument(QStringLiteral("/tiles/a/tileextents.json"), body);
         m_server->setFault(QStringLiteral("/tiles/a/tileextents.json"), fault);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 3);
-        checkSource(manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("Alpha"),
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("Alpha"),
                     url(QStringLiteral("/tiles/a")), parseTileSystemDescriptor(alphaDescriptor()), QRectF(0, 0, 0, 0));
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 3);
+        QCOMPARE(watched.changed.count(), 3);
     }
 
     void extentsWithOnlyXGiveZeroHeight()
@@ -616,11 +589,10 @@ private Q_SLOTS:
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"a\"]");
         serveSource(QStringLiteral("/tiles/a"), alphaDescriptor(), alphaExtents);
         m_server->setDocument(QStringLiteral("/tiles/a/tileextents.json"), "{\"x\": {\"min\": 10, \"max\": 30}}");
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 3);
-        QCOMPARE(manager.tileSource(QStringLiteral("a")).extents, QRectF(10, 0, 20, 0));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        QCOMPARE(watched.manager.tileSource(QStringLiteral("a")).extents, QRectF(10, 0, 20, 0));
     }
 
     void oversizedDescriptorCountsAsFailed_data()
@@ -643,12 +615,11 @@ private Q_SLOTS:
         descriptor.append(QByteArray(padding, ' '));
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"a\"]");
         serveSource(QStringLiteral("/tiles/a"), descriptor, alphaExtents);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         // Cut off or read, the answer ends and the extents follow.
-        QTRY_COMPARE(changed.count(), 3);
-        checkSource(manager.tileSource(QStringLiteral("a")), QStringLiteral("a"),
+        QTRY_COMPARE(watched.changed.count(), 3);
+        checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"),
                     read ? QStringLiteral("Alpha") : QString(), url(QStringLiteral("/tiles/a")),
                     read ? parseTileSystemDescriptor(alphaDescriptor()) : TileSystemDescriptor(), alphaExtents);
     }
@@ -659,13 +630,12 @@ private Q_SLOTS:
         list.append(QByteArray(int(4 * TileSourceManager::maximumDocumentSize), ' '));
         list.append("]");
         m_server->setDocument(QStringLiteral("/big/tilesources.json"), list);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/big")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/big")));
         QTRY_COMPARE(m_server->requestCount(QStringLiteral("/big/tilesources.json")), 1);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 0);
-        QVERIFY(manager.tileSources().isEmpty());
+        QCOMPARE(watched.changed.count(), 0);
+        QVERIFY(watched.manager.tileSources().isEmpty());
     }
 
     // Matching answers by URL
@@ -677,75 +647,72 @@ private Q_SLOTS:
         m_server->setDocument(QStringLiteral("/tilesources.json"), "[\"x/y\"]");
         serveSource(QStringLiteral("/x/y"), alphaDescriptor(), alphaExtents);
         m_server->setFault(QStringLiteral("/x/y/tiledescriptor.json"), TestHttpServer::Fault::Hold);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/x")));
-        QTRY_COMPARE(changed.count(), 1);
-        manager.discoverTileSources(url(QString()));
-        QTRY_COMPARE(changed.count(), 2);
-        QCOMPARE(manager.tileSources().at(0).baseUrl, manager.tileSources().at(1).baseUrl);
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/x")));
+        QTRY_COMPARE(watched.changed.count(), 1);
+        watched.manager.discoverTileSources(url(QString()));
+        QTRY_COMPARE(watched.changed.count(), 2);
+        QCOMPARE(watched.manager.tileSources().at(0).baseUrl, watched.manager.tileSources().at(1).baseUrl);
         QTRY_COMPARE(m_server->heldCount(), 2);
 
         // Each of the two descriptor answers reaches both sources: the first in the list
         // reads the body, the second an empty one. Each of them asks for the extents, so
         // four extents answers follow, each again reaching both.
         m_server->releaseAllHeld();
-        QTRY_COMPARE(changed.count(), 2 + 2 * 2 + 4 * 2);
-        checkSource(manager.tileSources().at(0), QStringLiteral("y"), QStringLiteral("Alpha"),
+        QTRY_COMPARE(watched.changed.count(), 2 + 2 * 2 + 4 * 2);
+        checkSource(watched.manager.tileSources().at(0), QStringLiteral("y"), QStringLiteral("Alpha"),
                     url(QStringLiteral("/x/y")), parseTileSystemDescriptor(alphaDescriptor()), alphaExtents);
-        checkSource(manager.tileSources().at(1), QStringLiteral("x/y"), QString(), url(QStringLiteral("/x/y")),
+        checkSource(watched.manager.tileSources().at(1), QStringLiteral("x/y"), QString(), url(QStringLiteral("/x/y")),
                     TileSystemDescriptor(), QRectF(0, 0, 0, 0));
         QCOMPARE(m_server->requestCount(QStringLiteral("/x/y/tiledescriptor.json")), 2);
         QCOMPARE(m_server->requestCount(QStringLiteral("/x/y/tileextents.json")), 4);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 14);
+        QCOMPARE(watched.changed.count(), 14);
     }
 
     void aSourceRemovedWhileItsDocumentsAreUnderwayIsLeftAlone()
     {
         serveTwoSources();
         m_server->setFault(QStringLiteral("/tiles/a/tileextents.json"), TestHttpServer::Fault::Hold);
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_COMPARE(m_server->heldCount(), 1);
-        QTRY_COMPARE(changed.count(), 5);
-        manager.removeTileSource(QStringLiteral("a"));
-        QCOMPARE(changed.count(), 6);
+        QTRY_COMPARE(watched.changed.count(), 5);
+        watched.manager.removeTileSource(QStringLiteral("a"));
+        QCOMPARE(watched.changed.count(), 6);
         m_server->releaseAllHeld();
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 6);
-        QCOMPARE(manager.tileSources().size(), 1);
-        QCOMPARE(manager.tileSources().at(0).id, QStringLiteral("b"));
+        QCOMPARE(watched.changed.count(), 6);
+        QCOMPARE(watched.manager.tileSources().size(), 1);
+        QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("b"));
     }
 
     void aHostChangingTheListFromTheSignalIsSafe()
     {
         serveTwoSources();
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
+        WatchedManager watched;
         // The host drops every source as soon as it is named, and adds one of its own once.
         bool added = false;
         QObject context;
-        connect(&manager, &TileSourceManager::si_tileSourceListChanged, &context, [&] {
-            for (const TileSource& source : manager.tileSources()) {
+        connect(&watched.manager, &TileSourceManager::si_tileSourceListChanged, &context, [&] {
+            for (const TileSource& source : watched.manager.tileSources()) {
                 if (!source.name.isNull() && source.id != QLatin1String("mine")) {
-                    manager.removeTileSource(source.id);
+                    watched.manager.removeTileSource(source.id);
                     return;
                 }
             }
             if (!added) {
                 added = true;
-                manager.addTileSource(QStringLiteral("mine"), QStringLiteral("Mine"));
+                watched.manager.addTileSource(QStringLiteral("mine"), QStringLiteral("Mine"));
             }
         });
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_VERIFY(m_server->requestCount(QStringLiteral("/tiles/a/tiledescriptor.json")) == 1
                     && m_server->requestCount(QStringLiteral("/tiles/b/tiledescriptor.json")) == 1);
-        QTRY_COMPARE(manager.tileSources().size(), 1);
+        QTRY_COMPARE(watched.manager.tileSources().size(), 1);
         letStrayAnswersArrive();
-        QCOMPARE(manager.tileSources().size(), 1);
-        QCOMPARE(manager.tileSources().at(0).id, QStringLiteral("mine"));
+        QCOMPARE(watched.manager.tileSources().size(), 1);
+        QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("mine"));
         // Removed sources ask for nothing more.
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/a/tileextents.json")), 1);
     }
@@ -769,14 +736,13 @@ private Q_SLOTS:
     void updateTimerStaysInert()
     {
         serveTwoSources();
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
         // 0 ms is not more than 0 s x 1000: never started.
-        QVERIFY(!manager.updateTimer().isActive());
-        QCOMPARE(manager.updateTimer().interval(), 0);
-        QVERIFY(manager.updateTimer().parent() == nullptr);
+        QVERIFY(!watched.manager.updateTimer().isActive());
+        QCOMPARE(watched.manager.updateTimer().interval(), 0);
+        QVERIFY(watched.manager.updateTimer().parent() == nullptr);
     }
 };
 

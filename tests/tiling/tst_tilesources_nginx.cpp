@@ -9,7 +9,7 @@
 #include <mivo/tiling/TileSourceManager.h>
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
-#include "../common/TestTiles.h"
+#include "TileSourceTestSupport.h"
 
 #include <NginxServer.h>
 
@@ -25,6 +25,9 @@
 #include <memory>
 
 using namespace mivo::tiling;
+using sourcetest::WatchedManager;
+using sourcetest::buttonTexts;
+using sourcetest::letStrayAnswersArrive;
 
 namespace {
 
@@ -92,20 +95,6 @@ QByteArray readFile(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QStringList buttonTexts(const TileSourceSelectionWidget& widget)
-{
-    QStringList texts;
-    for (int i = 0; i < widget.layout()->count(); ++i)
-        texts.append(qobject_cast<QRadioButton*>(widget.layout()->itemAt(i)->widget())->text());
-    return texts;
-}
-
-// The one bare wait of this suite, for checks that nothing (more) happens.
-void letStrayAnswersArrive()
-{
-    QTest::qWait(300);
-}
-
 } // namespace
 
 class TestTileSourcesNginx : public QObject
@@ -154,11 +143,10 @@ private Q_SLOTS:
 
     void theGeneratedSourcesAreDiscoveredWithTheirDocuments()
     {
-        TileSourceManager manager;
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
-        const QList<TileSource>& sources = manager.tileSources();
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
+        const QList<TileSource>& sources = watched.manager.tileSources();
         QCOMPARE(sources.size(), 2);
         for (int i = 0; i < 2; ++i) {
             const Recording& recording = i == 0 ? alpha : beta;
@@ -174,7 +162,7 @@ private Q_SLOTS:
             QCOMPARE(source.extents, recording.extents());
         }
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 6);
+        QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(m_nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const Recording& recording : {alpha, beta}) {
             QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)), 1);
@@ -184,13 +172,12 @@ private Q_SLOTS:
 
     void thePickerShowsBothAndOpensTheSecond()
     {
-        TileSourceManager manager;
-        TileSourceSelectionWidget picker(manager);
+        WatchedManager watched;
+        TileSourceSelectionWidget picker(watched.manager);
         picker.show();
         QVERIFY(QTest::qWaitForWindowExposed(&picker));
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 6);
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 6);
         QCOMPARE(buttonTexts(picker),
                  QStringList({QStringLiteral("None"),
                               QStringLiteral("Alpha band\n99976.000 KHz - 100024.000 KHz\n"
@@ -203,9 +190,9 @@ private Q_SLOTS:
         TileProvider provider(loader);
         QObject host;
         connect(&picker, &TileSourceSelectionWidget::si_activeTileSourceChanged, &host,
-                [&](const QString& id) { provider.setTileSource(manager.tileSource(id).baseUrl); });
+                [&](const QString& id) { provider.setTileSource(watched.manager.tileSource(id).baseUrl); });
         QSignalSpy picked(&picker, &TileSourceSelectionWidget::si_activeTileSourceChanged);
-        auto* second = qobject_cast<QRadioButton*>(picker.layout()->itemAt(2)->widget());
+        auto* second = sourcetest::buttons(picker).at(2);
         QTest::mouseClick(second, Qt::LeftButton);
         QCOMPARE(picked.count(), 1);
         QCOMPARE(picked.at(0).at(0).toString(), QStringLiteral("beta"));
@@ -232,39 +219,38 @@ private Q_SLOTS:
 
     void faultySourcesGetTheDocumentedDefaults()
     {
-        TileSourceManager manager;
-        TileSourceSelectionWidget picker(manager);
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/faulty")));
-        QTRY_COMPARE(changed.count(), 9);
+        WatchedManager watched;
+        TileSourceSelectionWidget picker(watched.manager);
+        watched.manager.discoverTileSources(url(QStringLiteral("/faulty")));
+        QTRY_COMPARE(watched.changed.count(), 9);
         const QString faulty = url(QStringLiteral("/faulty/"));
 
-        const TileSource missing = manager.tileSource(QStringLiteral("missing"));
+        const TileSource missing = watched.manager.tileSource(QStringLiteral("missing"));
         QVERIFY(missing.name.isNull());
         QVERIFY(missing.descriptor == TileSystemDescriptor());
         QCOMPARE(missing.extents, QRectF(0, 0, 0, 0));
         QCOMPARE(missing.baseUrl, faulty + QStringLiteral("missing"));
 
-        const TileSource badDescriptor = manager.tileSource(QStringLiteral("bad-descriptor"));
+        const TileSource badDescriptor = watched.manager.tileSource(QStringLiteral("bad-descriptor"));
         QVERIFY(badDescriptor.name.isNull());
         QVERIFY(badDescriptor.descriptor == TileSystemDescriptor());
         QCOMPARE(badDescriptor.extents, QRectF(1, 2, 3, 4));
 
-        const TileSource badExtents = manager.tileSource(QStringLiteral("bad-extents"));
+        const TileSource badExtents = watched.manager.tileSource(QStringLiteral("bad-extents"));
         QCOMPARE(badExtents.name, QStringLiteral("ok"));
         QCOMPARE(badExtents.descriptor.xaxis.tilesize, quint16(64));
         QCOMPARE(badExtents.extents, QRectF(0, 0, 0, 0));
 
         // Nameless sources cannot be removed; the named one can.
-        manager.removeTileSource(QStringLiteral("missing"));
-        manager.removeTileSource(QStringLiteral("bad-descriptor"));
-        QCOMPARE(changed.count(), 9);
+        watched.manager.removeTileSource(QStringLiteral("missing"));
+        watched.manager.removeTileSource(QStringLiteral("bad-descriptor"));
+        QCOMPARE(watched.changed.count(), 9);
         QCOMPARE(buttonTexts(picker),
                  QStringList({QStringLiteral("None"), QString(), QString(),
                               QStringLiteral("ok\n0.000 KHz - 0.000 KHz\n"
                                              "01 Jan 70 00:00:00.000 - 01 Jan 70 00:00:00.000")}));
-        manager.removeTileSource(QStringLiteral("bad-extents"));
-        QCOMPARE(changed.count(), 10);
+        watched.manager.removeTileSource(QStringLiteral("bad-extents"));
+        QCOMPARE(watched.changed.count(), 10);
         QCOMPARE(buttonTexts(picker), QStringList({QStringLiteral("None"), QString(), QString()}));
     }
 
@@ -278,13 +264,12 @@ private Q_SLOTS:
     void discoveryWithoutAListAddsNothing()
     {
         QFETCH(QString, path);
-        TileSourceManager manager;
-        TileSourceSelectionWidget picker(manager);
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(path));
+        WatchedManager watched;
+        TileSourceSelectionWidget picker(watched.manager);
+        watched.manager.discoverTileSources(url(path));
         QTRY_COMPARE(m_nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
         letStrayAnswersArrive();
-        QCOMPARE(changed.count(), 0);
+        QCOMPARE(watched.changed.count(), 0);
         QCOMPARE(buttonTexts(picker), QStringList{QStringLiteral("None")});
     }
 };

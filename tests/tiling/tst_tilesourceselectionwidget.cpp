@@ -4,9 +4,7 @@
 #include <mivo/tiling/TileSourceManager.h>
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
-#include "../common/TestTiles.h"
-
-#include <TestHttpServer.h>
+#include "TileSourceTestSupport.h"
 
 #include <QLayout>
 #include <QPointer>
@@ -18,25 +16,12 @@
 #include <memory>
 
 using namespace mivo::tiling;
+using sourcetest::WatchedManager;
+using sourcetest::buttons;
+using sourcetest::buttonTexts;
+using sourcetest::letStrayAnswersArrive;
 
 namespace {
-
-// The buttons from top to bottom.
-QList<QRadioButton*> buttons(const TileSourceSelectionWidget& widget)
-{
-    QList<QRadioButton*> list;
-    for (int i = 0; i < widget.layout()->count(); ++i)
-        list.append(qobject_cast<QRadioButton*>(widget.layout()->itemAt(i)->widget()));
-    return list;
-}
-
-QStringList texts(const TileSourceSelectionWidget& widget)
-{
-    QStringList list;
-    for (const QRadioButton* button : buttons(widget))
-        list.append(button ? button->text() : QStringLiteral("<not a radio button>"));
-    return list;
-}
 
 QStringList ids(const TileSourceSelectionWidget& widget)
 {
@@ -86,12 +71,6 @@ TileSourceSelectionWidgetSettings plainFormatters()
     return settings;
 }
 
-// The one bare wait of this suite, for checks that nothing (more) happens.
-void letStrayAnswersArrive()
-{
-    QTest::qWait(300);
-}
-
 } // namespace
 
 class TestTileSourceSelectionWidget : public QObject
@@ -123,11 +102,18 @@ private:
         manager.addTileSource(id, name);
     }
 
+    // "z1" named "b" and "z2" named "a", frozen as added.
+    void addTwoHeldSources(TileSourceManager& manager)
+    {
+        discoverHeld(manager);
+        addHeld(manager, QStringLiteral("z1"), QStringLiteral("b"));
+        addHeld(manager, QStringLiteral("z2"), QStringLiteral("a"));
+    }
+
     void serve(const QString& id, const QString& name, const QRectF& extents)
     {
-        m_server->setDocument(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(id),
-                              testtiles::descriptorJson(name, 1.0, 256, 4));
-        m_server->setDocument(QStringLiteral("/tiles/%1/tileextents.json").arg(id), testtiles::extentsJson(extents));
+        sourcetest::serveSource(*m_server, QStringLiteral("/tiles/") + id, testtiles::descriptorJson(name, 1.0, 256, 4),
+                                extents);
     }
 
 private Q_SLOTS:
@@ -158,7 +144,7 @@ private Q_SLOTS:
         auto* layout = qobject_cast<QVBoxLayout*>(widget.layout());
         QVERIFY(layout);
         QVERIFY(layout->parent() == &widget);
-        QCOMPARE(texts(widget), QStringList{QStringLiteral("None")});
+        QCOMPARE(buttonTexts(widget), QStringList{QStringLiteral("None")});
         QCOMPARE(ids(widget), QStringList{QStringLiteral("<null>")});
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("None")});
         QVERIFY(widget.activeTileSource().isNull());
@@ -172,7 +158,7 @@ private Q_SLOTS:
         discoverHeld(manager);
         addHeld(manager, QStringLiteral("a"), QStringLiteral("Alpha"));
         TileSourceSelectionWidget widget(manager);
-        QCOMPARE(texts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Alpha")}));
+        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Alpha")}));
     }
 
     // Order and text
@@ -203,7 +189,7 @@ private Q_SLOTS:
         TileSourceSelectionWidget widget(manager);
         for (int i = 0; i < names.size(); ++i)
             addHeld(manager, QStringLiteral("id%1").arg(i), names.at(i));
-        QCOMPARE(texts(widget), shown);
+        QCOMPARE(buttonTexts(widget), shown);
     }
 
     void theButtonsCarryTheIdsInBaseUrl()
@@ -230,7 +216,7 @@ private Q_SLOTS:
         addHeld(manager, QStringLiteral("a"), QStringLiteral("Alpha"));
         QTRY_COMPARE(manager.tileSources().size(), 2);
         // Discovered "q" has a null name and sorts first among the sources.
-        QCOMPARE(texts(widget), QStringList({QStringLiteral("None"), QString(), QStringLiteral("Alpha")}));
+        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QString(), QStringLiteral("Alpha")}));
         QCOMPARE(ids(widget), QStringList({QStringLiteral("<null>"), QStringLiteral("q"), QStringLiteral("a")}));
     }
 
@@ -246,14 +232,14 @@ private Q_SLOTS:
         manager.discoverTileSources(url(QStringLiteral("/tiles")));
 
         // The discovered source has no name, and its button no text.
-        QTRY_COMPARE(texts(widget), QStringList({QStringLiteral("None"), QString()}));
+        QTRY_COMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QString()}));
         QTRY_COMPARE(m_server->heldCount(), 1);
         m_server->releaseHeld(QStringLiteral("/tiles/s/tiledescriptor.json"));
         // The descriptor names it; its extents are still zero.
-        QTRY_COMPARE(texts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Scene\nf0 - f0\nt0 - t0")}));
+        QTRY_COMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Scene\nf0 - f0\nt0 - t0")}));
         QTRY_COMPARE(m_server->heldCount(), 1);
         m_server->releaseHeld(QStringLiteral("/tiles/s/tileextents.json"));
-        QTRY_COMPARE(texts(widget), QStringList({QStringLiteral("None"),
+        QTRY_COMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"),
                                                  QStringLiteral("Scene\nf99000000 - f101000000\n"
                                                                 "t1704110400 - t1704110460.5")}));
     }
@@ -269,7 +255,7 @@ private Q_SLOTS:
         QList<QStringList> seen;
         QList<QList<QPointer<QRadioButton>>> made;
         connect(&manager, &TileSourceManager::si_tileSourceListChanged, this, [&] {
-            seen.append(texts(widget));
+            seen.append(buttonTexts(widget));
             QList<QPointer<QRadioButton>> current;
             for (QRadioButton* button : buttons(widget))
                 current.append(button);
@@ -294,12 +280,11 @@ private Q_SLOTS:
         // Runs with TZ=UTC and the C locale.
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"s\"]");
         serve(QStringLiteral("s"), QStringLiteral("Scene"), QRectF(99.9e6, 1704110400.25, 0.2e6, 30.0));
-        TileSourceManager manager;
-        TileSourceSelectionWidget widget(manager);
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 3);
-        QCOMPARE(texts(widget).at(1), QStringLiteral("Scene\n99900.000 KHz - 100100.000 KHz\n"
+        WatchedManager watched;
+        TileSourceSelectionWidget widget(watched.manager);
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        QCOMPARE(buttonTexts(widget).at(1), QStringLiteral("Scene\n99900.000 KHz - 100100.000 KHz\n"
                                                      "01 Jan 24 12:00:00.250 - 01 Jan 24 12:00:30.250"));
     }
 
@@ -307,22 +292,21 @@ private Q_SLOTS:
     {
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"s\"]");
         serve(QStringLiteral("s"), QStringLiteral("Scene"), QRectF(1000, 2000, 1000, 10));
-        TileSourceManager manager;
-        TileSourceSelectionWidget widget(manager);
+        WatchedManager watched;
+        TileSourceSelectionWidget widget(watched.manager);
         widget.setSettings(plainFormatters());
-        QSignalSpy changed(&manager, &TileSourceManager::si_tileSourceListChanged);
-        manager.discoverTileSources(url(QStringLiteral("/tiles")));
-        QTRY_COMPARE(changed.count(), 3);
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
         const QString before = QStringLiteral("Scene\nf1000 - f2000\nt2000 - t2010");
-        QCOMPARE(texts(widget).at(1), before);
+        QCOMPARE(buttonTexts(widget).at(1), before);
 
         TileSourceSelectionWidgetSettings other;
         other.frequencyFormatter = [](double hertz) { return QStringLiteral("%1 Hz").arg(hertz); };
         other.timeFormatter = [](double seconds) { return QStringLiteral("%1 s").arg(seconds); };
         widget.setSettings(other);
-        QCOMPARE(texts(widget).at(1), before);
-        addHeld(manager, QStringLiteral("x"), QStringLiteral("X"));
-        QCOMPARE(texts(widget).at(1), QStringLiteral("Scene\n1000 Hz - 2000 Hz\n2000 s - 2010 s"));
+        QCOMPARE(buttonTexts(widget).at(1), before);
+        addHeld(watched.manager, QStringLiteral("x"), QStringLiteral("X"));
+        QCOMPARE(buttonTexts(widget).at(1), QStringLiteral("Scene\n1000 Hz - 2000 Hz\n2000 s - 2010 s"));
     }
 
     // Rebuilding
@@ -339,7 +323,7 @@ private Q_SLOTS:
         QCOMPARE(old.size(), 2);
 
         addHeld(manager, QStringLiteral("b"), QStringLiteral("Bravo"));
-        QCOMPARE(texts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Alpha"), QStringLiteral("Bravo")}));
+        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Alpha"), QStringLiteral("Bravo")}));
         for (const QPointer<QRadioButton>& button : old) {
             QVERIFY(!button.isNull());
             QVERIFY(!buttons(widget).contains(button.data()));
@@ -356,9 +340,7 @@ private Q_SLOTS:
     void everyClickEmitsTheSourcesId()
     {
         TileSourceManager manager;
-        discoverHeld(manager);
-        addHeld(manager, QStringLiteral("z1"), QStringLiteral("b"));
-        addHeld(manager, QStringLiteral("z2"), QStringLiteral("a"));
+        addTwoHeldSources(manager);
         TileSourceSelectionWidget widget(manager);
         widget.show();
         QVERIFY(QTest::qWaitForWindowExposed(&widget));
@@ -390,9 +372,7 @@ private Q_SLOTS:
     void setActiveTileSourceChecksWithoutEmitting()
     {
         TileSourceManager manager;
-        discoverHeld(manager);
-        addHeld(manager, QStringLiteral("z1"), QStringLiteral("b"));
-        addHeld(manager, QStringLiteral("z2"), QStringLiteral("a"));
+        addTwoHeldSources(manager);
         TileSourceSelectionWidget widget(manager);
         QSignalSpy picked(&widget, &TileSourceSelectionWidget::si_activeTileSourceChanged);
 
@@ -418,7 +398,7 @@ private Q_SLOTS:
         TileSourceSelectionWidget widget(manager);
         widget.setActiveTileSource(QStringLiteral("z1"));
         addHeld(manager, QStringLiteral("z2"), QStringLiteral("a"));
-        QCOMPARE(texts(widget), QStringList({QStringLiteral("None"), QStringLiteral("a"), QStringLiteral("b")}));
+        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("a"), QStringLiteral("b")}));
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("b")});
 
         // A source not listed (yet) checks nothing; once it is added, its button is checked.
@@ -430,7 +410,7 @@ private Q_SLOTS:
 
         // The active source removed: nothing is checked.
         manager.removeTileSource(QStringLiteral("z3"));
-        QCOMPARE(texts(widget), QStringList({QStringLiteral("None"), QStringLiteral("a"), QStringLiteral("b"),
+        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("a"), QStringLiteral("b"),
                                              QStringLiteral("d")}));
         QCOMPARE(checkedTexts(widget), QStringList());
     }
@@ -443,7 +423,7 @@ private Q_SLOTS:
         TileSourceSelectionWidget widget(manager);
         widget.show();
         QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        QCOMPARE(texts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Empty")}));
+        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Empty")}));
         // Both ids are the same key; "None", made last, holds it.
         widget.setActiveTileSource(QLatin1String(""));
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("None")});
@@ -468,10 +448,10 @@ private Q_SLOTS:
         addHeld(manager, QStringLiteral("a"), QStringLiteral("Alpha"));
         TileSourceSelectionWidget widget(manager);
         manager.removeTileSource(QStringLiteral("a"));
-        QCOMPARE(texts(widget), QStringList{QStringLiteral("None")});
+        QCOMPARE(buttonTexts(widget), QStringList{QStringLiteral("None")});
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("None")});
         letStrayAnswersArrive();
-        QCOMPARE(texts(widget), QStringList{QStringLiteral("None")});
+        QCOMPARE(buttonTexts(widget), QStringList{QStringLiteral("None")});
     }
 };
 
