@@ -136,7 +136,11 @@ void TileSourceManager::sl_networkRequestFinished(QNetworkReply* reply)
     }
     if (url == QUrl(tileSourceListUrl(m_discoveryUrl)))
         handleDiscoveryReply(*reply);
-    // Not deleted: the reply stays a child of the network access manager.
+    // Not deleted: the reply stays a child of the network access manager. A body no
+    // source read (an answer for a source removed meanwhile) is dropped, so that kept
+    // replies hold no documents.
+    if (reply->isOpen())
+        reply->skip(reply->bytesAvailable());
 }
 
 void TileSourceManager::handleDescriptorReply(const QString& id, QNetworkReply& reply)

@@ -40,7 +40,8 @@ namespace mivo::tiling {
  * exceeds maximumDocumentSize bytes is cut off and counts as failed.
  *
  * Finished replies are not deleted: they stay children of the manager's private
- * network access manager until the manager is destroyed (one per request made).
+ * network access manager until the manager is destroyed (one per request made, its
+ * body dropped once handled).
  *
  * Tiles are not loaded here: a host passes the chosen source's baseUrl to
  * TileProvider::setTileSource(). GUI thread only.
