@@ -14,6 +14,7 @@
 #include <mivo/core/IMouseHandler.h>
 #include <mivo/core/IPaintHandler.h>
 #include <mivo/core/IToolTipHandler.h>
+#include <mivo/core/InstallTranslator.h>
 
 // navigation
 #include <mivo/navigation/DoubleClickZoomMouseHandler.h>
@@ -40,12 +41,16 @@
 #include <mivo/tiling/TileAxis.h>
 #include <mivo/tiling/TileCache.h>
 #include <mivo/tiling/TileColorTableDescriptor.h>
+#include <mivo/tiling/TileColorTableEditorWidget.h>
 #include <mivo/tiling/TileId.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TilePaintHandler.h>
 #include <mivo/tiling/TileProvider.h>
 #include <mivo/tiling/TileServerProtocol.h>
+#include <mivo/tiling/TileSource.h>
+#include <mivo/tiling/TileSourceManager.h>
+#include <mivo/tiling/TileSourceSelectionWidget.h>
 #include <mivo/tiling/TileSystem.h>
 #include <mivo/tiling/TileSystemDescriptor.h>
 #include <mivo/tiling/TileTooltipHandler.h>
