@@ -48,6 +48,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         "Shows the waterfall of a tile source: a pyramid directory (as written by mivo-tilegen) "
         "or the base URL of a tile source on a web server."));
     const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("source"),
                                  QStringLiteral("Pyramid directory, or http(s)/file URL of a tile source"));
     const QCommandLineOption source(QStringLiteral("source"),
@@ -80,6 +81,8 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
     if (parser.isSet(help))
         return failure(parser.helpText(), 0);
+    if (parser.isSet(version))
+        return failure(QStringLiteral("mivo-viewer %1").arg(QStringLiteral(MIVO_VERSION)), 0);
     if (parser.positionalArguments().size() != 1)
         return failure(QStringLiteral("give exactly one source (see --help)"));
 

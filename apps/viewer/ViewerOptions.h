@@ -32,7 +32,8 @@ struct ViewerOptionsResult
     int exitCode = 0;
 };
 
-/// Parses the command line (arguments including the program name).
+/// Parses the command line (arguments including the program name). Needs a
+/// QCoreApplication (for the help text) but no display.
 ViewerOptionsResult parseViewerOptions(const QStringList& arguments);
 
 } // namespace mivo::viewer
