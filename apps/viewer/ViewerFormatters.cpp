@@ -72,7 +72,7 @@ int gridDecimals(double step)
         return 0;
     double scaled = step;
     for (int decimals = 0; decimals < 9; ++decimals) {
-        if (std::abs(scaled - std::round(scaled)) <= 1e-6 * std::max(1.0, scaled))
+        if (std::abs(scaled - std::round(scaled)) <= 1e-9 * std::max(1.0, scaled))
             return decimals;
         scaled *= 10.0;
     }
@@ -150,13 +150,13 @@ void installViewerFormatters(BaseDrawWidget& widget, FrequencyGridPaintHandler& 
 {
     CoordSystem& coords = widget.coordSystem();
 
-    frequencyGrid.setFrequencyFormatter([&frequencyGrid, &coords](double hertz) {
+    frequencyGrid.setFrequencyFormatter([&frequencyGrid, &coords](double hertz) -> QString {
         const QRectF shown = coords.displayedValueRange();
         const double largest = std::max(std::abs(shown.left()), std::abs(shown.right()));
         return frequencyGridLabel(hertz, frequencyGrid.gridStep(), largest);
     });
 
-    timeGrid.setTimeFormatter([&timeGrid, &coords, &widget](double seconds) {
+    timeGrid.setTimeFormatter([&timeGrid, &coords, &widget](double seconds) -> QString {
         const double step = timeGrid.gridStep();
         // The grid draws no labels in the band at the top where the frequencies stand;
         // the first label below it carries the date, as does the first of each day.
@@ -169,12 +169,16 @@ void installViewerFormatters(BaseDrawWidget& widget, FrequencyGridPaintHandler& 
     });
 
     HorizontalRulerPaintHandlerSettings rulerSettings;
-    rulerSettings.valueFormatter = [](double seconds) { return formatTime(seconds, 1.0) + QStringLiteral(" UTC"); };
+    rulerSettings.valueFormatter = [](double seconds) -> QString {
+        return formatTime(seconds, 1.0) + QStringLiteral(" UTC");
+    };
     ruler.setSettings(rulerSettings);
 
     tiling::TileTooltipHandlerSettings tooltipSettings;
-    tooltipSettings.frequencyFormatter = [&coords](double hertz) { return formatFrequency(hertz, coords.x().scale()); };
-    tooltipSettings.timeFormatter = [&coords](double seconds) {
+    tooltipSettings.frequencyFormatter = [&coords](double hertz) -> QString {
+        return formatFrequency(hertz, coords.x().scale());
+    };
+    tooltipSettings.timeFormatter = [&coords](double seconds) -> QString {
         return formatTime(seconds, coords.y().scale()) + QStringLiteral(" UTC");
     };
     tooltipSettings.levelFormatter = &formatLevel;
