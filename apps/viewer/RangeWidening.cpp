@@ -21,12 +21,13 @@ QString widenedRangeWarning(const QRectF& requested, const QRectF& shown, double
 {
     QStringList parts;
     if (frequencyGiven && widened(requested.width(), shown.width())) {
-        parts << QStringLiteral("--frequency-range widened to %1 – %2")
-                     .arg(formatFrequency(shown.left(), xScale), formatFrequency(shown.right(), xScale));
+        parts << QStringLiteral("--frequency-range widened to %1")
+                     .arg(formatFrequencyRange(shown.left(), shown.right(), xScale));
     }
     if (timeGiven && widened(requested.height(), shown.height())) {
         parts << QStringLiteral("--time-range widened to %1 – %2 UTC")
-                     .arg(formatTime(shown.top(), yScale), formatTime(shown.bottom(), yScale));
+                     .arg(formatTime(shown.top(), yScale),
+                          formatTime(shown.bottom(), yScale, startsNewDay(shown.bottom(), shown.height())));
     }
     if (parts.isEmpty())
         return QString();

@@ -143,18 +143,18 @@ QList<QPair<QString, QString>> SelectionPanel::rows() const
     const LevelStatistics& levels = m_statistics;
 
     QList<QPair<QString, QString>> rows;
-    rows.append({tr("Frequency"), formatFrequency(area.left(), frequencyStep) + QStringLiteral(" – ")
-                     + formatFrequency(area.right(), frequencyStep)});
+    rows.append({tr("Frequency"), formatFrequencyRange(area.left(), area.right(), frequencyStep)});
     rows.append({tr("Bandwidth"), formatFrequency(area.width(), frequencyStep)});
     rows.append({tr("Time"), formatTime(area.top(), timeStep) + QStringLiteral(" – ")
                      + formatTime(area.bottom(), timeStep, startsNewDay(area.bottom(), area.height()))
                      + QStringLiteral(" UTC")});
     rows.append({tr("Duration"), formatDuration(area.height(), timeStep)});
     if (levels.hasData()) {
+        // The peak stands at a pixel's centre: one digit more than the pixel shows it.
         rows.append({tr("Peak"), tr("%1 at %2, %3")
                                      .arg(formatLevel(levels.peakLevel),
-                                          formatFrequency(levels.peakPosition.x(), levels.frequencyResolution),
-                                          formatTime(levels.peakPosition.y(), levels.timeResolution, false))});
+                                          formatFrequency(levels.peakPosition.x(), levels.frequencyResolution / 10.0),
+                                          formatTime(levels.peakPosition.y(), levels.timeResolution / 10.0, false))});
         rows.append({tr("Mean (power)"), formatLevel(levels.meanLevel)});
         rows.append({tr("Median"), formatLevel(levels.medianLevel)});
     } else if (levels.measuredArea.isNull()) {

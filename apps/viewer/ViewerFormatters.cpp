@@ -95,6 +95,15 @@ QString formatFrequency(double hertz, double resolution)
     return withUnit(hertz, unit, resolutionDecimals(resolution / unit.size));
 }
 
+QString formatFrequencyRange(double low, double high, double resolution)
+{
+    if (!std::isfinite(low) || !std::isfinite(high))
+        return formatFrequency(low, resolution) + QStringLiteral(" – ") + formatFrequency(high, resolution);
+    const Unit unit = frequencyUnitFor(std::max(std::abs(low), std::abs(high)));
+    const int decimals = resolutionDecimals(resolution / unit.size);
+    return fixed(low / unit.size, decimals) + QStringLiteral(" – ") + withUnit(high, unit, decimals);
+}
+
 QString frequencyGridLabel(double hertz, double step, double largest)
 {
     if (!std::isfinite(hertz))

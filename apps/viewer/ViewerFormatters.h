@@ -27,6 +27,8 @@ int resolutionDecimals(double resolution);
 /// @p hertz in GHz, MHz, kHz or Hz by its own size, with the decimals @p resolution
 /// (Hz) needs: formatFrequency(100.0125e6, 100) is "100.0125 MHz".
 QString formatFrequency(double hertz, double resolution);
+/// A frequency range in the unit of its larger end: "99.9950 – 100.0050 MHz".
+QString formatFrequencyRange(double low, double high, double resolution);
 /// A frequency label of a grid with lines @p step Hz apart, in the unit that suits
 /// @p largest (the largest frequency in view): "99.975 MHz" for a 25 kHz step.
 QString frequencyGridLabel(double hertz, double step, double largest);

@@ -114,6 +114,13 @@ private Q_SLOTS:
         QCOMPARE(formatFrequency(hertz, resolution), text);
     }
 
+    void frequencyRanges()
+    {
+        QCOMPARE(formatFrequencyRange(99.995e6, 100.005e6, 100.0), QStringLiteral("99.9950 – 100.0050 MHz"));
+        QCOMPARE(formatFrequencyRange(850.0, 1250.0, 1.0), QStringLiteral("0.850 – 1.250 kHz"));
+        QCOMPARE(formatFrequencyRange(-2e3, 2e3, 10.0), QStringLiteral("-2.00 – 2.00 kHz"));
+    }
+
     void frequencyGridLabels_data()
     {
         QTest::addColumn<double>("hertz");
