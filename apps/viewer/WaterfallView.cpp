@@ -22,6 +22,8 @@
 #include <mivo/tiling/TileTooltipHandler.h>
 
 #include <QAction>
+#include <QCoreApplication>
+#include <QPainter>
 #include <QUrl>
 
 #include <cmath>
@@ -150,9 +152,26 @@ void WaterfallView::showInitialRange()
                             m_options.frequencyMin.has_value(), m_options.timeMin.has_value());
     if (!widened.isEmpty())
         Q_EMIT si_warning(widened);
+    if (m_options.selection)
+        m_selection.setSelection(*m_options.selection, SelectionFinished);
     m_ready = true;
     m_widget->update();
     Q_EMIT si_ready();
+}
+
+QImage WaterfallView::grabView()
+{
+    if (m_selectionPanel->hasInfo())
+        m_selectionPanel->refresh(); // from the tiles cached by now
+    QCoreApplication::sendPostedEvents(); // the panel's queued placement and the layouts
+    QImage frame = m_widget->grabFramebuffer();
+    QPainter painter(&frame);
+    const auto children = m_widget->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
+    for (QWidget* child : children) {
+        if (child->isVisible())
+            child->render(&painter, child->pos());
+    }
+    return frame;
 }
 
 int WaterfallView::requiredTileCount() const

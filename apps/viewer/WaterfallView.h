@@ -9,6 +9,7 @@
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileProvider.h>
 
+#include <QImage>
 #include <QObject>
 #include <QSet>
 
@@ -54,6 +55,10 @@ public:
     SelectionManager& selection() { return m_selection; }
     SelectionPanel& selectionPanel() { return *m_selectionPanel; }
     ViewerActions& actions() { return *m_actions; }
+
+    /// The view as the user sees it: the drawing with the selection panel (its figures
+    /// measured now) and the action bar over it.
+    QImage grabView();
 
     /// Opens the tile source at @p baseUrl.
     void open(const QString& baseUrl);

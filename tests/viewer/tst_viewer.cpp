@@ -89,6 +89,13 @@ private Q_SLOTS:
         QCOMPARE(levels.options->levelLower, -90.0);
         QCOMPARE(levels.options->levelUpper, -10.0);
 
+        QVERIFY(!plain.options->selection);
+        const ViewerOptionsResult selected =
+            parse({QStringLiteral("x"), QStringLiteral("--selection"),
+                   QStringLiteral("99.99M:100.01M,2024-01-01T12:00:10Z:2024-01-01T12:00:20Z")});
+        QVERIFY2(selected.options, qPrintable(selected.error));
+        QCOMPARE(*selected.options->selection, QRectF(QPointF(99.99e6, 1704110410.0), QPointF(100.01e6, 1704110420.0)));
+
         const ViewerOptionsResult epoch = parse({QStringLiteral("x"), QStringLiteral("--time-range"),
                                                  QStringLiteral("1700000000:1700000060.5")});
         QCOMPARE(*epoch.options->timeMax, 1700000060.5);
@@ -110,6 +117,12 @@ private Q_SLOTS:
                                  << QStringLiteral("--refresh: \"-5\" is not a number of milliseconds");
         QTest::newRow("time") << QStringList{QStringLiteral("a"), QStringLiteral("--time-range"), QStringLiteral("soon")}
                               << QStringLiteral("--time-range: \"soon\" is not start:end");
+        QTest::newRow("selection without times")
+            << QStringList{QStringLiteral("a"), QStringLiteral("--selection"), QStringLiteral("1M:2M")}
+            << QStringLiteral("--selection: \"1M:2M\" is not min:max,start:end");
+        QTest::newRow("reversed selection")
+            << QStringList{QStringLiteral("a"), QStringLiteral("--selection"), QStringLiteral("2M:1M,10:20")}
+            << QStringLiteral("--selection: \"2M:1M,10:20\" is not min:max,start:end");
         QTest::newRow("unknown option") << QStringList{QStringLiteral("a"), QStringLiteral("--colour")}
                                         << QStringLiteral("Unknown option 'colour'. (see --help)");
     }
@@ -266,7 +279,8 @@ private Q_SLOTS:
         geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
         const double xScale = (4096 * 1.06) / 400.0;
         const double yScale = (4096 * 1.06) / 300.0;
-        for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(330, 200)}) {
+        // Clear of the action bar in the top-right corner (x 330 and beyond at this size).
+        for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(300, 200)}) {
             const double x = 0.0 + (p.x() + 0.5) * xScale; // frequencies start at the 0 limit
             const double y = 0.0 + (p.y() + 0.5) * yScale; // so do times
             const TileId id = geometry.valueToTileId(QPointF(x, y), 3, 3);

@@ -225,6 +225,41 @@ private Q_SLOTS:
         QCOMPARE(panel.pos(), QPoint(qRound(1500 / 5.4272 + 10) - 80, qRound(1000 / 8.68352) - 50));
     }
 
+    void theViewsPictureShowsThePanelAndTheBar()
+    {
+        ViewerOptions options;
+        options.windowSize = viewSize;
+        options.selection = QRectF(1000, 1000, 500, 500); // selected from the start
+        WaterfallView view(options);
+        QSignalSpy ready(&view, &WaterfallView::si_ready);
+        view.widget().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
+        view.open(QUrl::fromLocalFile(m_uniform).toString());
+        QVERIFY(ready.wait(60000));
+        QCOMPARE(view.selection().state(), SelectionFinished);
+        QCOMPARE(view.selection().selection(), QRectF(1000, 1000, 500, 500));
+
+        const QImage picture = view.grabView();
+        QCOMPARE(picture.size(), viewSize);
+        SelectionPanel& panel = view.selectionPanel();
+        QVERIFY(panel.isVisible());
+        // The panel's frame is drawn in its text colour; the drawing alone has no such pixel.
+        const QRgb frame = qRgb(232, 232, 232);
+        QCOMPARE(QRgb(picture.pixel(panel.pos())) & 0xffffff, frame & 0xffffff);
+        const QImage drawing = view.widget().grabFramebuffer();
+        QVERIFY((QRgb(drawing.pixel(panel.pos())) & 0xffffff) != (frame & 0xffffff));
+        // The bar's buttons: its area differs from the drawing beneath it.
+        auto* bar = view.widget().findChild<GlobalActionBar*>();
+        int differing = 0;
+        for (const QToolButton* button : bar->findChildren<QToolButton*>()) {
+            const QRect area = button->geometry().translated(bar->pos());
+            for (int y = area.top(); y <= area.bottom(); ++y)
+                for (int x = area.left(); x <= area.right(); ++x)
+                    differing += picture.pixel(x, y) != drawing.pixel(x, y) ? 1 : 0;
+        }
+        QVERIFY2(differing > 5 * 200, qPrintable(QString::number(differing)));
+    }
+
     // The action bar
 
     void theBarHoldsTheCommandsInTheTopRightCorner()
