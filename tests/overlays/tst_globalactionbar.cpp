@@ -37,6 +37,24 @@ QPoint expectedPosition(int width, int barWidth, double marginDp = 20.0)
     return QPoint(int(std::trunc(width - barWidth - px(marginDp))), int(std::trunc(px(marginDp))));
 }
 
+// Resizes the shown @p widget to @p width and waits until the window system did it.
+bool resizeTo(BaseDrawWidget& widget, int width)
+{
+    widget.resize(width, widget.height());
+    return QTest::qWaitFor([&widget, width] { return widget.width() == width; });
+}
+
+// Shows @p widget at @p size and puts a bar of @p barWidth pixels on it; null when the
+// widget was never shown.
+GlobalActionBar* barOnShownWidget(BaseDrawWidget& widget, const QSize& size, int barWidth)
+{
+    if (!floattest::showDrawWidget(widget, size))
+        return nullptr;
+    auto* bar = new GlobalActionBar(widget);
+    bar->setFixedWidth(barWidth);
+    return bar;
+}
+
 // The top edge of the layout item holding @p widget.
 int layoutTop(QLayout& layout, QWidget* widget)
 {
@@ -88,12 +106,10 @@ private Q_SLOTS:
     void standsInTheTopRightCornerAfterAResize()
     {
         BaseDrawWidget widget;
-        QVERIFY(floattest::showDrawWidget(widget, QSize(640, 400)));
+        GlobalActionBar* bar = barOnShownWidget(widget, QSize(640, 400), 40);
+        QVERIFY(bar);
         QCOMPARE(widget.logicalDpiX(), floattest::expectedDpi());
-        auto* bar = new GlobalActionBar(widget);
-        bar->setFixedWidth(40);
-        widget.resize(800, 400);
-        QTRY_COMPARE(widget.width(), 800);
+        QVERIFY(resizeTo(widget, 800));
         QCOMPARE(bar->pos(), expectedPosition(800, 40));
         // At 96 dpi: (740, 20).
         if (floattest::expectedDpi() == 96)
@@ -111,37 +127,31 @@ private Q_SLOTS:
     void buttonsAddedLaterDoNotMoveTheBarUntilTheNextResize()
     {
         BaseDrawWidget widget;
-        QVERIFY(floattest::showDrawWidget(widget, QSize(800, 400)));
-        auto* bar = new GlobalActionBar(widget);
-        bar->setFixedWidth(40);
-        widget.resize(700, 400);
-        QTRY_COMPARE(widget.width(), 700);
+        GlobalActionBar* bar = barOnShownWidget(widget, QSize(800, 400), 40);
+        QVERIFY(bar);
+        QVERIFY(resizeTo(widget, 700));
         const QPoint before = bar->pos();
         QCOMPARE(before, expectedPosition(700, 40));
         bar->setFixedWidth(64); // as if the new buttons were wider
         bar->addAction(new QAction(QStringLiteral("one"), bar));
         bar->addSeparator();
         QCOMPARE(bar->pos(), before); // kept
-        widget.resize(720, 400);
-        QTRY_COMPARE(widget.width(), 720);
+        QVERIFY(resizeTo(widget, 720));
         QCOMPARE(bar->pos(), expectedPosition(720, 64));
     }
 
     void marginIsAppliedAtTheNextResizeAndTruncated()
     {
         BaseDrawWidget widget;
-        QVERIFY(floattest::showDrawWidget(widget, QSize(700, 400)));
-        auto* bar = new GlobalActionBar(widget);
-        bar->setFixedWidth(40);
-        widget.resize(800, 400);
-        QTRY_COMPARE(widget.width(), 800);
+        GlobalActionBar* bar = barOnShownWidget(widget, QSize(700, 400), 40);
+        QVERIFY(bar);
+        QVERIFY(resizeTo(widget, 800));
         GlobalActionBarDisplayerSettings settings;
         settings.margin = 15.3; // 22.95 pixels at 144 dpi
         bar->setSettings(settings);
         QCOMPARE(bar->settings().margin, 15.3);
         QCOMPARE(bar->pos(), expectedPosition(800, 40)); // not moved yet
-        widget.resize(810, 400);
-        QTRY_COMPARE(widget.width(), 810);
+        QVERIFY(resizeTo(widget, 810));
         QCOMPARE(bar->pos(), expectedPosition(810, 40, 15.3));
         // 810 - 40 - 15.3 = 754.7 at 96 dpi, 810 - 40 - 22.95 = 747.05 at 144.
         QCOMPARE(bar->pos(), floattest::expectedDpi() == 96 ? QPoint(754, 15) : QPoint(747, 22));

@@ -90,6 +90,22 @@ struct Scene
         return new TestPanel(&widget, hint, hasInfo, area(pixels));
     }
 
+    /// A new panel, registered.
+    TestPanel* addPanel(const QSize& hint, bool hasInfo, const QRectF& pixels)
+    {
+        TestPanel* added = panel(hint, hasInfo, pixels);
+        displayer.addInfoWidget(added);
+        return added;
+    }
+
+    /// Two panels with info, registered in this order: 150 x 80 beside pixels
+    /// (100, 100, 200, 100), and 120 x 60 beside (100, 300, 100, 100).
+    QPair<TestPanel*, TestPanel*> twoPanelsWithInfo()
+    {
+        TestPanel* first = addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
+        return {first, addPanel(QSize(120, 60), true, QRectF(100, 300, 100, 100))};
+    }
+
     BaseDrawWidget widget;
     InfoWidgetDisplayer displayer{widget};
 };
@@ -184,8 +200,7 @@ private Q_SLOTS:
         QFETCH(QSize, hint);
         QFETCH(QRect, expected);
         Scene scene;
-        TestPanel* panel = scene.panel(hint, true, areaPixels);
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(hint, true, areaPixels);
         // Chosen and placed at once, without a turn of the event loop.
         QCOMPARE(scene.displayer.currentInfoWidget(), panel);
         QVERIFY(panel->isVisible());
@@ -236,9 +251,8 @@ private Q_SLOTS:
         // No room on the right; on the left the panel starts half a pixel inside the
         // truncated margin, which an untruncated margin would not leave.
         const double areaLeft = m + 0.5 + gap() + 150;
-        TestPanel* panel = scene.panel(QSize(150, 80), true,
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true,
                                        QRectF(areaLeft, 100, widgetSize.width() - m - 5 - areaLeft, 50));
-        scene.displayer.addInfoWidget(panel);
         QCOMPARE(panel->geometry(), QRect(qRound(m + 0.5), 100, 150, 80));
         // And at the bottom.
         panel->setArea(scene.area(QRectF(100, 500, 100, 50)));
@@ -252,8 +266,7 @@ private Q_SLOTS:
         InfoWdigetDisplayerSettings settings;
         settings.spacing = 7.5; // 11.25 pixels at 144 dpi
         scene.displayer.setSettings(settings);
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 100.5, 50));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 100.5, 50));
         QCOMPARE(panel->x(), qRound(200.5 + px(7.5)));
         QCOMPARE(scene.displayer.currentInfoWidgetRequiredSize(), QSizeF(150 + px(7.5), 80));
     }
@@ -263,8 +276,7 @@ private Q_SLOTS:
     void followsTheViewAtOnce()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
         // 50 pixels to the left: the area's right edge comes to 250.
         scene.widget.coordSystem().x().setOffset(1000.0 + 50 * 2.0);
         QCOMPARE(panel->pos(), QPoint(qRound(250 + gap()), 100));
@@ -280,8 +292,7 @@ private Q_SLOTS:
     void followsAResize()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(400, 100, 100, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(400, 100, 100, 100));
         QCOMPARE(panel->x(), qRound(500 + gap()));
         // Narrower: no room on the right any more.
         scene.widget.resize(650, 600);
@@ -292,8 +303,7 @@ private Q_SLOTS:
     void areaChangeIsFollowedAfterTheEventLoopTurns()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
         panel->setArea(scene.area(QRectF(100, 300, 100, 100)));
         QCOMPARE(panel->pos(), QPoint(qRound(300 + gap()), 100)); // not yet
         turnEventLoop();
@@ -303,10 +313,8 @@ private Q_SLOTS:
     void areaChangeOfAnotherPanelMovesNothing()
     {
         Scene scene;
-        TestPanel* shown = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        TestPanel* other = scene.panel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(shown);
-        scene.displayer.addInfoWidget(other);
+        TestPanel* shown = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
+        TestPanel* other = scene.addPanel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
         shown->setArea(scene.area(QRectF(100, 300, 100, 100)), false); // changed, not announced
         other->setArea(scene.area(QRectF(50, 50, 10, 10)));
         turnEventLoop();
@@ -357,8 +365,7 @@ private Q_SLOTS:
     void gainingInfoShowsThePanelAfterTheEventLoopTurns()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
         panel->setInfo(true);
         QVERIFY(!scene.displayer.currentInfoWidget()); // queued: not yet
         QVERIFY(!panel->isVisible());
@@ -378,10 +385,7 @@ private Q_SLOTS:
     void firstPanelWithInfoWins()
     {
         Scene scene;
-        TestPanel* first = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        TestPanel* second = scene.panel(QSize(120, 60), true, QRectF(100, 300, 100, 100));
-        scene.displayer.addInfoWidget(first);
-        scene.displayer.addInfoWidget(second);
+        const auto [first, second] = scene.twoPanelsWithInfo();
         QCOMPARE(scene.displayer.currentInfoWidget(), first);
         QVERIFY(first->isVisible());
         QVERIFY(!second->isVisible());
@@ -407,8 +411,7 @@ private Q_SLOTS:
     void sameChoiceLeavesThePanelAlone()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
         // Moved by hand and the area changed unannounced: a repeated "has info" that
         // keeps the same panel does not place it again.
         panel->move(5, 5);
@@ -423,10 +426,8 @@ private Q_SLOTS:
     void removingDropsEveryOccurrence()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
-        TestPanel* other = scene.panel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
-        scene.displayer.addInfoWidget(other);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
+        TestPanel* other = scene.addPanel(QSize(150, 80), false, QRectF(100, 100, 200, 100));
         scene.displayer.addInfoWidget(panel);
         QCOMPARE(scene.displayer.infoWidgets(), (QList<IInfoWidget*>{panel, other, panel}));
         scene.displayer.removeInfoWidget(panel);
@@ -441,8 +442,7 @@ private Q_SLOTS:
     void removedCurrentPanelStaysCurrentAndShown()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
         scene.displayer.removeInfoWidget(panel);
         QVERIFY(scene.displayer.infoWidgets().isEmpty());
         // kept: neither hidden nor forgotten.
@@ -455,8 +455,7 @@ private Q_SLOTS:
         QVERIFY(panel->isVisible());
         QCOMPARE(panel->pos(), QPoint(qRound(250 + gap()), 100));
         // The next choice replaces it.
-        TestPanel* next = scene.panel(QSize(120, 60), true, QRectF(100, 300, 100, 100));
-        scene.displayer.addInfoWidget(next);
+        TestPanel* next = scene.addPanel(QSize(120, 60), true, QRectF(100, 300, 100, 100));
         QCOMPARE(scene.displayer.currentInfoWidget(), next);
         QVERIFY(!panel->isVisible());
         QVERIFY(next->isVisible());
@@ -465,8 +464,7 @@ private Q_SLOTS:
     void deletingTheRemovedCurrentPanelIsSafe()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
         scene.displayer.removeInfoWidget(panel);
         delete panel;
         QVERIFY(!scene.displayer.currentInfoWidget());
@@ -477,10 +475,7 @@ private Q_SLOTS:
     void deletingARegisteredPanelHandsOver()
     {
         Scene scene;
-        TestPanel* first = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        TestPanel* second = scene.panel(QSize(120, 60), true, QRectF(100, 300, 100, 100));
-        scene.displayer.addInfoWidget(first);
-        scene.displayer.addInfoWidget(second);
+        const auto [first, second] = scene.twoPanelsWithInfo();
         delete first;
         QCOMPARE(scene.displayer.infoWidgets(), QList<IInfoWidget*>{second});
         QVERIFY(!scene.displayer.currentInfoWidget());
@@ -494,8 +489,7 @@ private Q_SLOTS:
     void settingsApplyAtTheNextUpdate()
     {
         Scene scene;
-        TestPanel* panel = scene.panel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
-        scene.displayer.addInfoWidget(panel);
+        TestPanel* panel = scene.addPanel(QSize(150, 80), true, QRectF(100, 100, 200, 100));
         InfoWdigetDisplayerSettings settings;
         settings.spacing = 20.0;
         settings.margin = 40.0;

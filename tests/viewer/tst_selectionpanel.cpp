@@ -72,6 +72,13 @@ struct Scene
     /// The ramp tile's area: 100.0000 .. 100.0004 MHz, noon .. noon + 2 s.
     static QRectF rampArea() { return QRectF(100e6, noon, 400.0, 2.0); }
 
+    /// The ramp tile cached and selected whole.
+    void selectRamp()
+    {
+        placeRamp();
+        selection.setSelection(rampArea(), SelectionFinished);
+    }
+
     TileSystem tileSystem;
     FakeTileProvider provider;
     SelectionManager selection;
@@ -135,8 +142,7 @@ private Q_SLOTS:
     void figuresText()
     {
         Scene scene;
-        scene.placeRamp();
-        scene.selection.setSelection(Scene::rampArea(), SelectionFinished);
+        scene.selectRamp();
         double power = 0.0;
         for (int i = 10; i <= 25; ++i)
             power += std::pow(10.0, level(i) / 10.0);
@@ -186,8 +192,7 @@ private Q_SLOTS:
     void aBurstOfChangesIsMeasuredOnce()
     {
         Scene scene;
-        scene.placeRamp();
-        scene.selection.setSelection(Scene::rampArea(), SelectionFinished);
+        scene.selectRamp();
         QSignalSpy figures(scene.panel, &SelectionPanel::si_figuresChanged);
         for (int i = 0; i < 5; ++i)
             scene.provider.announce(rampId);
@@ -199,8 +204,7 @@ private Q_SLOTS:
     void followsTheViewAndSaysWhatIsOutOfIt()
     {
         Scene scene;
-        scene.placeRamp();
-        scene.selection.setSelection(Scene::rampArea(), SelectionFinished);
+        scene.selectRamp();
         QSignalSpy figures(scene.panel, &SelectionPanel::si_figuresChanged);
         // The view's left edge moves to 100.0002 MHz: half the selection is out of view.
         scene.widget.coordSystem().x().setOffset(100.0002e6);

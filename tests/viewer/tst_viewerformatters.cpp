@@ -46,6 +46,26 @@ struct View
     BaseDrawWidget widget;
 };
 
+// The labelled handlers of a view, with the viewer's formatters installed.
+struct Labelled
+{
+    explicit Labelled(BaseDrawWidget& widget)
+        : frequencyGrid(widget, widget.coordSystem())
+        , timeGrid(widget, widget.coordSystem())
+        , ruler(widget)
+        , tooltip(widget, provider, tileSystem)
+    {
+        installViewerFormatters(widget, frequencyGrid, timeGrid, ruler, tooltip);
+    }
+
+    FakeTileProvider provider;
+    tiling::TileSystem tileSystem;
+    FrequencyGridPaintHandler frequencyGrid;
+    TimeGridPaintHandler timeGrid;
+    HorizontalRulerPaintHandler ruler;
+    tiling::TileTooltipHandler tooltip;
+};
+
 QImage render(IPaintHandler& handler, const QSize& size)
 {
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
@@ -187,14 +207,9 @@ private Q_SLOTS:
     {
         // 200 kHz over 800 pixels: 150 pixels are 37.5 kHz, so the step is 50 kHz.
         View view(800, 600, QRectF(99.9e6, noon, 200e3, 60.0));
-        FrequencyGridPaintHandler installed(view.widget, view.widget.coordSystem());
+        Labelled labelled(view.widget);
+        FrequencyGridPaintHandler& installed = labelled.frequencyGrid;
         FrequencyGridPaintHandler reference(view.widget, view.widget.coordSystem());
-        TimeGridPaintHandler timeGrid(view.widget, view.widget.coordSystem());
-        HorizontalRulerPaintHandler ruler(view.widget);
-        FakeTileProvider provider;
-        tiling::TileSystem tileSystem;
-        tiling::TileTooltipHandler tooltip(view.widget, provider, tileSystem);
-        installViewerFormatters(view.widget, installed, timeGrid, ruler, tooltip);
         QCOMPARE(installed.gridStep(), 50e3);
         reference.setFrequencyFormatter(table({{99900000, QStringLiteral("99.90 MHz")},
                                                {99950000, QStringLiteral("99.95 MHz")},
@@ -212,14 +227,9 @@ private Q_SLOTS:
         // From 23:58:30 at 0.25 s per pixel: lines every minute at y 120 (23:59, the
         // first labelled), 360 (midnight) and 600 (00:01).
         View view(300, 800, QRectF(0.0, midnight - 90.0, 300.0, 200.0));
-        FrequencyGridPaintHandler frequencyGrid(view.widget, view.widget.coordSystem());
-        TimeGridPaintHandler installed(view.widget, view.widget.coordSystem());
+        Labelled labelled(view.widget);
+        TimeGridPaintHandler& installed = labelled.timeGrid;
         TimeGridPaintHandler reference(view.widget, view.widget.coordSystem());
-        HorizontalRulerPaintHandler ruler(view.widget);
-        FakeTileProvider provider;
-        tiling::TileSystem tileSystem;
-        tiling::TileTooltipHandler tooltip(view.widget, provider, tileSystem);
-        installViewerFormatters(view.widget, frequencyGrid, installed, ruler, tooltip);
         QCOMPARE(installed.gridStep(), 60.0);
         reference.setTimeFormatter(table({{qint64(midnight) - 60, QStringLiteral("2024-01-01 23:59:00")},
                                           {qint64(midnight), QStringLiteral("2024-01-02 00:00:00")},
@@ -233,18 +243,13 @@ private Q_SLOTS:
     void rulerAndTooltipUseTheViewersWords()
     {
         View view(400, 300, QRectF(100e6, noon, 400e3, 30.0)); // 1 kHz and 0.1 s per pixel
-        FrequencyGridPaintHandler frequencyGrid(view.widget, view.widget.coordSystem());
-        TimeGridPaintHandler timeGrid(view.widget, view.widget.coordSystem());
-        HorizontalRulerPaintHandler installed(view.widget);
+        Labelled labelled(view.widget);
+        HorizontalRulerPaintHandler& installed = labelled.ruler;
         installed.setRulerValue(noon + 15.0);
-        FakeTileProvider provider;
-        tiling::TileSystem tileSystem;
-        tileSystem.setTileSystemDescriptor(
+        labelled.tileSystem.setTileSystemDescriptor(
             tiling::parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("t"), 100.0, 256, 20)));
-        tiling::TileTooltipHandler tooltip(view.widget, provider, tileSystem);
-        installViewerFormatters(view.widget, frequencyGrid, timeGrid, installed, tooltip);
 
-        QCOMPARE(tooltip.toolTipText(QPointF(125.0, 100.0)),
+        QCOMPARE(labelled.tooltip.toolTipText(QPointF(125.0, 100.0)),
                  QStringLiteral("100.125 MHz\n2024-01-01 12:00:10.0 UTC"));
 
         HorizontalRulerPaintHandler reference(view.widget);
