@@ -16,6 +16,7 @@ GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& act
         QToolButton* button = bar->addAction(action);
         button->setIconSize(QSize(24, 24));
         button->setAutoRaise(false);
+        button->setFocusPolicy(Qt::NoFocus); // the keys stay with the drawing widget
     };
     add(actions.zoomToData());
     bar->addSeparator();

@@ -344,6 +344,17 @@ private Q_SLOTS:
         QCOMPARE(open.shown(), firstView);
     }
 
+    void keysTypedIntoTheWindowReachTheView()
+    {
+        // Through the window system's route: the focus, not a direct delivery.
+        OpenView open(m_uniform);
+        open.widget().activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&open.widget()));
+        QCOMPARE(QApplication::focusWidget(), &open.widget());
+        QTest::keyClick(open.widget().windowHandle(), Qt::Key_Right);
+        QCOMPARE(open.shown(), firstView.translated(firstView.width() / 10.0, 0.0));
+    }
+
     void plusMinusAndHomeZoom()
     {
         OpenView open(m_uniform);
