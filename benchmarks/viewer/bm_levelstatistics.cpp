@@ -7,6 +7,8 @@
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileSystem.h>
 
+#include "../BenchmarkTileSystem.h"
+
 #include <benchmark/benchmark.h>
 
 #include <QHash>
@@ -60,18 +62,11 @@ private:
 void BM_MeasureWholeView(benchmark::State& state)
 {
     TileSystem system;
-    TileSystemDescriptor descriptor;
-    descriptor.name = QStringLiteral("bench");
-    descriptor.xaxis.basevalue = 10.0;
-    descriptor.xaxis.maxzoomlevel = 20;
-    descriptor.yaxis.basevalue = 0.1;
-    descriptor.yaxis.maxzoomlevel = 20;
-    system.setTileSystemDescriptor(descriptor);
-    system.setExtents(QRectF(0.0, 1.7e9, 1.0e9, 1.0e7));
+    benchmarkgeometry::configure(system);
+    using benchmarkgeometry::xScale;
+    using benchmarkgeometry::yScale;
     NoiseProvider provider;
     const SelectionStatistics statistics(system, provider);
-    const double xScale = 15.0;
-    const double yScale = 0.15;
     const QRectF view(100.0e6 + 3.0, 1.7e9 + 1000.05, double(state.range(0)) * xScale, double(state.range(1)) * yScale);
     double pixels = 0.0;
     for (auto _ : state) {
@@ -81,11 +76,16 @@ void BM_MeasureWholeView(benchmark::State& state)
     }
     state.SetItemsProcessed(state.iterations());
     state.counters["tile_pixels"] = pixels;
-    state.counters["tile_pixels_per_s"] = benchmark::Counter(pixels * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["tile_pixels_per_s"] =
+        benchmark::Counter(pixels * double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 } // namespace
 
-BENCHMARK(BM_MeasureWholeView)->Args({1280, 800})->Args({1920, 1080})->Args({3840, 2160})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MeasureWholeView)
+    ->Args({1280, 800})
+    ->Args({1920, 1080})
+    ->Args({3840, 2160})
+    ->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();
