@@ -29,9 +29,12 @@
 // overlays
 #include <mivo/overlays/BackgroundPaintHandler.h>
 #include <mivo/overlays/FrequencyGridPaintHandler.h>
+#include <mivo/overlays/GlobalActionBar.h>
 #include <mivo/overlays/GridPaintHandler.h>
 #include <mivo/overlays/GridPaintHandlerSettings.h>
 #include <mivo/overlays/HorizontalRulerPaintHandler.h>
+#include <mivo/overlays/IInfoWidget.h>
+#include <mivo/overlays/InfoWidgetDisplayer.h>
 #include <mivo/overlays/TimeGridPaintHandler.h>
 
 // tiling

@@ -17,6 +17,7 @@ struct ViewerOptions
     std::optional<double> frequencyMax;
     std::optional<double> timeMin;       ///< --time-range, seconds since the epoch
     std::optional<double> timeMax;
+    std::optional<QRectF> selection;     ///< --selection: a selection to start with (x: Hz, y: seconds)
     QSize windowSize = QSize(1280, 800); ///< --size WIDTHxHEIGHT
     double levelLower = -100.0;          ///< --level-range: levels shown from the low to the high colour
     double levelUpper = -30.0;           ///  (dB; mivo-tilegen writes dBFS)
@@ -32,7 +33,8 @@ struct ViewerOptionsResult
     int exitCode = 0;
 };
 
-/// Parses the command line (arguments including the program name).
+/// Parses the command line (arguments including the program name). Needs a
+/// QCoreApplication (for the help text) but no display.
 ViewerOptionsResult parseViewerOptions(const QStringList& arguments);
 
 } // namespace mivo::viewer
