@@ -123,8 +123,9 @@ public:
     /**
      * The bounding box of the index. For an empty index that is the inverted box from
      * (DBL_MAX, DBL_MAX) to (-DBL_MAX, -DBL_MAX): a rectangle at (DBL_MAX, DBL_MAX) of
-     * width and height -infinity, which is invalid and contains nothing; callers test
-     * for it.
+     * width and height -infinity, which is invalid. Callers test for it: QRectF's
+     * contains() and intersects() normalise it to one reaching from -infinity to
+     * DBL_MAX, which holds nearly every point.
      */
     QRectF realExtents();
     /// Stores the declared extents (null by default).

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace mivo::sdm {
 
@@ -12,13 +13,23 @@ namespace {
 
 using WorkspaceList = QList<std::shared_ptr<SdmWorkspace>>;
 
+// The extents of an empty workspace without declared ones: the index's inverted box,
+// of width and height -infinity. QRectF normalises it into a rectangle from -infinity
+// to DBL_MAX, which would contain, overlap and widen everything; it stands for no area.
+bool isEmptyBox(const QRectF& extents)
+{
+    constexpr double minusInfinity = -std::numeric_limits<double>::infinity();
+    return extents.width() == minusInfinity || extents.height() == minusInfinity;
+}
+
 // The registered workspaces whose extents satisfy @p matches, in id order.
 template <typename Predicate>
 WorkspaceList workspacesWhere(const QMap<QString, std::shared_ptr<SdmWorkspace>>& workspaces, Predicate matches)
 {
     WorkspaceList result;
     for (const std::shared_ptr<SdmWorkspace>& workspace : workspaces) {
-        if (matches(workspace->extents()))
+        const QRectF extents = workspace->extents();
+        if (!isEmptyBox(extents) && matches(extents))
             result.append(workspace);
     }
     return result;
@@ -96,8 +107,11 @@ QList<std::shared_ptr<SdmWorkspace>> SdmWorkspaceRepository::workspacesWithin(co
 QRectF SdmWorkspaceRepository::workspacesExtents() const
 {
     QRectF united;
-    for (const std::shared_ptr<SdmWorkspace>& workspace : m_workspaces)
-        united |= workspace->extents();
+    for (const std::shared_ptr<SdmWorkspace>& workspace : m_workspaces) {
+        const QRectF extents = workspace->extents();
+        if (!isEmptyBox(extents))
+            united |= extents;
+    }
     return united;
 }
 

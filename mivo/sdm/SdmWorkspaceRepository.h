@@ -22,9 +22,10 @@ namespace mivo::sdm {
  *
  * Registration, lookup and the signal guards all go by id (SdmWorkspace::id()), not by
  * object. The repository shares ownership of the workspaces it holds. Lists come in
- * ascending id order. The geometric queries use each workspace's extents(), so an
- * empty workspace without declared extents (an invalid rectangle) contains no point,
- * lies in no rectangle and overlaps none.
+ * ascending id order. The geometric queries use each workspace's extents(); an
+ * empty workspace without declared extents (whose extents are the invalid inverted
+ * box, see SdmWorkspace::realExtents()) contains no point, lies in no rectangle,
+ * overlaps none and adds nothing to workspacesExtents().
  *
  * An empty pointer is ignored by addWorkspace(), removeWorkspace(), workspaceChanged()
  * and workspaceSelectionChanged() (nothing is emitted); setActivateWorkspace() takes it.
