@@ -49,7 +49,7 @@ inline uint qHash(const SdmWorkspaceItem& item, uint seed = 0) noexcept
     return qHash(item.id, seed);
 }
 
-/// Prints every field: SdmWorkspaceItem("id", QRectF(...), marked, flagged, userValue).
+/// Prints every field: SdmWorkspaceItem("a", QRectF(1,2 3x4), marked true, flagged false, userValue 2.5).
 MIVO_EXPORT QDebug operator<<(QDebug debug, const SdmWorkspaceItem& item);
 
 } // namespace mivo::sdm
