@@ -148,6 +148,25 @@ public:
 #endif
     }
 
+    // The items the index finds for @p predicate, in the order of its traversal.
+    template <typename Predicate>
+    QList<SdmWorkspaceItem> query(const Predicate& predicate)
+    {
+        QList<SdmWorkspaceItem> items;
+        const ReadLocker locker(lock);
+        index.query(predicate, ItemAppender(items));
+        return items;
+    }
+
+    // Takes the item stored under @p id out of the map and lists its value for removal
+    // from the index: a default item's when the id is unknown, which is then simply not
+    // found there.
+    void takeStored(const QString& id, std::vector<IndexValue>& removals)
+    {
+        const SdmWorkspaceItem stored = itemsById.take(id);
+        removals.emplace_back(boxOf(stored.rect), stored);
+    }
+
     // Values that are not in the index (an unknown id's default item, a stale copy)
     // are not found and left alone.
     void removeFromIndex(const std::vector<IndexValue>& values)
@@ -253,9 +272,7 @@ void SdmWorkspace::updateItems(const QList<SdmWorkspaceItem>& items)
     insertions.reserve(std::size_t(items.size()));
     const WriteLocker locker(d->lock);
     for (const SdmWorkspaceItem& item : items) {
-        // A default item when the id is unknown; it is then simply not found below.
-        const SdmWorkspaceItem stored = d->itemsById.take(item.id);
-        removals.emplace_back(boxOf(stored.rect), stored);
+        d->takeStored(item.id, removals);
         d->marked.remove(item);
         d->itemsById.insert(item.id, item);
         insertions.emplace_back(boxOf(item.rect), item);
@@ -272,8 +289,7 @@ void SdmWorkspace::removeItems(const QList<SdmWorkspaceItem>& items)
     removals.reserve(std::size_t(items.size()));
     const WriteLocker locker(d->lock);
     for (const SdmWorkspaceItem& item : items) {
-        const SdmWorkspaceItem stored = d->itemsById.take(item.id);
-        removals.emplace_back(boxOf(stored.rect), stored);
+        d->takeStored(item.id, removals);
         d->selection.remove(item);
         d->marked.remove(item);
     }
@@ -288,22 +304,14 @@ QList<SdmWorkspaceItem> SdmWorkspace::itemsAt(const QPointF& point)
 
 QList<SdmWorkspaceItem> SdmWorkspace::itemsIntersecting(const QRectF& rect)
 {
-    const Box box = boxOf(rect.normalized());
-    QList<SdmWorkspaceItem> items;
-    const ReadLocker locker(d->lock);
-    d->index.query(bgi::intersects(box), ItemAppender(items));
-    return items;
+    return d->query(bgi::intersects(boxOf(rect.normalized())));
 }
 
 QList<SdmWorkspaceItem> SdmWorkspace::itemsWithin(const QRectF& rect)
 {
     // The index's within is strict about the item: one of zero width or height is
     // never within anything, which is intended.
-    const Box box = boxOf(rect.normalized());
-    QList<SdmWorkspaceItem> items;
-    const ReadLocker locker(d->lock);
-    d->index.query(bgi::within(box), ItemAppender(items));
-    return items;
+    return d->query(bgi::within(boxOf(rect.normalized())));
 }
 
 bool SdmWorkspace::selectItems(const QList<SdmWorkspaceItem>& items, bool toggle, bool clearFirst)

@@ -46,6 +46,17 @@ WorkspacePtr workspaceAround(const QString& id, const QRectF& itemRect)
     return result;
 }
 
+// Registers a new workspace for each id, in that order.
+WorkspaceList addWorkspaces(SdmWorkspaceRepository& repository, const QStringList& ids)
+{
+    WorkspaceList added;
+    for (const QString& id : ids) {
+        added.append(workspace(id));
+        repository.addWorkspace(added.last());
+    }
+    return added;
+}
+
 QStringList idsOf(const WorkspaceList& workspaces)
 {
     QStringList ids;
@@ -175,10 +186,9 @@ private Q_SLOTS:
     void removeWorkspaceUnregistersAndAnnounces()
     {
         SdmWorkspaceRepository repository;
-        const WorkspacePtr a = workspace(QStringLiteral("a"));
-        const WorkspacePtr b = workspace(QStringLiteral("b"));
-        repository.addWorkspace(a);
-        repository.addWorkspace(b);
+        const WorkspaceList registered = addWorkspaces(repository, {QStringLiteral("a"), QStringLiteral("b")});
+        const WorkspacePtr& a = registered.at(0);
+        const WorkspacePtr& b = registered.at(1);
         Spies spies(repository);
         repository.removeWorkspace(a);
         QCOMPARE(emitted(spies.removed), WorkspaceList{a});
@@ -230,8 +240,7 @@ private Q_SLOTS:
     void workspacesComeInAscendingIdOrder()
     {
         SdmWorkspaceRepository repository;
-        for (const char* id : {"m", "b", "z", "a", "B"})
-            repository.addWorkspace(workspace(QString::fromLatin1(id)));
+        addWorkspaces(repository, {"m", "b", "z", "a", "B"});
         QCOMPARE(idsOf(repository.workspaces()), (QStringList{"B", "a", "b", "m", "z"}));
     }
 
@@ -240,10 +249,9 @@ private Q_SLOTS:
     void setActivateWorkspaceAnnouncesOnlyAChange()
     {
         SdmWorkspaceRepository repository;
-        const WorkspacePtr a = workspace(QStringLiteral("a"));
-        const WorkspacePtr b = workspace(QStringLiteral("b"));
-        repository.addWorkspace(a);
-        repository.addWorkspace(b);
+        const WorkspaceList registered = addWorkspaces(repository, {QStringLiteral("a"), QStringLiteral("b")});
+        const WorkspacePtr& a = registered.at(0);
+        const WorkspacePtr& b = registered.at(1);
         Spies spies(repository);
         repository.setActivateWorkspace(a);
         repository.setActivateWorkspace(a);
