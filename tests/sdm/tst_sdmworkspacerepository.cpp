@@ -8,6 +8,7 @@
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
 #include <type_traits>
 
@@ -382,18 +383,21 @@ private Q_SLOTS:
         QObject receiver;
         receiver.moveToThread(&thread);
         thread.start();
-        QSignalSpy done(&receiver, &QObject::objectNameChanged);
+        // Written in the receiver's thread, then handed over by the flag.
+        QString received;
+        std::atomic<bool> delivered{false};
         connect(&repository, &SdmWorkspaceRepository::si_workspaceChanged, &receiver,
-                [&receiver](const WorkspacePtr& changed) {
-                    receiver.setObjectName(changed->id() + QStringLiteral(" in ")
-                                           + (QThread::currentThread() == receiver.thread() ? QStringLiteral("receiver")
-                                                                                          : QStringLiteral("sender")));
+                [&](const WorkspacePtr& changed) {
+                    received = changed->id()
+                        + (QThread::currentThread() == &thread ? QStringLiteral(" in the receiver's thread")
+                                                                : QStringLiteral(" elsewhere"));
+                    delivered.store(true, std::memory_order_release);
                 });
         const WorkspacePtr a = workspace(QStringLiteral("a"));
         repository.addWorkspace(a);
         repository.workspaceChanged(a);
-        QVERIFY(done.wait(10000));
-        QCOMPARE(done.first().first().toString(), QStringLiteral("a in receiver"));
+        QTRY_VERIFY_WITH_TIMEOUT(delivered.load(std::memory_order_acquire), 10000);
+        QCOMPARE(received, QStringLiteral("a in the receiver's thread"));
         thread.quit();
         QVERIFY(thread.wait(10000));
     }
