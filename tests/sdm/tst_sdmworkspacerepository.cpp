@@ -382,7 +382,6 @@ private Q_SLOTS:
         QThread thread;
         QObject receiver;
         receiver.moveToThread(&thread);
-        thread.start();
         // Written in the receiver's thread, then handed over by the flag.
         QString received;
         std::atomic<bool> delivered{false};
@@ -393,6 +392,10 @@ private Q_SLOTS:
                                                                 : QStringLiteral(" elsewhere"));
                     delivered.store(true, std::memory_order_release);
                 });
+        // Started once the connection is made: thread creation orders the connection
+        // before the thread's first look at it, as ThreadSanitizer can see (Qt's event
+        // queue hands it over behind locks it cannot see).
+        thread.start();
         const WorkspacePtr a = workspace(QStringLiteral("a"));
         repository.addWorkspace(a);
         repository.workspaceChanged(a);
