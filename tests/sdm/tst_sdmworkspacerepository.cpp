@@ -392,12 +392,12 @@ private Q_SLOTS:
                                                                 : QStringLiteral(" elsewhere"));
                     delivered.store(true, std::memory_order_release);
                 });
-        // Started once the connection is made: thread creation orders the connection
-        // before the thread's first look at it, as ThreadSanitizer can see (Qt's event
-        // queue hands it over behind locks it cannot see).
-        thread.start();
         const WorkspacePtr a = workspace(QStringLiteral("a"));
         repository.addWorkspace(a);
+        // Started once the connection and the workspace are made: thread creation orders
+        // them before the thread's first look at them, as ThreadSanitizer can see (Qt's
+        // event queue hands them over behind locks it cannot see).
+        thread.start();
         repository.workspaceChanged(a);
         QTRY_VERIFY_WITH_TIMEOUT(delivered.load(std::memory_order_acquire), 10000);
         QCOMPARE(received, QStringLiteral("a in the receiver's thread"));
