@@ -11,6 +11,7 @@
 #include <atomic>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 using mivo::sdm::SdmWorkspace;
 using mivo::sdm::SdmWorkspaceRepository;
@@ -56,6 +57,14 @@ WorkspaceList addWorkspaces(SdmWorkspaceRepository& repository, const QStringLis
         repository.addWorkspace(added.last());
     }
     return added;
+}
+
+// Registers a workspace "a" and returns it with another workspace of the same id.
+std::pair<WorkspacePtr, WorkspacePtr> registeredAndNamesake(SdmWorkspaceRepository& repository)
+{
+    const WorkspacePtr registered = workspace(QStringLiteral("a"));
+    repository.addWorkspace(registered);
+    return {registered, workspace(QStringLiteral("a"))};
 }
 
 QStringList idsOf(const WorkspaceList& workspaces)
@@ -173,9 +182,7 @@ private Q_SLOTS:
     void addingASecondWorkspaceWithARegisteredIdKeepsTheFirst()
     {
         SdmWorkspaceRepository repository;
-        const WorkspacePtr first = workspace(QStringLiteral("a"));
-        const WorkspacePtr second = workspace(QStringLiteral("a"));
-        repository.addWorkspace(first);
+        const auto [first, second] = registeredAndNamesake(repository);
         Spies spies(repository);
         repository.addWorkspace(second);
         repository.addWorkspace(first);
@@ -214,9 +221,7 @@ private Q_SLOTS:
     void removingAnotherObjectWithARegisteredIdRemovesTheRegisteredOne()
     {
         SdmWorkspaceRepository repository;
-        const WorkspacePtr registered = workspace(QStringLiteral("a"));
-        const WorkspacePtr namesake = workspace(QStringLiteral("a"));
-        repository.addWorkspace(registered);
+        const auto [registered, namesake] = registeredAndNamesake(repository);
         Spies spies(repository);
         repository.removeWorkspace(namesake);
         QVERIFY(!repository.workspace(QStringLiteral("a")));
@@ -354,8 +359,7 @@ private Q_SLOTS:
     void changeAnnouncementsGoById()
     {
         SdmWorkspaceRepository repository;
-        repository.addWorkspace(workspace(QStringLiteral("a")));
-        const WorkspacePtr namesake = workspace(QStringLiteral("a"));
+        const WorkspacePtr namesake = registeredAndNamesake(repository).second;
         Spies spies(repository);
         repository.workspaceChanged(namesake);
         repository.workspaceSelectionChanged(namesake);
