@@ -37,6 +37,14 @@
 #include <mivo/overlays/InfoWidgetDisplayer.h>
 #include <mivo/overlays/TimeGridPaintHandler.h>
 
+// sdm
+#include <mivo/sdm/SdmWorkspace.h>
+#include <mivo/sdm/SdmWorkspaceDocument.h>
+#include <mivo/sdm/SdmWorkspaceFileReader.h>
+#include <mivo/sdm/SdmWorkspaceFileWriter.h>
+#include <mivo/sdm/SdmWorkspaceItem.h>
+#include <mivo/sdm/SdmWorkspaceRepository.h>
+
 // tiling
 #include <mivo/tiling/ITileLoader.h>
 #include <mivo/tiling/ITileProvider.h>
