@@ -1,0 +1,33 @@
+// A .sigmf archive: its member list, its metadata, and the samples read in place.
+
+#include "FuzzInput.h"
+
+#include <core/Error.h>
+#include <core/RawSignalSource.h>
+#include <core/SigMfArchive.h>
+#include <core/SigMfMetadata.h>
+
+#include <vector>
+
+using namespace mivo::tilegen;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const QString path = fuzz::writeFile(QStringLiteral("input.sigmf"), reinterpret_cast<const char*>(data), qint64(size));
+    try {
+        const SigMfArchive archive = SigMfArchive::read(path);
+        const SigMfMetadata meta = SigMfMetadata::parse(archive.meta, archive.metaName);
+        SignalInfo info;
+        info.sampleRate = meta.sampleRate;
+        RawSignalSource source(path, meta.format, info, archive.data);
+        std::vector<float> samples(2 * 4096);
+        qint64 total = 0;
+        while (const qint64 n = source.read(samples.data(), 4096)) {
+            total += n;
+            if (n < 0 || n > 4096 || total > source.info().sampleCount)
+                abort();
+        }
+    } catch (const Error&) {
+    }
+    return 0;
+}
