@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 namespace mivo::tiling {
 
@@ -25,6 +26,45 @@ quint16 zoomLevelForScale(const TileAxis& axis, double scale)
     zoom = std::min(zoom, axis.maxzoomlevel);
     zoom = std::max(axis.minzoomlevel, zoom);
     return zoom;
+}
+
+// The number of tiles of one axis that [first, last] of the range covers at a level.
+quint64 tileCount(const TileAxis& axis, double first, double last, quint16 zoomLevel)
+{
+    const quint64 firstIndex = tileIndex(axis, first, zoomLevel);
+    const quint64 lastIndex = tileIndex(axis, last, zoomLevel);
+    if (firstIndex > lastIndex)
+        return 0;
+    const quint64 span = lastIndex - firstIndex;
+    return span == std::numeric_limits<quint64>::max() ? span : span + 1;
+}
+
+// The most tiles a view of @p pixels screen pixels takes along an axis.
+quint64 tileBudget(const TileAxis& axis, double pixels)
+{
+    if (!(pixels > 0.0))
+        pixels = 0.0;
+    pixels = std::min(pixels, TileSystem::maximumViewPixels);
+    double budget = pixels / TileSystem::minimumTileSpanPixels;
+    if (axis.tilesize > 0)
+        budget = std::min(budget, 2.0 * pixels / axis.tilesize);
+    return static_cast<quint64>(budget) + 2;
+}
+
+// From @p zoomLevel on towards the coarsest level: the first level at which the
+// range [first, last] takes no more tiles than @p budget, if any.
+std::optional<quint16> levelWithinBudget(const TileAxis& axis, double first, double last, quint16 zoomLevel,
+                                         quint64 budget)
+{
+    // Past 64 levels every index has been halved away; levels beyond 30 wrap anyway.
+    for (int step = 0; step <= 64; ++step) {
+        if (tileCount(axis, first, last, zoomLevel) <= budget)
+            return zoomLevel;
+        if (zoomLevel >= axis.maxzoomlevel)
+            break;
+        ++zoomLevel;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -121,7 +161,19 @@ QList<TileId> TileSystem::tilesInRange(const QRectF& range, quint16 xZoomLevel, 
 
 QList<TileId> TileSystem::tilesInRange(const QRectF& range, double xScale, double yScale) const
 {
-    return tilesInRange(range, zoomLevelForScale(m_x, xScale), zoomLevelForScale(m_y, yScale));
+    const quint16 xZoomLevel = zoomLevelForScale(m_x, xScale);
+    const quint16 yZoomLevel = zoomLevelForScale(m_y, yScale);
+    const QRectF area = range.intersected(m_extents);
+    if (!(area.width() > 0.0) || !(area.height() > 0.0))
+        return {};
+    // Bounded by what the view's pixels can show (see the header).
+    const std::optional<quint16> x = levelWithinBudget(m_x, area.left(), area.left() + area.width(), xZoomLevel,
+                                                       tileBudget(m_x, range.width() / xScale));
+    const std::optional<quint16> y = levelWithinBudget(m_y, area.top(), area.top() + area.height(), yZoomLevel,
+                                                       tileBudget(m_y, range.height() / yScale));
+    if (!x || !y)
+        return {};
+    return tilesInRange(range, *x, *y);
 }
 
 double TileSystem::pixelIndexToValue(quint32 index) const

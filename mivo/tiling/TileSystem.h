@@ -38,6 +38,11 @@ public:
     /// A range that needs more tiles than this gives an empty list from tilesInRange()
     /// rather than exhausting memory: a server's documents must not make the view hang.
     static constexpr quint64 maximumTilesInRange = quint64(1) << 20;
+    /// The smallest on-screen span, in screen pixels along each axis, that a view's tiles
+    /// are given on average (see the scale overload of tilesInRange()).
+    static constexpr double minimumTileSpanPixels = 8.0;
+    /// Views wider or taller than this many screen pixels are bounded as if they were not.
+    static constexpr double maximumViewPixels = 16384.0;
 
     TileSystem();
     ~TileSystem() override;
@@ -69,6 +74,17 @@ public:
     /// As above, at the coarsest levels whose pixels are not larger than the given
     /// scales (value units per screen pixel), clamped to the levels the axes offer. A
     /// scale finer than basevalue wraps to a huge level and is clamped to maxzoomlevel.
+    ///
+    /// Bounded by what the view can show. @p range is the view: range.width() / xScale
+    /// screen pixels wide (at most maximumViewPixels), likewise high. Along each axis the
+    /// view takes at most floor(min(pixels / minimumTileSpanPixels, 2 * pixels /
+    /// tilesize)) + 2 tiles: on average a tile spans at least minimumTileSpanPixels
+    /// screen pixels and no more than two tile pixels fall on one screen pixel, plus the
+    /// two tiles cut by the view's edges. Where the picked level needs more, the next
+    /// coarser levels the axis offers are taken until one fits; if none does (the
+    /// coarsest level's tiles are too small on screen), the list is empty. At the level
+    /// the scale picks, tiles of 16 pixels and more always fit, so pyramids of ordinary
+    /// tile sizes viewed within their levels get exactly the tiles of the picked levels.
     QList<TileId> tilesInRange(const QRectF& range, double xScale, double yScale) const;
 
     /// The level value of a tile pixel index: index / valueSteps * (max - min) + min.
