@@ -41,6 +41,7 @@
 #include <mivo/tiling/TileCache.h>
 #include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileLoadFailure.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TilePaintHandler.h>

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 namespace mivo::tiling {
 
@@ -45,26 +44,57 @@ quint64 tileBudget(const TileAxis& axis, double pixels)
     if (!(pixels > 0.0))
         pixels = 0.0;
     pixels = std::min(pixels, TileSystem::maximumViewPixels);
-    double budget = pixels / TileSystem::minimumTileSpanPixels;
-    if (axis.tilesize > 0)
-        budget = std::min(budget, 2.0 * pixels / axis.tilesize);
-    return static_cast<quint64>(budget) + 2;
+    if (axis.tilesize == 0)
+        return 2;
+    return static_cast<quint64>(2.0 * pixels / axis.tilesize) + 2;
 }
 
-// From @p zoomLevel on towards the coarsest level: the first level at which the
-// range [first, last] takes no more tiles than @p budget, if any.
-std::optional<quint16> levelWithinBudget(const TileAxis& axis, double first, double last, quint16 zoomLevel,
-                                         quint64 budget)
+// One axis of a view: the range's ends, the level in use and the tiles it takes.
+struct ViewAxis
 {
-    // Past 64 levels every index has been halved away; levels beyond 30 wrap anyway.
-    for (int step = 0; step <= 64; ++step) {
-        if (tileCount(axis, first, last, zoomLevel) <= budget)
-            return zoomLevel;
-        if (zoomLevel >= axis.maxzoomlevel)
-            break;
+    const TileAxis& axis;
+    double first;
+    double last;
+    quint16 zoomLevel;
+    quint64 count = 0;
+
+    void recount() { count = tileCount(axis, first, last, zoomLevel); }
+    bool canCoarsen() const { return zoomLevel < axis.maxzoomlevel; }
+    void coarsen()
+    {
         ++zoomLevel;
+        recount();
     }
-    return std::nullopt;
+};
+
+// From the level in use on towards the coarsest: the first level at which the axis
+// takes no more than @p budget tiles. False if there is none.
+bool fitAxis(ViewAxis& view, quint64 budget)
+{
+    view.recount();
+    // Past 64 levels every index has been halved away; levels beyond 30 wrap anyway.
+    for (int step = 0; step < 64 && view.count > budget && view.canCoarsen(); ++step)
+        view.coarsen();
+    return view.count <= budget;
+}
+
+// Coarsens the axis with more tiles until the view takes no more than @p budget.
+bool fitView(ViewAxis& x, ViewAxis& y, quint64 budget)
+{
+    const auto total = [&] {
+        return x.count != 0 && y.count > budget / x.count ? budget + 1 : x.count * y.count;
+    };
+    for (int step = 0; step < 128 && total() > budget; ++step) {
+        ViewAxis* wider = x.count >= y.count ? &x : &y;
+        ViewAxis* other = wider == &x ? &y : &x;
+        if (wider->canCoarsen())
+            wider->coarsen();
+        else if (other->canCoarsen())
+            other->coarsen();
+        else
+            break;
+    }
+    return total() <= budget;
 }
 
 } // namespace
@@ -167,13 +197,13 @@ QList<TileId> TileSystem::tilesInRange(const QRectF& range, double xScale, doubl
     if (!(area.width() > 0.0) || !(area.height() > 0.0))
         return {};
     // Bounded by what the view's pixels can show (see the header).
-    const std::optional<quint16> x = levelWithinBudget(m_x, area.left(), area.left() + area.width(), xZoomLevel,
-                                                       tileBudget(m_x, range.width() / xScale));
-    const std::optional<quint16> y = levelWithinBudget(m_y, area.top(), area.top() + area.height(), yZoomLevel,
-                                                       tileBudget(m_y, range.height() / yScale));
-    if (!x || !y)
+    ViewAxis x{m_x, area.left(), area.left() + area.width(), xZoomLevel};
+    ViewAxis y{m_y, area.top(), area.top() + area.height(), yZoomLevel};
+    if (!fitAxis(x, tileBudget(m_x, range.width() / xScale)) || !fitAxis(y, tileBudget(m_y, range.height() / yScale))
+        || !fitView(x, y, maximumTilesPerView)) {
         return {};
-    return tilesInRange(range, *x, *y);
+    }
+    return tilesInRange(range, x.zoomLevel, y.zoomLevel);
 }
 
 double TileSystem::pixelIndexToValue(quint32 index) const
