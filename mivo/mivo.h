@@ -36,6 +36,7 @@
 // tiling
 #include <mivo/tiling/ITileLoader.h>
 #include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/RetryingTileLoader.h>
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileAxis.h>
 #include <mivo/tiling/TileCache.h>
