@@ -54,6 +54,7 @@ struct SharedState
     quint64 commandsDone = 0;
     std::condition_variable commandDone;
     QHash<QString, Document> documents;
+    QHash<QString, Document> prefixDocuments;
     QHash<QString, Fault> faults;
     QHash<QString, int> faultCounts; // faults that apply to so many more requests only
     QHash<QString, TestHttpServer::GeneratedBody> generated;
@@ -521,6 +522,15 @@ private:
             found = it != m_shared.documents.constEnd();
             if (found)
                 document = it.value();
+            int longest = -1;
+            for (auto prefix = m_shared.prefixDocuments.constBegin(); !found && prefix != m_shared.prefixDocuments.constEnd();
+                 ++prefix) {
+                if (request.path.startsWith(prefix.key()) && prefix.key().size() > longest) {
+                    longest = prefix.key().size();
+                    document = prefix.value();
+                }
+            }
+            found = found || longest >= 0;
             const auto body = m_shared.generated.constFind(request.path);
             if (body != m_shared.generated.constEnd())
                 generated = body.value();
@@ -804,6 +814,12 @@ void TestHttpServer::removeDocument(const QString& path)
     std::lock_guard<std::mutex> lock(d->shared.mutex);
     d->shared.documents.remove(path);
     d->shared.generated.remove(path);
+}
+
+void TestHttpServer::setPrefixDocument(const QString& prefix, const QByteArray& body, const QByteArray& contentType)
+{
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
+    d->shared.prefixDocuments.insert(prefix, Document{body, contentType});
 }
 
 void TestHttpServer::setGeneratedBody(const QString& path, const GeneratedBody& body)

@@ -87,6 +87,10 @@ public:
                      const QByteArray& contentType = "application/octet-stream");
     /// Later requests for `path` answer 404 (unless a fault says otherwise).
     void removeDocument(const QString& path);
+    /// Serves `body` for every path that starts with `prefix` and has no document or
+    /// generated body of its own (the longest matching prefix wins).
+    void setPrefixDocument(const QString& prefix, const QByteArray& body,
+                           const QByteArray& contentType = "application/octet-stream");
     /// Serves `body` for `path`, generated while it is sent (replacing a document or an
     /// earlier generated body; removeDocument() removes it too). Faults apply first.
     void setGeneratedBody(const QString& path, const GeneratedBody& body);
