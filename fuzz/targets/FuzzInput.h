@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -23,7 +24,10 @@ inline QByteArray bytes(const uint8_t* data, size_t size)
 /// its path. Readers that pick their parser by the file's extension get the name.
 inline QString writeFile(const QString& name, const char* content, qint64 size)
 {
-    static QTemporaryDir directory(QDir::tempPath() + QStringLiteral("/mivo-fuzz-XXXXXX"));
+    // In memory where there is a tmpfs: a file per run on disk costs more than the run.
+    static const QString parent = QFileInfo(QStringLiteral("/dev/shm")).isWritable() ? QStringLiteral("/dev/shm")
+                                                                                     : QDir::tempPath();
+    static QTemporaryDir directory(parent + QStringLiteral("/mivo-fuzz-XXXXXX"));
     const QString path = directory.filePath(name);
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
