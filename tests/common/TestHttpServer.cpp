@@ -829,23 +829,24 @@ void TestHttpServer::setGeneratedBody(const QString& path, const GeneratedBody& 
     d->shared.generated.insert(path, body);
 }
 
-QByteArray TestHttpServer::gzipOfZeros(qint64 length)
+namespace {
+
+// Compresses `length` bytes that `next` hands out in pieces; 16 + 15 window bits give gzip.
+QByteArray deflated(qint64 length, const std::function<QByteArray(qint64)>& next, bool gzip)
 {
     z_stream stream = {};
-    // 15 + 16: a gzip wrapper around the deflate stream.
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY) != Z_OK)
+    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, gzip ? 15 + 16 : 15, 9, Z_DEFAULT_STRATEGY) != Z_OK)
         return {};
-    const QByteArray zeros(1 << 20, '\0');
     QByteArray out;
     char buffer[64 * 1024];
     qint64 left = length;
     int flush = Z_NO_FLUSH;
     do {
-        const qint64 n = qMin<qint64>(left, zeros.size());
-        left -= n;
+        const QByteArray piece = next(qMin<qint64>(left, 1 << 20));
+        left -= piece.size();
         flush = left == 0 ? Z_FINISH : Z_NO_FLUSH;
-        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(zeros.constData()));
-        stream.avail_in = uInt(n);
+        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(piece.constData()));
+        stream.avail_in = uInt(piece.size());
         do {
             stream.next_out = reinterpret_cast<Bytef*>(buffer);
             stream.avail_out = sizeof buffer;
@@ -855,6 +856,24 @@ QByteArray TestHttpServer::gzipOfZeros(qint64 length)
     } while (flush != Z_FINISH);
     deflateEnd(&stream);
     return out;
+}
+
+} // namespace
+
+QByteArray TestHttpServer::gzipOfZeros(qint64 length)
+{
+    const QByteArray zeros(1 << 20, '\0');
+    return deflated(length, [&zeros](qint64 n) { return zeros.left(int(n)); }, true);
+}
+
+QByteArray TestHttpServer::compressed(const QByteArray& data, bool gzip)
+{
+    qint64 at = 0;
+    return deflated(data.size(), [&](qint64 n) {
+        const QByteArray piece = data.mid(int(at), int(n));
+        at += n;
+        return piece;
+    }, gzip);
 }
 
 void TestHttpServer::setFault(const QString& path, Fault fault)

@@ -96,6 +96,8 @@ public:
     void setGeneratedBody(const QString& path, const GeneratedBody& body);
     /// `length` zero bytes compressed by gzip, for bodies that inflate far beyond their size.
     static QByteArray gzipOfZeros(qint64 length);
+    /// `data` compressed as a "gzip" body, or as a "deflate" (zlib) body.
+    static QByteArray compressed(const QByteArray& data, bool gzip);
 
     /// Applies to requests for `path` that arrive from now on; Fault::None removes the fault.
     /// The document itself is looked up when the answer is written.
