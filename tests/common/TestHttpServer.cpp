@@ -829,11 +829,9 @@ void TestHttpServer::setGeneratedBody(const QString& path, const GeneratedBody& 
     d->shared.generated.insert(path, body);
 }
 
-namespace {
-
-// Compresses `length` bytes that `next` hands out in pieces; 16 + 15 window bits give gzip.
-QByteArray deflated(qint64 length, const std::function<QByteArray(qint64)>& next, bool gzip)
+QByteArray TestHttpServer::compressedStream(qint64 length, const std::function<QByteArray(qint64)>& next, bool gzip)
 {
+    // 16 + 15 window bits give gzip.
     z_stream stream = {};
     if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, gzip ? 15 + 16 : 15, 9, Z_DEFAULT_STRATEGY) != Z_OK)
         return {};
@@ -858,18 +856,16 @@ QByteArray deflated(qint64 length, const std::function<QByteArray(qint64)>& next
     return out;
 }
 
-} // namespace
-
 QByteArray TestHttpServer::gzipOfZeros(qint64 length)
 {
     const QByteArray zeros(1 << 20, '\0');
-    return deflated(length, [&zeros](qint64 n) { return zeros.left(int(n)); }, true);
+    return compressedStream(length, [&zeros](qint64 n) { return zeros.left(int(n)); }, true);
 }
 
 QByteArray TestHttpServer::compressed(const QByteArray& data, bool gzip)
 {
     qint64 at = 0;
-    return deflated(data.size(), [&](qint64 n) {
+    return compressedStream(data.size(), [&](qint64 n) {
         const QByteArray piece = data.mid(int(at), int(n));
         at += n;
         return piece;

@@ -22,6 +22,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class TestHttpServer : public QObject
@@ -98,6 +99,9 @@ public:
     static QByteArray gzipOfZeros(qint64 length);
     /// `data` compressed as a "gzip" body, or as a "deflate" (zlib) body.
     static QByteArray compressed(const QByteArray& data, bool gzip);
+    /// `length` bytes handed out in pieces by `next` (asked for at most the count it is
+    /// given) compressed as gzip or zlib data, without holding them all.
+    static QByteArray compressedStream(qint64 length, const std::function<QByteArray(qint64)>& next, bool gzip);
 
     /// Applies to requests for `path` that arrive from now on; Fault::None removes the fault.
     /// The document itself is looked up when the answer is written.

@@ -7,9 +7,9 @@
 #include <QByteArray>
 #include <QtEndian>
 
-#include <zlib.h>
+#include <TestHttpServer.h>
 
-#include <vector>
+#include <zlib.h>
 
 namespace hostile {
 
@@ -44,23 +44,11 @@ inline QByteArray pngOfZeros(quint32 width, quint32 height, int colourType = 3, 
         appendChunk(png, "PLTE", palette);
     }
     const int channels = colourType == 6 ? 4 : colourType == 2 ? 3 : colourType == 4 ? 2 : 1;
-    const std::vector<char> row(1 + (quint64(width) * channels * bitDepth + 7) / 8, '\0'); // filter byte 0
-    z_stream stream = {};
-    deflateInit(&stream, Z_BEST_COMPRESSION);
-    QByteArray idat;
-    char buffer[64 * 1024];
-    for (quint32 y = 0; y < height; ++y) {
-        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(row.data()));
-        stream.avail_in = uInt(row.size());
-        const int flush = y + 1 == height ? Z_FINISH : Z_NO_FLUSH;
-        do {
-            stream.next_out = reinterpret_cast<Bytef*>(buffer);
-            stream.avail_out = sizeof buffer;
-            deflate(&stream, flush);
-            idat.append(buffer, int(sizeof buffer - stream.avail_out));
-        } while (stream.avail_out == 0);
-    }
-    deflateEnd(&stream);
+    // Rows of zeros, each behind its filter byte 0.
+    const qint64 rowBytes = 1 + (qint64(width) * channels * bitDepth + 7) / 8;
+    const QByteArray row(int(rowBytes), '\0');
+    const QByteArray idat = TestHttpServer::compressedStream(
+        rowBytes * height, [&row](qint64 n) { return row.left(int(qMin<qint64>(n, row.size()))); }, false);
     appendChunk(png, "IDAT", idat);
     appendChunk(png, "IEND", QByteArray());
     return png;

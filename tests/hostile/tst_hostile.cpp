@@ -64,11 +64,17 @@ qint64 statusKb(qint64 pid, const char* field)
     return 0;
 }
 
-/// 1 GiB of zeros gzip-compressed (about 1 MiB), made once.
-const QByteArray& gigabyteGzipBomb()
+/// 1 GiB of zeros gzip-compressed (about 1 MiB, made once), sent with its length.
+TestHttpServer::GeneratedBody gigabyteGzipBomb(const QByteArray& contentType)
 {
     static const QByteArray bomb = TestHttpServer::gzipOfZeros(gigabyte);
-    return bomb;
+    TestHttpServer::GeneratedBody body;
+    body.prefix = bomb;
+    body.length = bomb.size();
+    body.framing = TestHttpServer::Framing::ContentLength;
+    body.contentEncoding = "gzip";
+    body.contentType = contentType;
+    return body;
 }
 
 // ---- The child side -------------------------------------------------------------
@@ -347,12 +353,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("document");
         QTest::addColumn<GeneratedBody>("body");
-        GeneratedBody bomb;
-        bomb.prefix = gigabyteGzipBomb();
-        bomb.length = bomb.prefix.size();
-        bomb.framing = Framing::ContentLength;
-        bomb.contentEncoding = "gzip";
-        QTest::newRow("descriptor gzip inflating to 1 GiB") << QStringLiteral("descriptor") << bomb;
+        QTest::newRow("descriptor gzip inflating to 1 GiB")
+            << QStringLiteral("descriptor") << gigabyteGzipBomb("application/json");
         GeneratedBody plain;
         plain.prefix = "{\"name\": \"";
         plain.fill = 'x';
@@ -392,12 +394,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<GeneratedBody>("body");
         QTest::addColumn<QString>("reason");
-        GeneratedBody bomb;
-        bomb.prefix = gigabyteGzipBomb();
-        bomb.length = bomb.prefix.size();
-        bomb.framing = Framing::ContentLength;
-        bomb.contentEncoding = "gzip";
-        bomb.contentType = "image/png";
+        const GeneratedBody bomb = gigabyteGzipBomb("image/png");
         QTest::newRow("gzip inflating to 1 GiB") << bomb << QStringLiteral("TooLarge");
         GeneratedBody chunkedBomb = bomb;
         chunkedBomb.framing = Framing::Chunked;

@@ -43,6 +43,17 @@ struct Retrying
     QSignalSpy scheduled{&loader, &RetryingTileLoader::si_retryScheduled};
 };
 
+// Asks for the tile, which fails, and waits until its next request is scheduled a
+// minute later.
+bool waitForARetry(Retrying& r)
+{
+    RetryingTileLoaderSettings settings = r.loader.settings();
+    settings.initialDelayMs = settings.maximumDelayMs = 60000;
+    r.loader.setSettings(settings);
+    r.loader.loadTile(tile, true);
+    return QTest::qWaitFor([&r] { return r.scheduled.count() == 1; }, 10000);
+}
+
 // Waits a while in which nothing may happen; the only bare wait of this suite.
 void letTimePass(int ms)
 {
@@ -175,11 +186,7 @@ private Q_SLOTS:
     {
         m_server->setFault(path(), Fault::ServiceUnavailable);
         Retrying r(m_server->baseUrl() + base);
-        RetryingTileLoaderSettings settings = r.loader.settings();
-        settings.initialDelayMs = settings.maximumDelayMs = 60000;
-        r.loader.setSettings(settings);
-        r.loader.loadTile(tile, true);
-        QTRY_COMPARE(r.scheduled.count(), 1);
+        QVERIFY(waitForARetry(r));
         // Waiting: asking again changes nothing.
         r.loader.loadTile(tile, false);
         r.loader.cancelTileLoad(tile);
@@ -207,11 +214,7 @@ private Q_SLOTS:
     {
         m_server->setFault(path(), Fault::ServiceUnavailable);
         Retrying r(m_server->baseUrl() + base);
-        RetryingTileLoaderSettings settings = r.loader.settings();
-        settings.initialDelayMs = settings.maximumDelayMs = 60000;
-        r.loader.setSettings(settings);
-        r.loader.loadTile(tile, true);
-        QTRY_COMPARE(r.scheduled.count(), 1);
+        QVERIFY(waitForARetry(r));
         r.loader.setBaseUrl(QUrl(m_server->baseUrl() + QStringLiteral("/other")));
         QCOMPARE(r.failed.count(), 1);
         QCOMPARE(r.inner.worker(0).baseUrl(), m_server->baseUrl() + QStringLiteral("/other"));
