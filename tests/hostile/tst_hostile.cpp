@@ -36,15 +36,19 @@ using GeneratedBody = TestHttpServer::GeneratedBody;
 
 namespace {
 
+// Sanitizers slow every case down and add their own memory.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr qint64 sanitizerAllowanceMb = 400; // shadow memory and the quarantine
 constexpr bool memoryIsMeasured = true;
+constexpr int slowdown = 3;
 #elif defined(__SANITIZE_THREAD__)
 constexpr qint64 sanitizerAllowanceMb = 0;
 constexpr bool memoryIsMeasured = false; // the shadow memory dwarfs what is measured
+constexpr int slowdown = 8;
 #else
 constexpr qint64 sanitizerAllowanceMb = 0;
 constexpr bool memoryIsMeasured = true;
+constexpr int slowdown = 1;
 #endif
 
 constexpr qint64 gigabyte = qint64(1) << 30;
@@ -254,7 +258,7 @@ ChildRun runWatched(const QString& program, const QStringList& arguments, const 
     QProcess process;
     process.setProcessEnvironment(environment);
     const qint64 ceilingKb = std::max<qint64>(3 * (bounds.megabytes + sanitizerAllowanceMb), 1024) * 1024;
-    const qint64 hardLimitMs = 2000 * qint64(bounds.seconds) + 10000;
+    const qint64 hardLimitMs = 2000 * qint64(bounds.seconds) * slowdown + 10000;
     ChildRun run;
     QElapsedTimer clock;
     clock.start();
@@ -302,7 +306,7 @@ ChildRun runViewer(const QStringList& arguments, const Bounds& bounds)
     do {                                                                                                           \
         qInfo("%lld ms, peak %lld MiB", (run).elapsedMs, (run).peakKb / 1024);                                     \
         QVERIFY2((run).finished, qPrintable((run).describe()));                                                    \
-        QVERIFY2((run).elapsedMs <= qint64((bounds).seconds) * 1000, qPrintable((run).describe()));                \
+        QVERIFY2((run).elapsedMs <= qint64((bounds).seconds) * 1000 * slowdown, qPrintable((run).describe()));     \
         if (memoryIsMeasured)                                                                                      \
             QVERIFY2((run).peakKb <= ((bounds).megabytes + sanitizerAllowanceMb) * 1024, qPrintable((run).describe())); \
     } while (false)
