@@ -37,8 +37,11 @@ TileLoaderQNetworkAccessManager::Private::Private(TileLoaderQNetworkAccessManage
         worker->start(QThread::InheritPriority);
         worker->setBaseUrl(baseUrl);
         worker->setPriority(QThread::LowPriority);
-        // Signal to signal: queued into the loader's thread.
-        connect(worker, &TileLoaderThread::si_tileLoaded, &q, &ITileLoader::si_tileLoaded);
+        // Queued into the loader's thread.
+        connect(worker, &TileLoaderThread::si_tileLoaded, this, [this, worker](const std::shared_ptr<Tile>& tile) {
+            worker->synchronizeHandOver();
+            Q_EMIT q.si_tileLoaded(tile);
+        });
         connect(worker, &TileLoaderThread::si_tileLoadFailedBecause, &q,
                 &TileLoaderQNetworkAccessManager::si_tileLoadFailedBecause);
         connect(worker, &TileLoaderThread::si_tileLoadFailed, &q, &ITileLoader::si_tileLoadFailed);
@@ -62,6 +65,7 @@ void TileLoaderQNetworkAccessManager::Private::shutDownWorkers()
         // Deleting a running QThread aborts the process. Release the worker once it has
         // finished instead; its results no longer reach anybody. Whichever of the two
         // paths below sees it finished first deletes it.
+        worker->disconnect(this);
         worker->disconnect(&q);
         const auto claimed = std::make_shared<std::atomic_bool>(false);
         const auto release = [worker, claimed] {

@@ -73,6 +73,11 @@ QSize TileLoaderThread::tileSize() const
     return m_tileSize;
 }
 
+void TileLoaderThread::synchronizeHandOver() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+}
+
 void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
 {
     // No second request, and the running request keeps its priority.
@@ -142,6 +147,10 @@ void TileLoaderThread::deliver(const TileId& tileId, const QByteArray& body)
     const DecodedTileBody decoded = decodeTileBody(body, tileId, tileSize(), settings().maximumTilePixels);
     if (!decoded.refusal.isEmpty())
         qCDebug(lcTiling).noquote() << "tile" << tileId.toString() << "refused:" << decoded.refusal;
+    {
+        // Released after the tile is built; see synchronizeHandOver().
+        const std::lock_guard<std::mutex> lock(m_mutex);
+    }
     Q_EMIT si_tileLoaded(decoded.tile);
 }
 

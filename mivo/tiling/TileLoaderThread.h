@@ -49,6 +49,11 @@ public:
     /// accepts any within the pixel limit. Callable from any thread.
     void setTileSize(const QSize& size);
     QSize tileSize() const;
+    /// Call in the thread that receives si_tileLoaded() before the tile is used: it
+    /// orders the worker's construction of the tile before that use in a way
+    /// ThreadSanitizer sees (Qt hands the tile over through its event queue, whose
+    /// mutex it cannot see).
+    void synchronizeHandOver() const;
 
 Q_SIGNALS:
     void si_tileLoaded(std::shared_ptr<Tile> tile);
