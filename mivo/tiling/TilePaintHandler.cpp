@@ -65,7 +65,9 @@ void TilePaintHandler::paintTile(QPainter& painter, const TileId& tileId, const 
     // The returned tile's own levels: a coarser stand-in shows the matching part of its image.
     const QRectF source = m_tileSystem.valueToPixelNr(valueRect, tile->tileId.xZoomLevel, tile->tileId.yZoomLevel);
     const QRectF target = m_coordSystem.valueToPixel(valueRect);
-    painter.drawImage(target, tile->image, source);
+    // The converted image: the same pixels as the indexed one, without converting it
+    // again in every frame (and one stable OpenGL texture per tile).
+    painter.drawImage(target, tile->paintImage(), source);
 }
 
 void TilePaintHandler::paintTileDebugInfo(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect)
