@@ -39,6 +39,10 @@ BaseDrawWidget::BaseDrawWidget(QWidget* parent)
     connect(m_coordSystem.get(), &CoordSystem::si_displayedValueRangeChanged, this,
             &BaseDrawWidget::sl_updateWidget);
     setAttribute(Qt::WA_MouseTracking);
+    // Repaints are limited to the changed region (an arriving tile's area); the rest of
+    // the framebuffer must survive from the previous frame, which QOpenGLWidget's
+    // default (NoPartialUpdate) does not promise.
+    setUpdateBehavior(QOpenGLWidget::PartialUpdate);
 }
 
 BaseDrawWidget::~BaseDrawWidget() = default;
@@ -75,15 +79,16 @@ double BaseDrawWidget::dpToPixel(double dp)
 
 void BaseDrawWidget::paintEvent(QPaintEvent* event)
 {
-    QPainter painter(this);
-    painter.setClipRegion(event->region(), Qt::ReplaceClip);
-    paintLayers(painter);
+    // QOpenGLWidget makes the context current, binds the framebuffer and calls paintGL().
+    m_paintRegion = event->region();
+    QOpenGLWidget::paintEvent(event);
+    m_paintRegion = QRegion();
 }
 
 void BaseDrawWidget::paintGL()
 {
     QPainter painter(this);
-    painter.setClipRect(rect(), Qt::ReplaceClip);
+    painter.setClipRegion(m_paintRegion.isEmpty() ? QRegion(rect()) : m_paintRegion, Qt::ReplaceClip);
     paintLayers(painter);
 }
 
