@@ -42,7 +42,9 @@ class IToolTipHandler;
  * Painting goes through QOpenGLWidget's own render path (paintGL()) into the widget's
  * framebuffer, which is kept between frames (QOpenGLWidget::PartialUpdate): a repaint of
  * a region, such as the area of an arriving tile, draws only that region and leaves the
- * rest of the framebuffer as it was.
+ * rest of the framebuffer as it was. Qt 5's widget repaint manager hands an OpenGL
+ * widget paint events for its whole rectangle, whatever region update() named; a
+ * smaller region arrives only in a paint event sent directly.
  *
  * Any change of offset, scale or pixel span repaints the widget. GUI thread only;
  * handlers must not add handlers to the same widget from inside a callback.
