@@ -2,16 +2,6 @@
 
 namespace mivo::tiling {
 
-namespace {
-
-void releasePaintImage(const std::shared_ptr<Tile>& tile)
-{
-    if (tile) // the cache takes empty pointers as it takes any other
-        tile->releasePaintImage();
-}
-
-} // namespace
-
 TileCache::TileCache(quint64 maximumSize)
     : m_maximumSize(maximumSize)
 {
@@ -52,7 +42,6 @@ void TileCache::remove(const TileId& id)
     const auto found = m_index.find(id);
     if (found == m_index.end())
         return;
-    releasePaintImage(found.value().entry->second);
     listOf(found.value()).erase(found.value().entry);
     m_index.erase(found);
 }
@@ -67,15 +56,12 @@ void TileCache::trim()
 {
     while (m_recent.size() > m_maximumSize) {
         m_index.remove(m_recent.back().first);
-        releasePaintImage(m_recent.back().second);
         m_recent.pop_back();
     }
 }
 
 void TileCache::clear()
 {
-    releasePaintImages(m_recent);
-    releasePaintImages(m_base);
     m_recent.clear();
     m_base.clear();
     m_index.clear();
@@ -93,24 +79,6 @@ QList<TileId> TileCache::recencyOrder() const
     for (const Entry& entry : m_recent)
         order.append(entry.first);
     return order;
-}
-
-quint64 TileCache::paintImageBytes() const
-{
-    quint64 bytes = 0;
-    for (const EntryList* entries : {&m_recent, &m_base}) {
-        for (const Entry& entry : *entries) {
-            if (entry.second && entry.second->hasPaintImage())
-                bytes += static_cast<quint64>(entry.second->paintImage().sizeInBytes());
-        }
-    }
-    return bytes;
-}
-
-void TileCache::releasePaintImages(const EntryList& entries)
-{
-    for (const Entry& entry : entries)
-        releasePaintImage(entry.second);
 }
 
 } // namespace mivo::tiling

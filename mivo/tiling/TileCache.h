@@ -18,13 +18,6 @@ namespace mivo::tiling {
  * used first) whose length is bounded by maximumSize(), and base tiles (the coarsest
  * level of both axes) that are never evicted and do not count against the bound.
  * Lookup, insertion, promotion and eviction take constant time.
- *
- * A tile that leaves the cache (evicted, removed, cleared) drops its paint image
- * (Tile::paintImage()) at once, also when someone else still holds the tile, so the
- * converted images are bounded by the cache: per tile its indexed image (one byte per
- * pixel) and at most one paint image (four bytes per pixel). With 256 x 256 tiles that
- * is 320 KiB a tile, 9600000 KiB (about 9.2 GiB) at the provider's default of 30000
- * ordinary tiles, plus the base tiles; hosts that keep less lower the bound.
  */
 class MIVO_EXPORT TileCache
 {
@@ -61,9 +54,6 @@ public:
     quint64 size() const { return m_recent.size(); }
     /// Number of base tiles.
     quint64 baseSize() const { return m_base.size(); }
-    /// Bytes held by the paint images of all cached tiles, base tiles included; walks
-    /// the cache.
-    quint64 paintImageBytes() const;
 
 private:
     using Entry = std::pair<TileId, std::shared_ptr<Tile>>;
@@ -76,7 +66,6 @@ private:
     };
 
     EntryList& listOf(const Position& position) { return position.isBase ? m_base : m_recent; }
-    static void releasePaintImages(const EntryList& entries);
 
     quint64 m_maximumSize;
     EntryList m_recent; // front: most recently used

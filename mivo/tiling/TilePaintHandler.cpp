@@ -5,6 +5,7 @@
 
 #include <mivo/core/CoordSystem.h>
 #include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/TilePaintImageCache.h>
 #include <mivo/tiling/TileSystem.h>
 
 #include <QImage>
@@ -20,6 +21,7 @@ TilePaintHandler::TilePaintHandler(QWidget& widget, const CoordSystem& coordSyst
     , m_coordSystem(coordSystem)
     , m_tileProvider(tileProvider)
     , m_tileSystem(tileSystem)
+    , m_paintImages(std::make_unique<TilePaintImageCache>())
 {
     registerTilingMetaTypes();
     connect(&m_tileProvider, &ITileProvider::si_tileAvailable, this, &TilePaintHandler::sl_tileAvailable);
@@ -62,12 +64,14 @@ void TilePaintHandler::paintTile(QPainter& painter, const TileId& tileId, const 
     if (!tile)
         return;
     const QRectF valueRect = m_tileSystem.tileIdToValue(tileId).intersected(visibleValueRect);
+    if (valueRect.isEmpty())
+        return; // only touches the visible area: nothing to draw, nothing to convert
     // The returned tile's own levels: a coarser stand-in shows the matching part of its image.
     const QRectF source = m_tileSystem.valueToPixelNr(valueRect, tile->tileId.xZoomLevel, tile->tileId.yZoomLevel);
     const QRectF target = m_coordSystem.valueToPixel(valueRect);
     // The converted image: the same pixels as the indexed one, without converting it
     // again in every frame (and one stable OpenGL texture per tile).
-    painter.drawImage(target, tile->paintImage(), source);
+    painter.drawImage(target, m_paintImages->paintImage(tile->image), source);
 }
 
 void TilePaintHandler::paintTileDebugInfo(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect)
@@ -96,7 +100,25 @@ void TilePaintHandler::setTileColorTableDescriptor(const TileColorTableDescripto
 {
     m_tileProvider.setColorTable(
         buildColorTable(descriptor, m_tileSystem.tileSystemDescriptor(), m_settings.noValueColor));
+    // The provider gave every cached tile the new table and so a new cache key: no held
+    // image can be hit again, so free them now rather than as they age out.
+    m_paintImages->clear();
     m_widget.update();
+}
+
+void TilePaintHandler::setPaintImageBudget(qint64 bytes)
+{
+    m_paintImages->setBudget(bytes);
+}
+
+qint64 TilePaintHandler::paintImageBudget() const
+{
+    return m_paintImages->budget();
+}
+
+qint64 TilePaintHandler::paintImageBytes() const
+{
+    return m_paintImages->bytes();
 }
 
 void TilePaintHandler::setTilePaintHandlerSettings(const TilePaintHandlerSettings& settings)

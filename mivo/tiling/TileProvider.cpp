@@ -94,12 +94,8 @@ void TileProvider::setColorTable(const QVector<unsigned int>& colorTable)
     // Looked up with touch, so the recency order follows the key order afterwards.
     const QList<TileId> ids = m_cache.keys();
     for (const TileId& id : ids) {
-        if (const std::shared_ptr<Tile> cached = m_cache.lookup(id, true)) {
+        if (const std::shared_ptr<Tile> cached = m_cache.lookup(id, true))
             cached->image.setColorTable(m_colorTable);
-            // Made again when next painted: converting every cached tile here would
-            // stall a colour change for seconds with a full cache.
-            cached->releasePaintImage();
-        }
     }
 }
 
@@ -265,10 +261,6 @@ void TileProvider::sl_tileLoaded(const std::shared_ptr<Tile>& tile)
     else
         m_cache.insert(id, tile);
     tile->image.setColorTable(m_colorTable);
-    // Converted once here, so that painting it only blits; not for a tile the cache
-    // did not keep (a second delivery of a cached id, or one evicted at once).
-    if (m_cache.lookup(id, false) == tile)
-        tile->paintImage();
     Q_EMIT si_tileAvailable(id);
 }
 

@@ -26,12 +26,6 @@ class ITileLoader;
  * Tiles at the coarsest level of both axes are base tiles: preloaded for the whole
  * extents and never evicted, so some picture can always be shown.
  *
- * Each arriving tile gets its paint image (Tile::paintImage(), the image converted
- * through the colour table) at once; a colour table change drops the paint images of
- * all cached tiles, and each is made again when the tile is next painted. A tile that
- * leaves the cache drops its paint image. Memory: see TileCache (about 320 KiB per
- * 256 x 256 tile with its paint image, about 9.2 GiB at the default 30000 tiles).
- *
  * A tile that fails to load stays pending and is not requested again until it stops
  * being wanted or the source changes (kept on purpose: a failing server is not
  * hammered). Tiles that arrive after their source was replaced are cached like any.

@@ -1,9 +1,10 @@
-// A tile's paint image (its indexed image converted once through the colour table):
-// its pixels, when it is made again, when the provider makes and drops it, and frames
-// painted from it against frames painted from the indexed images.
+// Tile images converted once through their colour table for painting: their pixels,
+// when they are kept and when made again, the byte budget that bounds them, and frames
+// painted from them against frames painted from the indexed images.
 
 #include <mivo/core/CoordSystem.h>
 #include <mivo/tiling/TilePaintHandler.h>
+#include <mivo/tiling/TilePaintImageCache.h>
 #include <mivo/tiling/TileProvider.h>
 
 #include "../common/RecordingTileLoader.h"
@@ -12,6 +13,7 @@
 #include <QTest>
 #include <QWidget>
 
+#include <algorithm>
 #include <functional>
 
 using namespace mivo;
@@ -93,10 +95,12 @@ struct Scene
         return int((tx * 29 + ty * 13 + quint64(x) * 5 + quint64(y) * 3) % 254) + 1;
     }
 
-    QImage paint()
+    // One frame, clipped to @p clip (the whole view when null), as a region repaint is.
+    QImage paint(const QRect& clip = QRect())
     {
         QImage image = painttest::canvas(16, 16, Qt::white);
-        painttest::paint(handler, image);
+        painttest::paint(handler, image, clip);
+        lastClip = clip.isNull() ? image.rect() : clip;
         return image;
     }
 
@@ -126,6 +130,23 @@ struct Scene
         return image;
     }
 
+    // The tiles the last paint drew, in the order it drew them: those held whose area
+    // reaches into the view (a tile that only touches its edge has nothing to draw).
+    QList<std::shared_ptr<Tile>> paintedTiles()
+    {
+        QList<std::shared_ptr<Tile>> tiles;
+        for (const TileId& id : handler.requiredTiles()) {
+            const std::shared_ptr<Tile> tile = provider.tile(id);
+            const QRectF visible = coords.pixelToValue(QRectF(lastClip));
+            if (tile && !provider.tileSystem().tileIdToValue(id).intersected(visible).isEmpty())
+                tiles.append(tile);
+        }
+        return tiles;
+    }
+
+    const TilePaintImageCache& images() const { return handler.paintImageCache(); }
+
+    QRect lastClip; // of the last paint()
     bool smoothed = false; // by the last paintFromIndexedImages()
     QWidget widget;
     CoordSystem coords;
@@ -156,17 +177,17 @@ class TestTilePaintImage : public QObject
 private Q_SLOTS:
     // The conversion
 
-    void paintImageConvertsThroughTheColourTable_data()
+    void convertsThroughTheColourTable_data()
     {
         QTest::addColumn<QVector<QRgb>>("table");
         QTest::addColumn<int>("format");
         QTest::addColumn<QVector<QRgb>>("expected"); // the colour of each index 0..255
 
-        QTest::newRow("opaque, every index") << rainbow(256) << int(QImage::Format_RGB32) << rainbow(256);
+        QTest::newRow("full table") << rainbow(256) << int(QImage::Format_RGB32) << rainbow(256);
         QVector<QRgb> shortExpected = rainbow(3);
         while (shortExpected.size() < 256)
             shortExpected.append(qRgb(0, 0, 0));
-        QTest::newRow("opaque, indices beyond the table are black")
+        QTest::newRow("short table: indices beyond it are black")
             << rainbow(3) << int(QImage::Format_RGB32) << shortExpected;
         QVector<QRgb> translucent = rainbow(200);
         translucent[5] = qRgba(200, 100, 50, 128);
@@ -178,18 +199,17 @@ private Q_SLOTS:
         QVector<QRgb> grey;
         for (int i = 0; i < 256; ++i)
             grey.append(qRgb(i, i, i));
-        QTest::newRow("no colour table: grey levels") << QVector<QRgb>() << int(QImage::Format_RGB32) << grey;
+        QTest::newRow("no table: grey levels") << QVector<QRgb>() << int(QImage::Format_RGB32) << grey;
     }
 
-    void paintImageConvertsThroughTheColourTable()
+    void convertsThroughTheColourTable()
     {
         QFETCH(QVector<QRgb>, table);
         QFETCH(int, format);
         QFETCH(QVector<QRgb>, expected);
-        Tile tile(TileId(1, 2, 0, 0), indexedImage(16, table, patternIndex));
-        QVERIFY(!tile.hasPaintImage());
-        const QImage converted = tile.paintImage();
-        QVERIFY(tile.hasPaintImage());
+        const QImage indexed = indexedImage(16, table, patternIndex);
+        TilePaintImageCache cache;
+        const QImage converted = cache.paintImage(indexed);
         QCOMPARE(int(converted.format()), format);
         QCOMPARE(converted.size(), QSize(16, 16));
         for (int y = 0; y < 16; ++y) {
@@ -197,102 +217,216 @@ private Q_SLOTS:
             for (int x = 0; x < 16; ++x)
                 QCOMPARE(line[x], expected.at(patternIndex(x, y)));
         }
-        QCOMPARE(tile.image.format(), QImage::Format_Indexed8); // the indexed image stays
+        QCOMPARE(cache.find(indexed.cacheKey()), converted);
+        QCOMPARE(cache.bytes(), qint64(16 * 16 * 4));
+        QCOMPARE(indexed.format(), QImage::Format_Indexed8); // the indexed image stays
     }
 
-    void nullImageGivesANullPaintImage()
+    void nullImageGivesANullImageAndKeepsNothing()
     {
-        Tile tile{TileId(), QImage()};
-        QVERIFY(tile.paintImage().isNull());
+        TilePaintImageCache cache;
+        QVERIFY(cache.paintImage(QImage()).isNull());
+        QCOMPARE(cache.count(), 0);
+        QCOMPARE(cache.bytes(), qint64(0));
     }
 
-    void paintImageIsKeptUntilTheColourTableChanges()
+    // The cache on its own
+
+    void defaultBudgetIs256MiB()
     {
-        Tile tile(TileId(), indexedImage(8, rainbow(256), patternIndex));
-        const qint64 key = tile.paintImage().cacheKey();
-        QCOMPARE(tile.paintImage().cacheKey(), key); // not made again: one texture in OpenGL
+        QCOMPARE(TilePaintImageCache().budget(), qint64(268435456));
+        Scene scene;
+        QCOMPARE(scene.handler.paintImageBudget(), qint64(268435456));
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(0));
+    }
+
+    void heldImageIsReusedAndBecomesTheMostRecent()
+    {
+        const QImage a = indexedImage(4, rainbow(256), patternIndex);
+        const QImage b = indexedImage(4, rainbow(256), patternIndex);
+        TilePaintImageCache cache;
+        const qint64 first = cache.paintImage(a).cacheKey();
+        cache.paintImage(b);
+        QCOMPARE(cache.recencyOrder(), QList<qint64>({b.cacheKey(), a.cacheKey()}));
+        QCOMPARE(cache.paintImage(a).cacheKey(), first); // not converted again
+        QCOMPARE(cache.recencyOrder(), QList<qint64>({a.cacheKey(), b.cacheKey()}));
+        QCOMPARE(cache.count(), 2);
+        QCOMPARE(cache.bytes(), qint64(2 * 64));
+    }
+
+    void leastRecentlyPaintedLeavesFirst()
+    {
+        QList<QImage> images;
+        for (int i = 0; i < 4; ++i)
+            images.append(indexedImage(4, rainbow(256), [i](int x, int y) { return x + y + i; }));
+        const auto key = [&images](int i) { return images.at(i).cacheKey(); };
+        TilePaintImageCache cache(3 * 64); // three 4 x 4 images
+        cache.paintImage(images[0]);
+        cache.paintImage(images[1]);
+        cache.paintImage(images[2]);
+        cache.paintImage(images[0]); // now the second is the least recent
+        cache.paintImage(images[3]);
+        QCOMPARE(cache.recencyOrder(), QList<qint64>({key(3), key(0), key(2)}));
+        QVERIFY(!cache.contains(key(1)));
+        QCOMPARE(cache.bytes(), qint64(3 * 64));
+
+        cache.setBudget(64 + 63); // trims at once, to what fits
+        QCOMPARE(cache.recencyOrder(), QList<qint64>({key(3)}));
+        QCOMPARE(cache.bytes(), qint64(64));
+        cache.clear();
+        QCOMPARE(cache.count(), 0);
+        QCOMPARE(cache.bytes(), qint64(0));
+    }
+
+    void imageLargerThanTheBudgetIsConvertedButNotKept()
+    {
+        const QImage indexed = indexedImage(4, rainbow(256), patternIndex);
+        TilePaintImageCache cache(63);
+        const QImage converted = cache.paintImage(indexed);
+        QCOMPARE(converted.pixel(1, 2), rainbow(256).at(patternIndex(1, 2)));
+        QCOMPARE(cache.count(), 0);
+        QCOMPARE(cache.bytes(), qint64(0));
+        cache.setBudget(-5);
+        QCOMPARE(cache.budget(), qint64(0));
+    }
+
+    void changedColourTableIsConvertedAgain()
+    {
+        QImage indexed = indexedImage(8, rainbow(256), patternIndex);
+        TilePaintImageCache cache;
+        const qint64 oldKey = indexed.cacheKey();
+        const qint64 oldImage = cache.paintImage(indexed).cacheKey();
         QVector<QRgb> other = rainbow(256);
         other[patternIndex(3, 4)] = qRgb(1, 2, 3);
-        tile.image.setColorTable(other);
-        QVERIFY(!tile.hasPaintImage());
-        QVERIFY(tile.paintImage().cacheKey() != key);
-        QCOMPARE(tile.paintImage().pixel(3, 4), qRgb(1, 2, 3));
-        tile.releasePaintImage();
-        QVERIFY(!tile.hasPaintImage());
-        QCOMPARE(tile.paintImage().pixel(3, 4), qRgb(1, 2, 3));
+        indexed.setColorTable(other);
+        QVERIFY(indexed.cacheKey() != oldKey);
+        const QImage again = cache.paintImage(indexed);
+        QVERIFY(again.cacheKey() != oldImage);
+        QCOMPARE(again.pixel(3, 4), qRgb(1, 2, 3));
+        QCOMPARE(again.pixel(0, 0), rainbow(256).at(patternIndex(0, 0)));
+        // The stale one is only dropped by recency (or a colour change through the painter).
+        QCOMPARE(cache.recencyOrder(), QList<qint64>({indexed.cacheKey(), oldKey}));
     }
 
-    // The provider
+    // Through the tile layer
 
-    void arrivingTilesAreConvertedOnce()
+    void framesReuseTheConvertedImages()
     {
         Scene scene;
-        scene.provider.setColorTable(rainbow(256));
-        const auto tile = scene.deliver(TileId(1, 1, 0, 0), patternIndex);
-        const auto base = scene.deliver(TileId(0, 0, 3, 3), patternIndex); // a base tile
-        QVERIFY(tile->hasPaintImage());
-        QVERIFY(base->hasPaintImage());
-        QCOMPARE(tile->paintImage().pixel(2, 1), rainbow(256).at(patternIndex(2, 1)));
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(2 * 4 * 4 * 4));
+        scene.handler.setTileColorTableDescriptor(TileColorTableDescriptor());
+        scene.deliverLevelZero();
+        const QImage first = scene.paint();
+        const QList<std::shared_ptr<Tile>> tiles = scene.paintedTiles();
+        QCOMPARE(tiles.size(), 16);
+        QCOMPARE(scene.images().count(), 16);
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(16 * 64));
+        QList<qint64> keys;
+        for (const auto& tile : tiles)
+            keys.append(scene.images().find(tile->image.cacheKey()).cacheKey());
+        QVERIFY(!keys.contains(0));
+
+        const QImage second = scene.paint();
+        QCOMPARE(second, first);
+        QCOMPARE(scene.images().count(), 16);
+        for (int i = 0; i < tiles.size(); ++i)
+            QCOMPARE(scene.images().find(tiles.at(i)->image.cacheKey()).cacheKey(), keys.at(i));
     }
 
-    void tilesLeavingTheCacheDropTheirPaintImages()
-    {
-        Scene scene;
-        scene.provider.setCacheSize(2);
-        const auto first = scene.deliver(TileId(0, 0, 0, 0), patternIndex);
-        const auto second = scene.deliver(TileId(1, 0, 0, 0), patternIndex);
-        const auto base = scene.deliver(TileId(0, 0, 3, 3), patternIndex);
-        QVERIFY(first->hasPaintImage());
-        const auto third = scene.deliver(TileId(2, 0, 0, 0), patternIndex); // evicts the first
-        QVERIFY(!scene.provider.cache().contains(first->tileId));
-        QVERIFY(!first->hasPaintImage()); // although this test still holds the tile
-        QVERIFY(second->hasPaintImage());
-        QVERIFY(third->hasPaintImage());
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(3 * 64));
-
-        scene.provider.setCacheSize(1); // trims the second
-        QVERIFY(!second->hasPaintImage());
-        QVERIFY(third->hasPaintImage());
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(2 * 64));
-
-        scene.provider.clearCache();
-        QVERIFY(!third->hasPaintImage());
-        QVERIFY(!base->hasPaintImage());
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(0));
-    }
-
-    void shrinkingExtentsAndANewSourceDropPaintImages()
-    {
-        Scene scene;
-        const auto outside = scene.deliver(TileId(3, 3, 0, 0), patternIndex); // values 12..16
-        const auto inside = scene.deliver(TileId(0, 0, 0, 0), patternIndex);
-        scene.loader.deliverExtents(QRectF(0, 0, 8, 8));
-        QVERIFY(!outside->hasPaintImage());
-        QVERIFY(inside->hasPaintImage());
-        scene.provider.setTileSource(QStringLiteral("http://server/other"));
-        QVERIFY(!inside->hasPaintImage());
-    }
-
-    void aColourTableChangeDropsPaintImagesUntilPainted()
+    void providerColourChangeConvertsTheTilesAgain()
     {
         Scene scene;
         scene.provider.setColorTable(rainbow(256));
         scene.deliverLevelZero();
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(16 * 64));
+        scene.paint();
+        const std::shared_ptr<Tile> tile = scene.provider.tile(TileId(2, 1, 0, 0));
+        const qint64 oldKey = tile->image.cacheKey();
+        const qint64 oldImage = scene.images().find(oldKey).cacheKey();
+        QVERIFY(oldImage != 0);
+
+        // Straight to the provider, not through the painter: only the keys tell.
         QVector<QRgb> other = rainbow(256);
         std::reverse(other.begin(), other.end());
         scene.provider.setColorTable(other);
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(0));
-        scene.paint(); // makes the shown ones again, with the new colours
-        QCOMPARE(scene.provider.cache().paintImageBytes(), quint64(16 * 64));
-        const auto tile = scene.provider.tile(TileId(2, 1, 0, 0));
-        QCOMPARE(tile->paintImage().pixel(3, 2), other.at(Scene::levelIndex(2, 1, 3, 2)));
+        QVERIFY(tile->image.cacheKey() != oldKey);
+        const QImage frame = scene.paint();
+        const QImage converted = scene.images().find(tile->image.cacheKey());
+        QVERIFY(!converted.isNull());
+        QVERIFY(converted.cacheKey() != oldImage);
+        QCOMPARE(converted.pixel(3, 2), other.at(Scene::levelIndex(2, 1, 3, 2)));
+        QCOMPARE(frame.pixel(2 * 4 + 3, 1 * 4 + 2), other.at(Scene::levelIndex(2, 1, 3, 2)));
+        QCOMPARE(scene.images().count(), 32); // the old ones wait to age out
+        QCOMPARE(scene.images().recencyOrder().mid(16).contains(oldKey), true);
+    }
+
+    void colourChangeThroughThePainterFreesTheConvertedImages()
+    {
+        Scene scene;
+        scene.handler.setTileColorTableDescriptor(TileColorTableDescriptor());
+        scene.deliverLevelZero();
+        scene.paint();
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(16 * 64));
+        TileColorTableDescriptor other;
+        other.lowColor = Qt::red;
+        scene.handler.setTileColorTableDescriptor(other);
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(0));
+        scene.paint();
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(16 * 64));
+    }
+
+    void paintingMoreTilesThanFitStaysInBudget()
+    {
+        Scene scene;
+        scene.handler.setTileColorTableDescriptor(TileColorTableDescriptor());
+        scene.deliverLevelZero();
+        scene.handler.setPaintImageBudget(10 * 64 + 20); // ten 4 x 4 tiles
+        const QImage frame = scene.paint();
+        const QImage expected = scene.paintFromIndexedImages(); // with the tiles it required
+        QVERIFY2(frame == expected, qPrintable(firstDifference(frame, expected)));
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(10 * 64));
+        // The last ten painted stay, the first six left as the later ones came.
+        const QList<std::shared_ptr<Tile>> painted = scene.paintedTiles();
+        QCOMPARE(painted.size(), 16);
+        QList<qint64> lastTen;
+        for (int i = 15; i >= 6; --i)
+            lastTen.append(painted.at(i)->image.cacheKey());
+        QCOMPARE(scene.images().recencyOrder(), lastTen);
+
+        // A repaint of the top left quarter: its four tiles become the most recent, the
+        // oldest of the rest go.
+        scene.paint(QRect(0, 0, 8, 8));
+        const QList<std::shared_ptr<Tile>> corner = scene.paintedTiles();
+        QCOMPARE(corner.size(), 4);
+        QList<qint64> expectedOrder;
+        for (int i = corner.size() - 1; i >= 0; --i)
+            expectedOrder.append(corner.at(i)->image.cacheKey());
+        for (const qint64 key : qAsConst(lastTen)) {
+            if (!expectedOrder.contains(key) && expectedOrder.size() < 10)
+                expectedOrder.append(key);
+        }
+        QCOMPARE(scene.images().recencyOrder(), expectedOrder);
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(10 * 64));
+
+        scene.handler.setPaintImageBudget(3 * 64); // drops at once
+        QCOMPARE(scene.images().recencyOrder(), expectedOrder.mid(0, 3));
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(3 * 64));
+    }
+
+    void zeroBudgetStillPaintsTheSameFrame()
+    {
+        Scene scene;
+        scene.handler.setTileColorTableDescriptor(TileColorTableDescriptor());
+        scene.deliverLevelZero();
+        const QImage kept = scene.paint();
+        scene.handler.setPaintImageBudget(0);
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(0));
+        const QImage unkept = scene.paint();
+        QCOMPARE(scene.handler.paintImageBytes(), qint64(0));
+        QVERIFY2(unkept == kept, qPrintable(firstDifference(unkept, kept)));
     }
 
     // Frames
 
-    void framesBeforeAndAfterAColourTableChange()
+    void framesBeforeAfterAndBackAcrossAColourChange()
     {
         Scene scene;
         scene.deliverLevelZero();
@@ -374,6 +508,10 @@ private Q_SLOTS:
         QCOMPARE(scene.smoothed, smoothed);
         QVERIFY(!painttest::all(frame, frame.rect(), qRgb(255, 255, 255)));
         QVERIFY2(frame == reference, qPrintable(firstDifference(frame, reference)));
+        // Drawn from the converted images, not from the indexed ones.
+        QVERIFY(scene.images().count() > 0);
+        for (const auto& tile : scene.paintedTiles())
+            QVERIFY(scene.images().contains(tile->image.cacheKey()));
     }
 };
 
