@@ -39,10 +39,6 @@ BaseDrawWidget::BaseDrawWidget(QWidget* parent)
     connect(m_coordSystem.get(), &CoordSystem::si_displayedValueRangeChanged, this,
             &BaseDrawWidget::sl_updateWidget);
     setAttribute(Qt::WA_MouseTracking);
-    // Repaints are limited to the changed region (an arriving tile's area); the rest of
-    // the framebuffer must survive from the previous frame, which QOpenGLWidget's
-    // default (NoPartialUpdate) does not promise.
-    setUpdateBehavior(QOpenGLWidget::PartialUpdate);
 }
 
 BaseDrawWidget::~BaseDrawWidget() = default;
@@ -75,6 +71,15 @@ void BaseDrawWidget::addToolTipHandler(std::shared_ptr<IToolTipHandler> handler)
 double BaseDrawWidget::dpToPixel(double dp)
 {
     return mivo::dpToPixel(*this, dp);
+}
+
+void BaseDrawWidget::initializeGL()
+{
+    // Set here, not in the constructor, which sets only the mouse tracking: repaints are
+    // limited to the changed region (an arriving tile's area), so the rest of the
+    // framebuffer must survive from the previous frame, which QOpenGLWidget's default
+    // (NoPartialUpdate) does not promise. It is first read by the frame that follows.
+    setUpdateBehavior(QOpenGLWidget::PartialUpdate);
 }
 
 void BaseDrawWidget::paintEvent(QPaintEvent* event)

@@ -73,6 +73,9 @@ Q_SIGNALS:
     void si_widgetResized(const QRect& newSize);
 
 protected:
+    /// Keeps the framebuffer between frames (QOpenGLWidget::PartialUpdate), so that a
+    /// region repaint leaves the rest as it was. Called once the OpenGL context exists.
+    void initializeGL() override;
     /// Notes the event's region and lets QOpenGLWidget render, which calls paintGL().
     void paintEvent(QPaintEvent* event) override;
     /// Draws the layers clipped to the region of the paint event being handled; outside

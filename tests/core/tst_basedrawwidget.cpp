@@ -18,6 +18,7 @@
 #include <QPainter>
 #include <QPointer>
 #include <QScreen>
+#include <QSurfaceFormat>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
@@ -337,6 +338,15 @@ private Q_SLOTS:
         // Nothing beyond tracking is configured.
         QCOMPARE(widget.focusPolicy(), Qt::NoFocus);
         QVERIFY(!widget.autoFillBackground());
+        QCOMPARE(widget.format(), QSurfaceFormat::defaultFormat());
+        QCOMPARE(widget.updateBehavior(), QOpenGLWidget::NoPartialUpdate);
+    }
+
+    void framebufferIsKeptFromOpenGLInitialisationOn()
+    {
+        BaseDrawWidget& widget = showWidget();
+        QTRY_VERIFY(widget.isValid()); // initializeGL() has run
+        QCOMPARE(widget.updateBehavior(), QOpenGLWidget::PartialUpdate);
     }
 
     void parentIsPassedToTheBase()
