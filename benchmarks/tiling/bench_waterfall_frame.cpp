@@ -221,6 +221,8 @@ int main(int argc, char** argv)
         }
     }
     const int tilesPerFrame = rasterLayers.tiles->requiredTiles().size();
+    const qint64 paintImageBytes = rasterLayers.tiles->paintImageBytes();
+    const qint64 paintImageBudget = rasterLayers.tiles->paintImageBudget();
 
     // (b) OpenGL: the shown widget.
     QWidget window;
@@ -329,6 +331,9 @@ int main(int argc, char** argv)
                 median(gl), median(grab), median(shown));
     std::printf("QCPColorMap from the matrix:        %7.2f ms   (cached map image: %.2f ms)\n",
                 median(plotFromMatrix), median(plotCached));
+    std::printf("converted tile images held by the tile layer: %lld bytes (%.1f MiB, budget %.0f MiB)\n",
+                static_cast<long long>(paintImageBytes), double(paintImageBytes) / (1024.0 * 1024.0),
+                double(paintImageBudget) / (1024.0 * 1024.0));
     std::printf("per layer, median ms (raster | OpenGL with glFinish after each):\n");
     for (int index = 0; index < layerCount; ++index) {
         std::printf("  %-15s %7.3f | %7.3f\n", layerNames[index], median(rasterLayerTimes[size_t(index)]),
