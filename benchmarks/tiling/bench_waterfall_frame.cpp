@@ -166,6 +166,25 @@ private:
     const bool& m_enabled;
 };
 
+// Draws its layer only while enabled, so that the same widget can time an empty frame.
+class Switched : public IPaintHandler
+{
+public:
+    Switched(std::shared_ptr<IPaintHandler> layer, const bool& enabled)
+        : m_layer(std::move(layer)), m_enabled(enabled)
+    {
+    }
+    void handlePaint(QPainter& painter) override
+    {
+        if (m_enabled)
+            m_layer->handlePaint(painter);
+    }
+
+private:
+    std::shared_ptr<IPaintHandler> m_layer;
+    const bool& m_enabled;
+};
+
 // One line per measurement: mivo's time, the peer's, their ratio and the target ratio.
 void printRatio(const char* what, double mivoMs, const char* peer, double peerMs, double target)
 {
@@ -243,17 +262,21 @@ int main(int argc, char** argv)
     QElapsedTimer glTimer;
     std::vector<std::vector<double>> glLayerTimes(layerCount);
     std::vector<double> gl;
+    std::vector<double> glEmpty;
     const bool always = true;
     bool perLayer = false;
     bool wholeFrame = true;
+    bool emptyFrame = false;
+    bool layersOn = true;
     Layers glLayers(*glWidget, scene);
     const auto layers = glLayers.all();
     glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, nullptr, always));
     for (int index = 0; index < layerCount; ++index) {
-        glWidget->addPaintHandler(layers.at(index));
+        glWidget->addPaintHandler(std::make_shared<Switched>(layers.at(index), layersOn));
         glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, &glLayerTimes[size_t(index)], perLayer));
     }
     glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, &gl, wholeFrame));
+    glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, &glEmpty, emptyFrame));
     // Through the widget's own render path; the grab reads the frame back afterwards.
     std::vector<double> grab;
     for (int i = 0; i < frames; ++i) {
@@ -275,6 +298,12 @@ int main(int argc, char** argv)
     for (int i = 0; i < frames; ++i)
         glWidget->grabFramebuffer();
     perLayer = false;
+    // No layer at all: what the renderer costs for a frame that draws nothing.
+    layersOn = false;
+    emptyFrame = true;
+    for (int i = 0; i < frames; ++i)
+        glWidget->grabFramebuffer();
+    emptyFrame = false;
 
     // QCustomPlot: a colour map of the same 1920 x 1080 values, same gradient stops.
     QCustomPlot plot;
@@ -329,6 +358,7 @@ int main(int argc, char** argv)
     std::printf("(b) QOpenGLWidget, layers+glFinish: %7.2f ms   (grabFramebuffer incl. read-back: %.2f ms; "
                 "repaint() of the shown widget incl. composition: %.2f ms)\n",
                 median(gl), median(grab), median(shown));
+    std::printf("    the same widget drawing no layer, with glFinish: %.2f ms\n", median(glEmpty));
     std::printf("QCPColorMap from the matrix:        %7.2f ms   (cached map image: %.2f ms)\n",
                 median(plotFromMatrix), median(plotCached));
     std::printf("converted tile images held by the tile layer: %lld bytes (%.1f MiB, budget %.0f MiB)\n",
