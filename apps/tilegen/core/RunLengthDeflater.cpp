@@ -50,7 +50,9 @@ const std::array<LengthCode, maximumRun + 1>& lengthCodes()
     return table;
 }
 
-// Bits go out least significant first, as deflate packs them.
+// Bits go out least significant first, as deflate packs them. Every put() stores
+// eight bytes and keeps what is not yet whole bytes: no branch per code, at the price
+// of up to eight bytes written beyond the end (bound() leaves room for them).
 class BitWriter
 {
 public:
@@ -64,23 +66,17 @@ public:
     {
         m_buffer |= quint64(bits) << m_count;
         m_count += count;
-        if (m_count >= 32) {
-            qToLittleEndian(quint32(m_buffer), m_out);
-            m_out += 4;
-            m_buffer >>= 32;
-            m_count -= 32;
-        }
+        qToLittleEndian(m_buffer, m_out);
+        m_out += m_count >> 3;
+        m_buffer >>= m_count & ~7;
+        m_count &= 7;
     }
 
-    // Pads with zero bits to a whole byte and writes out what is buffered.
+    // Pads with zero bits to a whole byte.
     void alignToByte()
     {
-        for (; m_count > 0; m_count -= 8) {
-            *m_out++ = uchar(m_buffer);
-            m_buffer >>= 8;
-        }
-        m_count = 0;
-        m_buffer = 0;
+        if (m_count > 0)
+            put(0, 8 - m_count);
     }
 
     // Only after alignToByte().
@@ -96,7 +92,7 @@ public:
 private:
     uchar* m_out;
     quint64 m_buffer = 0;
-    int m_count = 0;
+    int m_count = 0; // bits in m_buffer, always < 8 between calls
 };
 
 // Lengths of an optimal prefix code for the symbols with non-zero frequency, none
@@ -348,21 +344,26 @@ void writeBlock(BitWriter& writer, const quint16* tokens, size_t tokenCount, con
     writer.put(literalCodes[endOfBlock], literalLengths[endOfBlock]);
 }
 
+bool anyZeroByte(quint64 v)
+{
+    return ((v - 0x0101010101010101ull) & ~v & 0x8080808080808080ull) != 0;
+}
+
 } // namespace
 
 size_t RunLengthDeflater::bound(size_t size)
 {
     const size_t blocks = size / blockInput + 1;
     const size_t storedPieces = size / storedBlockLimit + blocks;
-    return 2 + size + 5 * storedPieces + 4 + 8;
+    return 2 + size + 5 * storedPieces + 4 + 8; // the last 8: the bit writer's overhang
 }
 
-void RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<uchar>& out)
+size_t RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<uchar>& buffer)
 {
     const auto& runCodes = lengthCodes();
-    const size_t start = out.size();
-    out.resize(start + bound(size));
-    BitWriter writer(out.data() + start);
+    if (buffer.size() < bound(size))
+        buffer.resize(bound(size));
+    BitWriter writer(buffer.data());
     writer.put(0x78, 8); // deflate with a 32 KiB window
     writer.put(0x01, 8); // fastest compression; the header check makes it a multiple of 31
     if (size == 0)
@@ -370,13 +371,38 @@ void RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<uch
 
     for (size_t blockStart = 0; blockStart < size; blockStart += blockInput) {
         const size_t blockEnd = std::min(size, blockStart + blockInput);
-        m_tokens.resize(blockEnd - blockStart);
+        if (m_tokens.size() < blockEnd - blockStart)
+            m_tokens.resize(blockEnd - blockStart);
         quint16* tokens = m_tokens.data();
         size_t tokenCount = 0;
+        // Two tables, so that equal neighbours do not wait on each other's count.
         quint32 frequencies[literalLengthSymbols] = {};
+        quint32 oddFrequencies[256] = {};
         frequencies[endOfBlock] = 1;
         // A run repeats the byte before it, which may lie in the previous block.
         for (size_t i = blockStart; i < blockEnd;) {
+            // Eight positions at once where none starts a run of three or more, the
+            // usual case in noise: no four equal bytes d[j - 1] .. d[j + 2].
+            if (i > 0 && i + 10 <= blockEnd) {
+                quint64 before, here, next, afterNext;
+                std::memcpy(&before, data + i - 1, 8);
+                std::memcpy(&here, data + i, 8);
+                std::memcpy(&next, data + i + 1, 8);
+                std::memcpy(&afterNext, data + i + 2, 8);
+                if (!anyZeroByte((before ^ here) | (here ^ next) | (next ^ afterNext))) {
+                    for (int k = 0; k < 8; k += 2) {
+                        const uchar even = data[i + size_t(k)];
+                        const uchar odd = data[i + size_t(k) + 1];
+                        tokens[tokenCount + size_t(k)] = even;
+                        tokens[tokenCount + size_t(k) + 1] = odd;
+                        ++frequencies[even];
+                        ++oddFrequencies[odd];
+                    }
+                    tokenCount += 8;
+                    i += 8;
+                    continue;
+                }
+            }
             const uchar value = data[i];
             if (i > 0 && value == data[i - 1]) {
                 const size_t limit = std::min<size_t>(maximumRun, blockEnd - i);
@@ -394,6 +420,8 @@ void RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<uch
             ++frequencies[value];
             ++i;
         }
+        for (int v = 0; v < 256; ++v)
+            frequencies[v] += oddFrequencies[v];
         writeBlock(writer, tokens, tokenCount, frequencies, data + blockStart, blockEnd - blockStart,
                    blockEnd == size);
     }
@@ -401,7 +429,7 @@ void RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<uch
     uchar checksum[4];
     qToBigEndian(quint32(libdeflate_adler32(1, data, size)), checksum);
     writer.putBytes(checksum, 4);
-    out.resize(size_t(writer.end() - out.data()));
+    return size_t(writer.end() - buffer.data());
 }
 
 } // namespace mivo::tilegen

@@ -20,10 +20,12 @@ namespace mivo::tilegen {
 class RunLengthDeflater
 {
 public:
-    // Appends the zlib stream of data[0 .. size - 1] to `out`.
-    void compress(const uchar* data, size_t size, std::vector<uchar>& out);
+    // Writes the zlib stream of data[0 .. size - 1] to the start of `buffer`, which
+    // grows to bound(size) bytes where it is smaller, and returns the stream's length.
+    // Kept from call to call, the buffer is neither shrunk nor cleared.
+    size_t compress(const uchar* data, size_t size, std::vector<uchar>& buffer);
 
-    // At most this many bytes are appended for `size` bytes of input.
+    // The buffer size compress() needs for `size` bytes of input.
     static size_t bound(size_t size);
 
 private:

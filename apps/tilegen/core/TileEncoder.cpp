@@ -222,11 +222,12 @@ QByteArray TileEncoder::encode(const uchar* pixels, int width, int height, qsize
     }
     size_t compressedSize = 0;
     if (m_settings.compressor == TileCompressor::RunLength) {
-        scratch->compressed.clear();
-        scratch->runLength.compress(scratch->filtered.data(), scratch->filtered.size(), scratch->compressed);
-        compressedSize = scratch->compressed.size();
+        compressedSize =
+            scratch->runLength.compress(scratch->filtered.data(), scratch->filtered.size(), scratch->compressed);
     } else {
-        scratch->compressed.resize(libdeflate_zlib_compress_bound(scratch->compressor.get(), scratch->filtered.size()));
+        const size_t bound = libdeflate_zlib_compress_bound(scratch->compressor.get(), scratch->filtered.size());
+        if (scratch->compressed.size() < bound)
+            scratch->compressed.resize(bound);
         compressedSize = libdeflate_zlib_compress(scratch->compressor.get(), scratch->filtered.data(),
                                                   scratch->filtered.size(), scratch->compressed.data(),
                                                   scratch->compressed.size());

@@ -297,6 +297,7 @@ TileGeneratorResult TileGenerator::run()
     for (int i = 0; i < workers.threadCount(); ++i)
         analyzers.push_back(std::make_unique<SpectrumAnalyzer>(spectrum));
 
+    const ColumnMap columns(columnOf);
     FrameReader reader(source, fftSize, hop);
     const int blockFrames = 128 * workers.threadCount();
     std::vector<quint8> levels(size_t(blockFrames) * size_t(bins));
@@ -332,7 +333,7 @@ TileGeneratorResult TileGenerator::run()
             workers.runAll(jobs);
 
             for (int f = 0; f < count; ++f)
-                pyramid.addRow(yGrid.pixelOf(frameTime(first + f)), levels.data() + size_t(f) * size_t(bins), columnOf);
+                pyramid.addRow(yGrid.pixelOf(frameTime(first + f)), levels.data() + size_t(f) * size_t(bins), columns);
 
             failure.rethrow();
             reportProgress(first + count);
