@@ -15,7 +15,8 @@
 //
 // Usage: mivo-tilegen-bench [--runs N] [--no-iq] [--no-encoders] [work directory]
 // (default: 3 runs in a temporary directory). Recordings already in the work
-// directory with the right size are used again.
+// directory with the right size are used again; the pyramids (in <work>/pyramids)
+// are removed at the end.
 
 #include "LibpngTileEncoder.h"
 
@@ -181,9 +182,30 @@ Measurement medianRun(const std::vector<Measurement>& runs)
     return m;
 }
 
+// Every run writes a pyramid of its own, and all are removed at the end: removing one
+// right before the next run would make that run pay for it on ext4 without a journal,
+// which skips every inode freed in the last minutes when it allocates one.
+class PyramidDirectories
+{
+public:
+    explicit PyramidDirectories(const QString& work)
+        : m_root(work + QStringLiteral("/pyramids"))
+    {
+        QDir(m_root).removeRecursively(); // left by an interrupted run
+    }
+    ~PyramidDirectories() { QDir(m_root).removeRecursively(); }
+    PyramidDirectories(const PyramidDirectories&) = delete;
+    PyramidDirectories& operator=(const PyramidDirectories&) = delete;
+
+    QString next(const QString& name) { return m_root + QStringLiteral("/%1-%2").arg(name).arg(++m_count); }
+
+private:
+    QString m_root;
+    int m_count = 0;
+};
+
 Measurement runTilegen(const QString& input, const InputSettings& inputSettings, const QString& output, int threads)
 {
-    QDir(output).removeRecursively();
     TileGeneratorSettings settings;
     settings.fftSize = 1024;
     settings.threads = threads;
@@ -408,7 +430,8 @@ int main(int argc, char* argv[])
         iqInput.sampleRate = 2.4e6;
         iqInput.centerFrequency = 100e6;
         iqInput.startTime = 1700000000.0;
-        const QString wavTiles = work + QStringLiteral("/tiles-wav");
+        PyramidDirectories pyramids(work);
+        QString wavTiles;
         const QString sox = QStandardPaths::findExecutable(QStringLiteral("sox"));
 
         std::printf("\nmivo-tilegen, FFT 1024, hop 512, Hann, tiles 256, peak hold; "
@@ -416,8 +439,9 @@ int main(int argc, char* argv[])
         std::vector<Measurement> wavAll, wavOne, soxRuns;
         for (int run = 1; run <= runs; ++run) {
             std::printf("run %d of %d\n", run, runs);
-            wavAll.push_back(runTilegen(wav, wavInput, wavTiles, 0));
+            wavAll.push_back(runTilegen(wav, wavInput, pyramids.next(QStringLiteral("wav")), 0));
             print("  600 s 48 kHz WAV, all cores", wavAll.back());
+            wavTiles = pyramids.next(QStringLiteral("wav"));
             wavOne.push_back(runTilegen(wav, wavInput, wavTiles, 1));
             print("  600 s 48 kHz WAV, 1 thread", wavOne.back());
             if (!sox.isEmpty()) {
@@ -433,9 +457,9 @@ int main(int argc, char* argv[])
         printPyramidSize("WAV pyramid", wavTiles);
 
         if (!parser.isSet(noIqOption)) {
-            const QString iqTiles = work + QStringLiteral("/tiles-iq");
+            const QString iqTiles = pyramids.next(QStringLiteral("cf32"));
             std::printf("\n");
-            print("60 s 2.4 MS/s cf32, all cores", runTilegen(iq, iqInput, iqTiles, 0));
+            print("60 s 2.4 MS/s cf32, all cores", runTilegen(iq, iqInput, pyramids.next(QStringLiteral("cf32")), 0));
             print("60 s 2.4 MS/s cf32, 1 thread", runTilegen(iq, iqInput, iqTiles, 1));
             printPyramidSize("cf32 pyramid", iqTiles);
         }

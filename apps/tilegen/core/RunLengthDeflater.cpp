@@ -2,6 +2,7 @@
 
 #include <libdeflate.h>
 
+#include <QtAlgorithms>
 #include <QtEndian>
 
 #include <algorithm>
@@ -61,10 +62,10 @@ public:
     {
     }
 
-    // `count` <= 32 and `bits` < 2^count.
-    void put(quint32 bits, int count)
+    // `count` <= 56 and `bits` < 2^count.
+    void put(quint64 bits, int count)
     {
-        m_buffer |= quint64(bits) << m_count;
+        m_buffer |= bits << m_count;
         m_count += count;
         qToLittleEndian(m_buffer, m_out);
         m_out += m_count >> 3;
@@ -337,10 +338,15 @@ void writeBlock(BitWriter& writer, const quint16* tokens, size_t tokenCount, con
         entries[256 + length] = Entry{literalCodes[code.symbol] | (quint32(length - code.base) << codeLength),
                                       quint32(codeLength + code.extraBits + 1)};
     }
-    for (size_t t = 0; t < tokenCount; ++t) {
-        const Entry& entry = entries[tokens[t]];
-        writer.put(entry.bits, int(entry.count));
+    // Two tokens per write: at most 2 * 21 bits.
+    size_t t = 0;
+    for (; t + 1 < tokenCount; t += 2) {
+        const Entry& first = entries[tokens[t]];
+        const Entry& second = entries[tokens[t + 1]];
+        writer.put(first.bits | (quint64(second.bits) << first.count), int(first.count + second.count));
     }
+    if (t < tokenCount)
+        writer.put(entries[tokens[t]].bits, int(entries[tokens[t]].count));
     writer.put(literalCodes[endOfBlock], literalLengths[endOfBlock]);
 }
 
@@ -407,6 +413,16 @@ size_t RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<u
             if (i > 0 && value == data[i - 1]) {
                 const size_t limit = std::min<size_t>(maximumRun, blockEnd - i);
                 size_t run = 1;
+                // Eight bytes at a time through long runs (empty parts of tiles).
+                const quint64 repeated = 0x0101010101010101ull * value;
+                while (run + 8 <= limit) {
+                    const quint64 different = qFromLittleEndian<quint64>(data + i + run) ^ repeated;
+                    if (different != 0) {
+                        run += size_t(qCountTrailingZeroBits(different) / 8);
+                        break;
+                    }
+                    run += 8;
+                }
                 while (run < limit && data[i + run] == value)
                     ++run;
                 if (run >= 3) {

@@ -15,7 +15,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <linux/fs.h>
+#endif
 
 namespace mivo::tilegen {
 
@@ -60,6 +64,31 @@ void flushFileSystem(const QString& directory)
         return;
     ::syncfs(fd);
     ::close(fd);
+}
+
+// Asks the file system to treat `directory` as the top of a hierarchy of its own. On
+// ext4 that places its subdirectories, and with them the tiles, in block groups with
+// few directories instead of beside the parent's. That matters on ext4 without a
+// journal, which skips every inode freed in the last minutes when it allocates one,
+// scanning from the start of the group: in a directory where other programs create and
+// delete many files (as /tmp), creating a pyramid's thousands of files then cost
+// several times as much as the tiles' whole computation. Elsewhere the flag does
+// nothing, and failing to set it is no error.
+void markAsTopOfHierarchy(const QString& directory)
+{
+#if defined(FS_IOC_GETFLAGS) && defined(FS_IOC_SETFLAGS) && defined(FS_TOPDIR_FL)
+    const int fd = ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY);
+    if (fd < 0)
+        return;
+    int flags = 0;
+    if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0 && !(flags & FS_TOPDIR_FL)) {
+        flags |= FS_TOPDIR_FL;
+        ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
+    }
+    ::close(fd);
+#else
+    Q_UNUSED(directory);
+#endif
 }
 
 } // namespace
@@ -158,6 +187,7 @@ void SourcePublisher::prepare()
         QDir(m_stagingDir).removeRecursively();
     if (!QDir().mkdir(m_stagingDir))
         throw Error(m_stagingDir, QStringLiteral("cannot create a directory: %1").arg(systemError()));
+    markAsTopOfHierarchy(m_stagingDir);
     m_prepared = true;
 }
 
