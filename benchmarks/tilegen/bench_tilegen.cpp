@@ -136,12 +136,21 @@ bool ensureRecording(const QString& path, qint64 bytes, const std::function<bool
     return write() && QFileInfo(path).size() == bytes;
 }
 
-double cpuSeconds(int who)
+// User and system CPU time of this process (RUSAGE_SELF) or of its waited-for children.
+struct CpuTime
+{
+    double user = 0.0;
+    double system = 0.0;
+};
+
+CpuTime cpuTime(int who)
 {
     rusage usage{};
     getrusage(who, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    CpuTime time;
+    time.user = double(usage.ru_utime.tv_sec) + double(usage.ru_utime.tv_usec) / 1e6;
+    time.system = double(usage.ru_stime.tv_sec) + double(usage.ru_stime.tv_usec) / 1e6;
+    return time;
 }
 
 double threadCpuSeconds()
@@ -153,10 +162,17 @@ double threadCpuSeconds()
 
 struct Measurement
 {
-    double seconds = 0.0;    // wall clock
-    double cpuSeconds = 0.0; // all threads, user + system
+    double seconds = 0.0;       // wall clock
+    double cpuSeconds = 0.0;    // all threads, user + system
+    double systemSeconds = 0.0; // of cpuSeconds, in the kernel (mostly creating files)
     double signalSeconds = 0.0;
     quint64 tiles = 0;
+
+    void setCpu(const CpuTime& before, const CpuTime& after)
+    {
+        systemSeconds = after.system - before.system;
+        cpuSeconds = after.user - before.user + systemSeconds;
+    }
 };
 
 double median(std::vector<double> values)
@@ -172,13 +188,15 @@ Measurement medianRun(const std::vector<Measurement>& runs)
     std::vector<Measurement> sorted = runs;
     std::sort(sorted.begin(), sorted.end(), [](const Measurement& a, const Measurement& b) { return a.seconds < b.seconds; });
     Measurement m = sorted[sorted.size() / 2];
-    std::vector<double> walls, cpus;
+    std::vector<double> walls, cpus, systems;
     for (const Measurement& run : runs) {
         walls.push_back(run.seconds);
         cpus.push_back(run.cpuSeconds);
+        systems.push_back(run.systemSeconds);
     }
     m.seconds = median(walls);
     m.cpuSeconds = median(cpus);
+    m.systemSeconds = median(systems);
     return m;
 }
 
@@ -209,14 +227,14 @@ Measurement runTilegen(const QString& input, const InputSettings& inputSettings,
     TileGeneratorSettings settings;
     settings.fftSize = 1024;
     settings.threads = threads;
-    const double cpuBefore = cpuSeconds(RUSAGE_SELF);
+    const CpuTime cpuBefore = cpuTime(RUSAGE_SELF);
     QElapsedTimer clock;
     clock.start();
     TileGenerator generator(settings, openInput(input, inputSettings), output);
     const TileGeneratorResult result = generator.run();
     Measurement m;
     m.seconds = double(clock.nsecsElapsed()) / 1e9;
-    m.cpuSeconds = cpuSeconds(RUSAGE_SELF) - cpuBefore;
+    m.setCpu(cpuBefore, cpuTime(RUSAGE_SELF));
     m.signalSeconds = result.signalSeconds;
     m.tiles = result.tilesWritten;
     return m;
@@ -225,7 +243,7 @@ Measurement runTilegen(const QString& input, const InputSettings& inputSettings,
 Measurement runSox(const QString& sox, const QString& wav, const QString& png)
 {
     QProcess process;
-    const double cpuBefore = cpuSeconds(RUSAGE_CHILDREN);
+    const CpuTime cpuBefore = cpuTime(RUSAGE_CHILDREN);
     QElapsedTimer clock;
     clock.start();
     process.start(sox, {wav, QStringLiteral("-n"), QStringLiteral("spectrogram"), QStringLiteral("-y"), QStringLiteral("513"),
@@ -235,15 +253,15 @@ Measurement runSox(const QString& sox, const QString& wav, const QString& png)
         throw Error(QStringLiteral("sox"), QString::fromLocal8Bit(process.readAllStandardError()));
     Measurement m;
     m.seconds = double(clock.nsecsElapsed()) / 1e9;
-    m.cpuSeconds = cpuSeconds(RUSAGE_CHILDREN) - cpuBefore;
+    m.setCpu(cpuBefore, cpuTime(RUSAGE_CHILDREN));
     m.signalSeconds = 600.0;
     return m;
 }
 
 void print(const char* what, const Measurement& m)
 {
-    std::printf("%-40s %7.3f s wall %7.3f s CPU %8.1f s signal/s %7.0f tiles/s (%llu tiles)\n", what, m.seconds,
-                m.cpuSeconds, m.signalSeconds / m.seconds, double(m.tiles) / m.seconds,
+    std::printf("%-38s %6.3f s wall %6.3f s CPU (%5.3f system) %6.1f s signal/s %5.0f tiles/s (%llu tiles)\n", what,
+                m.seconds, m.cpuSeconds, m.systemSeconds, m.signalSeconds / m.seconds, double(m.tiles) / m.seconds,
                 static_cast<unsigned long long>(m.tiles));
     std::fflush(stdout);
 }

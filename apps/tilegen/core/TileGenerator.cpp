@@ -2,6 +2,7 @@
 
 #include "AnnotationExport.h"
 #include "AxisGrid.h"
+#include "BlockAnalyzer.h"
 #include "Documents.h"
 #include "Error.h"
 #include "SpectrumAnalyzer.h"
@@ -50,67 +51,6 @@ private:
     mutable std::mutex m_mutex;
     std::optional<Error> m_error;
     std::atomic<bool> m_failed{false};
-};
-
-// Frames of a recording in blocks; keeps the overlap between consecutive frames.
-class FrameReader
-{
-public:
-    FrameReader(ISignalSource& source, int fftSize, int hop)
-        : m_source(source)
-        , m_fftSize(fftSize)
-        , m_hop(hop)
-        , m_components(source.info().complex ? 2 : 1)
-    {
-    }
-
-    // Samples of frames first .. first + count - 1; frame first + j starts at
-    // j * hop samples into the result.
-    const float* load(qint64 first, int count)
-    {
-        const qint64 start = first * m_hop;
-        const qint64 end = (first + count - 1) * m_hop + m_fftSize;
-        const qint64 bufferedEnd = m_bufferStart + m_buffered;
-        if (start >= bufferedEnd) {
-            const qint64 gap = start - bufferedEnd;
-            if (gap > 0 && m_source.skip(gap) != gap)
-                truncated(start);
-            m_buffered = 0;
-        } else {
-            const qint64 drop = start - m_bufferStart;
-            m_buffered -= drop;
-            std::memmove(m_samples.data(), m_samples.data() + drop * m_components,
-                         size_t(m_buffered * m_components) * sizeof(float));
-        }
-        m_bufferStart = start;
-
-        const qint64 needed = end - start;
-        if (qint64(m_samples.size()) < needed * m_components)
-            m_samples.resize(size_t(needed * m_components));
-        while (m_buffered < needed) {
-            const qint64 n = m_source.read(m_samples.data() + m_buffered * m_components, needed - m_buffered);
-            if (n <= 0)
-                truncated(m_bufferStart + m_buffered);
-            m_buffered += n;
-        }
-        return m_samples.data();
-    }
-
-private:
-    [[noreturn]] void truncated(qint64 at) const
-    {
-        throw Error(m_source.fileName(), QStringLiteral("ends after %1 samples although it should hold %2")
-                                             .arg(at)
-                                             .arg(m_source.info().sampleCount));
-    }
-
-    ISignalSource& m_source;
-    int m_fftSize;
-    int m_hop;
-    int m_components;
-    std::vector<float> m_samples;
-    qint64 m_bufferStart = 0;
-    qint64 m_buffered = 0;
 };
 
 } // namespace
@@ -293,15 +233,7 @@ TileGeneratorResult TileGenerator::run()
     spectrum.window = m_settings.window;
     spectrum.levelOffset = m_settings.levelOffset;
     spectrum.complex = info.complex;
-    std::vector<std::unique_ptr<SpectrumAnalyzer>> analyzers;
-    for (int i = 0; i < workers.threadCount(); ++i)
-        analyzers.push_back(std::make_unique<SpectrumAnalyzer>(spectrum));
-
     const ColumnMap columns(columnOf);
-    FrameReader reader(source, fftSize, hop);
-    const int blockFrames = 128 * workers.threadCount();
-    std::vector<quint8> levels(size_t(blockFrames) * size_t(bins));
-    const int components = info.complex ? 2 : 1;
     const auto reportProgress = [&](qint64 framesDone) {
         if (!m_progress)
             return;
@@ -313,30 +245,15 @@ TileGeneratorResult TileGenerator::run()
         m_progress(progress);
     };
     try {
-        for (qint64 first = 0; first < frames; first += blockFrames) {
-            const int count = int(std::min<qint64>(blockFrames, frames - first));
-            const float* samples = reader.load(first, count);
-
-            const int parts = int(analyzers.size());
-            const int perPart = (count + parts - 1) / parts;
-            std::vector<std::function<void()>> jobs;
-            for (int p = 0; p < parts && p * perPart < count; ++p) {
-                jobs.emplace_back([&, p] {
-                    const int begin = p * perPart;
-                    const int end = std::min(count, begin + perPart);
-                    for (int f = begin; f < end; ++f) {
-                        analyzers[size_t(p)]->analyze(samples + qint64(f) * hop * components,
-                                                      levels.data() + size_t(f) * size_t(bins));
-                    }
-                });
+        FrameReader reader(source, fftSize, hop);
+        BlockAnalyzer analyzer(workers, reader, spectrum, frames, hop); // after the reader, which it uses
+        for (BlockAnalyzer::Block block = analyzer.next(); block.count > 0; block = analyzer.next()) {
+            for (int f = 0; f < block.count; ++f) {
+                pyramid.addRow(yGrid.pixelOf(frameTime(block.first + f)), block.rows + size_t(f) * size_t(analyzer.bins()),
+                               columns);
             }
-            workers.runAll(jobs);
-
-            for (int f = 0; f < count; ++f)
-                pyramid.addRow(yGrid.pixelOf(frameTime(first + f)), levels.data() + size_t(f) * size_t(bins), columns);
-
             failure.rethrow();
-            reportProgress(first + count);
+            reportProgress(block.first + block.count);
         }
         pyramid.finish();
         workers.waitForBackground();
