@@ -1,5 +1,6 @@
 #include "SourcePublisher.h"
 
+#include "BackgroundFlusher.h"
 #include "Documents.h"
 #include "Error.h"
 
@@ -188,6 +189,7 @@ void SourcePublisher::prepare()
     if (!QDir().mkdir(m_stagingDir))
         throw Error(m_stagingDir, QStringLiteral("cannot create a directory: %1").arg(systemError()));
     markAsTopOfHierarchy(m_stagingDir);
+    m_flusher = std::make_unique<BackgroundFlusher>(m_stagingDir);
     m_prepared = true;
 }
 
@@ -207,6 +209,7 @@ void SourcePublisher::writeTile(const TileKey& key, const QByteArray& png)
     const QString path = m_stagingDir + QLatin1Char('/') + key.relativePath();
     ensureDirectory(path.left(path.lastIndexOf(QLatin1Char('/'))));
     m_writer(path, png);
+    m_flusher->written(png.size());
 }
 
 void SourcePublisher::writeDocument(const QString& fileName, const QByteArray& data)
@@ -234,7 +237,7 @@ void SourcePublisher::publish()
     if (!ids.contains(m_sourceId))
         ids.append(m_sourceId);
 
-    flushFileSystem(m_stagingDir);
+    m_flusher->flush();
     const QString oldDir = m_outputDir + QStringLiteral("/.%1.old-%2").arg(m_sourceId).arg(QCoreApplication::applicationPid());
     if (QFileInfo::exists(m_sourceDir)) {
         if (exchange(m_stagingDir, m_sourceDir)) {
@@ -265,6 +268,7 @@ void SourcePublisher::abandon()
 {
     if (m_published || m_stagingDir.isEmpty())
         return;
+    m_flusher.reset();
     if (QFileInfo::exists(m_stagingDir))
         QDir(m_stagingDir).removeRecursively();
     m_prepared = false;

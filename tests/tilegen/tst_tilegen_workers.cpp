@@ -1,0 +1,169 @@
+#include "core/BackgroundFlusher.h"
+#include "core/WorkerPool.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+using namespace mivo::tilegen;
+
+namespace {
+
+// A one-way gate between threads.
+class Gate
+{
+public:
+    void open()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_open = true;
+        }
+        m_changed.notify_all();
+    }
+    void pass()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_open; });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_open = false;
+};
+
+} // namespace
+
+class TestTilegenWorkers : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void oneThreadRunsABatchInOrderWhenWaitedFor()
+    {
+        WorkerPool pool(1);
+        QCOMPARE(pool.threadCount(), 1);
+        std::vector<int> order;
+        std::vector<std::function<void()>> jobs;
+        for (int i = 0; i < 5; ++i)
+            jobs.emplace_back([&order, i] { order.push_back(i); });
+        const auto batch = pool.start(std::move(jobs));
+        QVERIFY(order.empty());
+        pool.wait(batch);
+        QCOMPARE(order, (std::vector<int>{0, 1, 2, 3, 4}));
+    }
+
+    void oneThreadRunsBackgroundJobsAtOnce()
+    {
+        WorkerPool pool(1);
+        bool ran = false;
+        pool.startBackground([&ran] { ran = true; });
+        QVERIFY(ran);
+    }
+
+    void batchJobsRunAtTheSameTime()
+    {
+        // Each job waits for the other: only two threads at work finish them.
+        WorkerPool pool(2);
+        Gate first, second;
+        pool.runAll({[&] {
+                          first.open();
+                          second.pass();
+                      },
+                      [&] {
+                          second.open();
+                          first.pass();
+                      }});
+    }
+
+    void waitingRunsQueuedJobs()
+    {
+        // The pool thread is held by a job that only a later job releases: only a
+        // waiting caller that runs queued jobs itself gets through.
+        WorkerPool pool(2);
+        Gate held, release;
+        pool.startBackground([&] {
+            held.open();
+            release.pass();
+        });
+        held.pass();
+        std::atomic<int> batchDone{0};
+        const auto batch = pool.start({[&] { ++batchDone; }, [&] { ++batchDone; }});
+        pool.startBackground([&] { release.open(); });
+        pool.wait(batch); // the batch jobs are ahead of the background jobs
+        QCOMPARE(batchDone.load(), 2);
+        pool.waitForBackground();
+    }
+
+    void backgroundJobsBeyondTheSlotsRunOnTheCaller()
+    {
+        WorkerPool pool(2); // 16 slots
+        Gate held, release;
+        pool.startBackground([&] {
+            held.open();
+            release.pass();
+        });
+        held.pass();
+        std::atomic<int> queuedRan{0};
+        for (int i = 0; i < 15; ++i)
+            pool.startBackground([&] { ++queuedRan; });
+        QCOMPARE(queuedRan.load(), 0); // all queued behind the held job
+        std::thread::id ranOn;
+        pool.startBackground([&ranOn] { ranOn = std::this_thread::get_id(); });
+        QCOMPARE(ranOn, std::this_thread::get_id());
+        release.open();
+        pool.waitForBackground();
+        QCOMPARE(queuedRan.load(), 15);
+    }
+
+    void cancellingDropsOnlyQueuedBackgroundJobs()
+    {
+        WorkerPool pool(2);
+        Gate held, release;
+        std::atomic<int> ran{0};
+        pool.startBackground([&] {
+            held.open();
+            release.pass();
+            ++ran;
+        });
+        held.pass();
+        for (int i = 0; i < 5; ++i)
+            pool.startBackground([&] { ++ran; });
+        pool.cancelQueued();
+        release.open();
+        pool.waitForBackground();
+        QCOMPARE(ran.load(), 1);
+    }
+
+    void flusherFlushesFromSeveralThreads()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        BackgroundFlusher flusher(directory.path(), 1000);
+        std::thread other([&flusher] {
+            for (int i = 0; i < 200; ++i)
+                flusher.written(100);
+        });
+        for (int i = 0; i < 200; ++i)
+            flusher.written(100);
+        other.join();
+        flusher.flush();
+        flusher.written(1 << 20); // after the last flush: nothing starts
+        flusher.flush();
+    }
+
+    void flusherOfAMissingDirectoryDoesNothing()
+    {
+        BackgroundFlusher flusher(QStringLiteral("/nonexistent/mivo-tilegen"), 1);
+        flusher.written(10);
+        flusher.flush();
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTilegenWorkers)
+#include "tst_tilegen_workers.moc"
