@@ -13,9 +13,14 @@
 // The WAV runs alternate (all cores, one thread, sox) so that a load on the machine
 // hits all three alike; the ratios are of the medians.
 //
-// Usage: mivo-tilegen-bench [--runs N] [--no-iq] [--no-encoders] [work directory]
+// Every WAV series runs twice: with the outputs in the work directory and on the tmpfs
+// /dev/shm, where the file system's own costs hardly count. On this project's
+// development machine the work directory's disk is ext4 without a journal, which
+// makes creating files slow next to directories where other programs delete many.
+//
+// Usage: mivo-tilegen-bench [--runs N] [--no-iq] [--no-encoders] [--no-tmpfs] [work directory]
 // (default: 3 runs in a temporary directory). Recordings already in the work
-// directory with the right size are used again; the pyramids (in <work>/pyramids)
+// directory with the right size are used again; the pyramids (in <dir>/pyramids)
 // are removed at the end.
 
 #include "LibpngTileEncoder.h"
@@ -42,6 +47,7 @@
 #include <sndfile.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -51,6 +57,7 @@
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <vector>
 
 using namespace mivo::tilegen;
@@ -406,6 +413,39 @@ void printRatio(const char* what, const Measurement& mivo, const Measurement& so
                 sox.cpuSeconds, sox.cpuSeconds / mivo.cpuSeconds);
 }
 
+QString fileSystemType(const QString& directory)
+{
+    struct statfs info{};
+    if (::statfs(QFile::encodeName(directory).constData(), &info) != 0)
+        return QStringLiteral("unknown file system");
+    switch (quint64(info.f_type)) {
+    case 0xEF53: return QStringLiteral("ext4");
+    case 0x01021994: return QStringLiteral("tmpfs");
+    case 0x58465342: return QStringLiteral("xfs");
+    case 0x9123683E: return QStringLiteral("btrfs");
+    case 0x794C7630: return QStringLiteral("overlayfs");
+    default: return QStringLiteral("file system 0x%1").arg(quint64(info.f_type), 0, 16);
+    }
+}
+
+// One place the outputs go to, with its series of runs.
+struct OutputPlace
+{
+    explicit OutputPlace(const QString& directory)
+        : directory(directory)
+        , fileSystem(fileSystemType(directory))
+        , pyramids(directory)
+    {
+    }
+    QString name() const { return QStringLiteral("%1 (%2)").arg(directory, fileSystem); }
+
+    QString directory;
+    QString fileSystem;
+    PyramidDirectories pyramids;
+    QString lastWavPyramid;
+    std::vector<Measurement> wavAll, wavOne, sox;
+};
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -417,7 +457,9 @@ int main(int argc, char* argv[])
                                         QStringLiteral("N"), QStringLiteral("3"));
     const QCommandLineOption noIqOption(QStringLiteral("no-iq"), QStringLiteral("skip the 2.4 MS/s recording"));
     const QCommandLineOption noEncodersOption(QStringLiteral("no-encoders"), QStringLiteral("skip the encoder comparison"));
-    parser.addOptions({runsOption, noIqOption, noEncodersOption});
+    const QCommandLineOption noTmpfsOption(QStringLiteral("no-tmpfs"),
+                                           QStringLiteral("only the work directory's file system, not also /dev/shm"));
+    parser.addOptions({runsOption, noIqOption, noEncodersOption, noTmpfsOption});
     parser.addPositionalArgument(QStringLiteral("work-dir"), QStringLiteral("where recordings and pyramids go"));
     parser.process(app);
     const int runs = std::max(1, parser.value(runsOption).toInt());
@@ -441,6 +483,14 @@ int main(int argc, char* argv[])
         return 1;
     }
 
+    // Where the outputs go: the work directory, and a tmpfs where the file system's
+    // own costs (creating 4500 files and directories, the flush) hardly count.
+    QTemporaryDir tmpfs(QStringLiteral("/dev/shm/mivo-tilegen-bench-XXXXXX"));
+    std::vector<std::unique_ptr<OutputPlace>> places;
+    places.push_back(std::make_unique<OutputPlace>(work));
+    if (!parser.isSet(noTmpfsOption) && places.front()->fileSystem != QLatin1String("tmpfs") && tmpfs.isValid())
+        places.push_back(std::make_unique<OutputPlace>(tmpfs.path()));
+
     try {
         InputSettings wavInput;
         wavInput.startTime = 1700000000.0;
@@ -448,52 +498,57 @@ int main(int argc, char* argv[])
         iqInput.sampleRate = 2.4e6;
         iqInput.centerFrequency = 100e6;
         iqInput.startTime = 1700000000.0;
-        PyramidDirectories pyramids(work);
-        QString wavTiles;
         const QString sox = QStandardPaths::findExecutable(QStringLiteral("sox"));
 
         std::printf("\nmivo-tilegen, FFT 1024, hop 512, Hann, tiles 256, peak hold; "
                     "sox spectrogram -y 513 -X 93.75 -x 56250 -r (FFT 1024, hop 512, one PNG)\n");
-        std::vector<Measurement> wavAll, wavOne, soxRuns;
         for (int run = 1; run <= runs; ++run) {
-            std::printf("run %d of %d\n", run, runs);
-            wavAll.push_back(runTilegen(wav, wavInput, pyramids.next(QStringLiteral("wav")), 0));
-            print("  600 s 48 kHz WAV, all cores", wavAll.back());
-            wavTiles = pyramids.next(QStringLiteral("wav"));
-            wavOne.push_back(runTilegen(wav, wavInput, wavTiles, 1));
-            print("  600 s 48 kHz WAV, 1 thread", wavOne.back());
-            if (!sox.isEmpty()) {
-                soxRuns.push_back(runSox(sox, wav, work + QStringLiteral("/sox.png")));
-                print("  600 s 48 kHz WAV, sox (one thread)", soxRuns.back());
+            for (const auto& place : places) {
+                std::printf("run %d of %d, output on %s\n", run, runs, qPrintable(place->name()));
+                place->wavAll.push_back(runTilegen(wav, wavInput, place->pyramids.next(QStringLiteral("wav")), 0));
+                print("  600 s 48 kHz WAV, all cores", place->wavAll.back());
+                place->lastWavPyramid = place->pyramids.next(QStringLiteral("wav"));
+                place->wavOne.push_back(runTilegen(wav, wavInput, place->lastWavPyramid, 1));
+                print("  600 s 48 kHz WAV, 1 thread", place->wavOne.back());
+                if (!sox.isEmpty()) {
+                    place->sox.push_back(runSox(sox, wav, place->directory + QStringLiteral("/sox.png")));
+                    print("  600 s 48 kHz WAV, sox (one thread)", place->sox.back());
+                }
             }
         }
-        std::printf("\nmedians of %d runs\n", runs);
-        print("600 s 48 kHz WAV, all cores", medianRun(wavAll));
-        print("600 s 48 kHz WAV, 1 thread", medianRun(wavOne));
-        if (!soxRuns.empty())
-            print("600 s 48 kHz WAV, sox (one thread)", medianRun(soxRuns));
-        printPyramidSize("WAV pyramid", wavTiles);
+        for (const auto& place : places) {
+            std::printf("\nmedians of %d runs, output on %s\n", runs, qPrintable(place->name()));
+            print("600 s 48 kHz WAV, all cores", medianRun(place->wavAll));
+            print("600 s 48 kHz WAV, 1 thread", medianRun(place->wavOne));
+            if (!place->sox.empty())
+                print("600 s 48 kHz WAV, sox (one thread)", medianRun(place->sox));
+        }
+        printPyramidSize("WAV pyramid", places.front()->lastWavPyramid);
 
         if (!parser.isSet(noIqOption)) {
-            const QString iqTiles = pyramids.next(QStringLiteral("cf32"));
-            std::printf("\n");
-            print("60 s 2.4 MS/s cf32, all cores", runTilegen(iq, iqInput, pyramids.next(QStringLiteral("cf32")), 0));
+            std::printf("\noutput on %s\n", qPrintable(places.front()->name()));
+            const QString iqTiles = places.front()->pyramids.next(QStringLiteral("cf32"));
+            print("60 s 2.4 MS/s cf32, all cores",
+                  runTilegen(iq, iqInput, places.front()->pyramids.next(QStringLiteral("cf32")), 0));
             print("60 s 2.4 MS/s cf32, 1 thread", runTilegen(iq, iqInput, iqTiles, 1));
             printPyramidSize("cf32 pyramid", iqTiles);
         }
 
         if (!parser.isSet(noEncodersOption))
-            compareEncoders(wavTiles);
+            compareEncoders(places.front()->lastWavPyramid);
 
-        if (soxRuns.empty()) {
+        if (sox.isEmpty()) {
             std::printf("\nsox not found: no comparison\n");
             return 0;
         }
         std::printf("\nspeed against sox on the WAV (sox wall time / mivo wall time, medians of %d runs)\n", runs);
-        const Measurement soxMedian = medianRun(soxRuns);
-        printRatio(qPrintable(QStringLiteral("all cores (%1 threads)").arg(QThread::idealThreadCount())),
-                   medianRun(wavAll), soxMedian, targetAllCores);
-        printRatio("1 thread", medianRun(wavOne), soxMedian, targetOneThread);
+        for (const auto& place : places) {
+            std::printf("output on %s\n", qPrintable(place->name()));
+            const Measurement soxMedian = medianRun(place->sox);
+            printRatio(qPrintable(QStringLiteral("  all cores (%1 threads)").arg(QThread::idealThreadCount())),
+                       medianRun(place->wavAll), soxMedian, targetAllCores);
+            printRatio("  1 thread", medianRun(place->wavOne), soxMedian, targetOneThread);
+        }
     } catch (const Error& error) {
         std::fprintf(stderr, "mivo-tilegen-bench: %s\n", qPrintable(error.message()));
         return 1;
