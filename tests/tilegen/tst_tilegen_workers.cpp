@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -17,12 +18,12 @@ namespace {
 class Gate
 {
 public:
+    // Notifies under the lock: once a waiter is through, the opener no longer touches
+    // the gate, which may then go out of scope.
     void open()
     {
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_open = true;
-        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_open = true;
         m_changed.notify_all();
     }
     void pass()
@@ -36,6 +37,20 @@ private:
     std::condition_variable m_changed;
     bool m_open = false;
 };
+
+// Occupies the pool thread of a two-thread pool with a background job that returns
+// once `release` opens, after running `then`.
+void holdThePoolThread(WorkerPool& pool, Gate& release, std::function<void()> then = {})
+{
+    Gate held;
+    pool.startBackground([&held, &release, then] {
+        held.open();
+        release.pass();
+        if (then)
+            then();
+    });
+    held.pass();
+}
 
 } // namespace
 
@@ -86,12 +101,8 @@ private Q_SLOTS:
         // The pool thread is held by a job that only a later job releases: only a
         // waiting caller that runs queued jobs itself gets through.
         WorkerPool pool(2);
-        Gate held, release;
-        pool.startBackground([&] {
-            held.open();
-            release.pass();
-        });
-        held.pass();
+        Gate release;
+        holdThePoolThread(pool, release);
         std::atomic<int> batchDone{0};
         const auto batch = pool.start({[&] { ++batchDone; }, [&] { ++batchDone; }});
         pool.startBackground([&] { release.open(); });
@@ -103,12 +114,8 @@ private Q_SLOTS:
     void backgroundJobsBeyondTheSlotsRunOnTheCaller()
     {
         WorkerPool pool(2); // 16 slots
-        Gate held, release;
-        pool.startBackground([&] {
-            held.open();
-            release.pass();
-        });
-        held.pass();
+        Gate release;
+        holdThePoolThread(pool, release);
         std::atomic<int> queuedRan{0};
         for (int i = 0; i < 15; ++i)
             pool.startBackground([&] { ++queuedRan; });
@@ -124,14 +131,9 @@ private Q_SLOTS:
     void cancellingDropsOnlyQueuedBackgroundJobs()
     {
         WorkerPool pool(2);
-        Gate held, release;
+        Gate release;
         std::atomic<int> ran{0};
-        pool.startBackground([&] {
-            held.open();
-            release.pass();
-            ++ran;
-        });
-        held.pass();
+        holdThePoolThread(pool, release, [&ran] { ++ran; });
         for (int i = 0; i < 5; ++i)
             pool.startBackground([&] { ++ran; });
         pool.cancelQueued();

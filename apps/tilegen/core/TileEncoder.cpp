@@ -52,45 +52,38 @@ inline uchar paeth(int a, int b, int c)
     return uchar(pb <= pc ? b : c);
 }
 
+// Each filter subtracts a prediction from the left (a), upper (b) and upper-left (c)
+// neighbours; outside the image they count as 0.
+template<typename Predict>
+void filterWith(uchar type, const uchar* row, const uchar* above, int width, uchar* out, Predict predict)
+{
+    out[0] = type;
+    for (int i = 0; i < width; ++i) {
+        const int left = i > 0 ? row[i - 1] : 0;
+        const int up = above ? above[i] : 0;
+        const int upLeft = i > 0 && above ? above[i - 1] : 0;
+        out[i + 1] = uchar(row[i] - predict(left, up, upLeft));
+    }
+}
+
 // Writes the filter type byte and the filtered row (one byte per pixel) to `out`.
-// `above` is null for the first row, which the format treats as below a row of zeros.
+// `above` is null for the first row.
 void filterRow(PngFilter filter, const uchar* row, const uchar* above, int width, uchar* out)
 {
-    uchar* filtered = out + 1;
     switch (filter) {
     case PngFilter::None:
     case PngFilter::Adaptive:
         out[0] = 0;
-        std::memcpy(filtered, row, size_t(width));
+        std::memcpy(out + 1, row, size_t(width));
         return;
     case PngFilter::Sub:
-        out[0] = 1;
-        filtered[0] = row[0];
-        for (int i = 1; i < width; ++i)
-            filtered[i] = uchar(row[i] - row[i - 1]);
-        return;
+        return filterWith(1, row, above, width, out, [](int a, int, int) { return a; });
     case PngFilter::Up:
-        out[0] = 2;
-        for (int i = 0; i < width; ++i)
-            filtered[i] = uchar(row[i] - (above ? above[i] : 0));
-        return;
+        return filterWith(2, row, above, width, out, [](int, int b, int) { return b; });
     case PngFilter::Average:
-        out[0] = 3;
-        for (int i = 0; i < width; ++i) {
-            const int left = i > 0 ? row[i - 1] : 0;
-            const int up = above ? above[i] : 0;
-            filtered[i] = uchar(row[i] - (left + up) / 2);
-        }
-        return;
+        return filterWith(3, row, above, width, out, [](int a, int b, int) { return (a + b) / 2; });
     case PngFilter::Paeth:
-        out[0] = 4;
-        for (int i = 0; i < width; ++i) {
-            const int left = i > 0 ? row[i - 1] : 0;
-            const int up = above ? above[i] : 0;
-            const int upLeft = i > 0 && above ? above[i - 1] : 0;
-            filtered[i] = uchar(row[i] - paeth(left, up, upLeft));
-        }
-        return;
+        return filterWith(4, row, above, width, out, [](int a, int b, int c) { return int(paeth(a, b, c)); });
     }
 }
 
