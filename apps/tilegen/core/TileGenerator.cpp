@@ -7,6 +7,7 @@
 #include "Error.h"
 #include "SpectrumAnalyzer.h"
 #include "TileEncoder.h"
+#include "TileWriter.h"
 #include "WorkerPool.h"
 
 #include <QFileInfo>
@@ -14,10 +15,8 @@
 #include <QThread>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
-#include <mutex>
 
 namespace mivo::tilegen {
 
@@ -27,31 +26,6 @@ bool isPowerOfTwo(qint64 n)
 {
     return n > 0 && (n & (n - 1)) == 0;
 }
-
-// The first failure of any task; later ones are dropped.
-class FailureSlot
-{
-public:
-    void capture(const Error& error)
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_error)
-            m_error = error;
-        m_failed = true;
-    }
-    bool failed() const { return m_failed; }
-    void rethrow() const
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_error)
-            throw *m_error;
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    std::optional<Error> m_error;
-    std::atomic<bool> m_failed{false};
-};
 
 } // namespace
 
@@ -202,9 +176,8 @@ TileGeneratorResult TileGenerator::run()
 
     const int threads = m_settings.threads > 0 ? m_settings.threads : std::max(1, QThread::idealThreadCount());
     const TileEncoder encoder;
-    FailureSlot failure;
-    std::atomic<quint64> tilesWritten{0};
-    WorkerPool workers(threads); // destroyed first: its tasks use the objects above
+    WorkerPool workers(threads);
+    TileWriter tiles(workers, encoder, publisher);
 
     PyramidBuilder::Settings pyramidSettings;
     pyramidSettings.tileSize = m_settings.tileSize;
@@ -213,20 +186,7 @@ TileGeneratorResult TileGenerator::run()
     pyramidSettings.topXZoom = result.topXZoom;
     pyramidSettings.topYZoom = result.topYZoom;
     pyramidSettings.reduction = m_settings.reduction;
-    PyramidBuilder pyramid(pyramidSettings, [&](const TileKey& key, const QImage& tile) {
-        workers.startBackground([&, key, tile] {
-            if (failure.failed())
-                return;
-            try {
-                publisher.writeTile(key, encoder.encode(tile));
-                ++tilesWritten;
-            } catch (const Error& error) {
-                failure.capture(error);
-            } catch (const std::exception& error) {
-                failure.capture(Error(publisher.stagingDirectory(), QString::fromLocal8Bit(error.what())));
-            }
-        });
-    });
+    PyramidBuilder pyramid(pyramidSettings, [&tiles](const TileKey& key, const QImage& tile) { tiles.write(key, tile); });
 
     SpectrumSettings spectrum;
     spectrum.fftSize = fftSize;
@@ -241,7 +201,7 @@ TileGeneratorResult TileGenerator::run()
         progress.framesDone = framesDone;
         progress.framesTotal = frames;
         progress.signalSecondsDone = double(framesDone * hop) / info.sampleRate;
-        progress.tilesWritten = tilesWritten;
+        progress.tilesWritten = tiles.tilesWritten();
         m_progress(progress);
     };
     try {
@@ -252,12 +212,12 @@ TileGeneratorResult TileGenerator::run()
                 pyramid.addRow(yGrid.pixelOf(frameTime(block.first + f)), block.rows + size_t(f) * size_t(analyzer.bins()),
                                columns);
             }
-            failure.rethrow();
+            tiles.rethrowFailure();
             reportProgress(block.first + block.count);
         }
         pyramid.finish();
         workers.waitForBackground();
-        failure.rethrow();
+        tiles.rethrowFailure();
         // The coarser levels are written after the last frame: a final report counts them.
         reportProgress(frames);
     } catch (...) {
@@ -268,7 +228,7 @@ TileGeneratorResult TileGenerator::run()
 
     result.frames = frames;
     result.signalSeconds = double(info.sampleCount) / info.sampleRate;
-    result.tilesWritten = tilesWritten;
+    result.tilesWritten = tiles.tilesWritten();
 
     // Documents after the tiles they describe; the descriptor last of them.
     if (m_input.fromSigMf) {
