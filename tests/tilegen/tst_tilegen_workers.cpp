@@ -4,7 +4,8 @@
 #include "core/TileWriter.h"
 #include "core/WorkerPool.h"
 
-#include <QFile>
+#include "TestFiles.h"
+
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -62,12 +63,6 @@ QImage uniformTile(int value)
     QImage tile(16, 16, QImage::Format_Indexed8);
     tile.fill(uint(value));
     return tile;
-}
-
-QByteArray fileContents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -194,7 +189,7 @@ private Q_SLOTS:
         writer.rethrowFailure(); // nothing to throw
         for (int x = 0; x < 40; ++x) {
             const QString path = publisher.stagingDirectory() + QStringLiteral("/3/7/0/%1.png").arg(x);
-            QCOMPARE(fileContents(path), encoder.encode(uniformTile(x + 1)));
+            QCOMPARE(testfiles::readBytes(path), encoder.encode(uniformTile(x + 1)));
         }
     }
 
