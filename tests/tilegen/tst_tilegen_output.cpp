@@ -17,6 +17,13 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#ifdef __linux__
+#include <linux/fs.h>
+#endif
+
 using namespace mivo::tilegen;
 using testfiles::readBytes;
 using testfiles::snapshot;
@@ -32,6 +39,39 @@ QJsonObject jsonObject(const QString& path)
 int pngColourType(const QByteArray& png)
 {
     return png.size() > 25 ? int(quint8(png[25])) : -1;
+}
+
+// The inode flags of a directory (FS_IOC_GETFLAGS), or -1 where the file system has none.
+int directoryFlags(const QString& path)
+{
+#if defined(FS_IOC_GETFLAGS)
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY);
+    if (fd < 0)
+        return -1;
+    int flags = 0;
+    const bool read = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    ::close(fd);
+    return read ? flags : -1;
+#else
+    Q_UNUSED(path);
+    return -1;
+#endif
+}
+
+bool setDirectoryFlags(const QString& path, int flags)
+{
+#if defined(FS_IOC_SETFLAGS)
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY);
+    if (fd < 0)
+        return false;
+    const bool set = ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+    ::close(fd);
+    return set;
+#else
+    Q_UNUSED(path);
+    Q_UNUSED(flags);
+    return false;
+#endif
 }
 
 int pngBitDepth(const QByteArray& png)
@@ -307,6 +347,24 @@ private Q_SLOTS:
         QCOMPARE(snapshot(output), before);
         QCOMPARE(QDir(output).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList({QStringLiteral("scene"), QStringLiteral("tilesources.json")}));
+    }
+
+    void pyramidStartsADirectoryHierarchyOfItsOwn()
+    {
+#if defined(FS_TOPDIR_FL)
+        // Only where the file system keeps the flag (ext2/3/4); elsewhere it is ignored.
+        const QString probe = m_dir.filePath(QStringLiteral("probe"));
+        QVERIFY(QDir().mkpath(probe));
+        const int flags = directoryFlags(probe);
+        if (flags < 0 || !setDirectoryFlags(probe, flags | FS_TOPDIR_FL) || !(directoryFlags(probe) & FS_TOPDIR_FL))
+            QSKIP("the file system of the temporary directory keeps no top-of-hierarchy flag");
+        const QString output = m_dir.filePath(QStringLiteral("topdir"));
+        generate(sceneSettings(1), output);
+        QVERIFY(directoryFlags(output + QStringLiteral("/scene")) & FS_TOPDIR_FL);
+        QVERIFY(!(directoryFlags(output) & FS_TOPDIR_FL)); // the output directory is left as it was
+#else
+        QSKIP("no top-of-hierarchy flag on this system");
+#endif
     }
 
     void leftoversOfAKilledRunAreCleanedUp()

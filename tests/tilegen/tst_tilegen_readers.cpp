@@ -699,6 +699,51 @@ private Q_SLOTS:
                           QStringLiteral("has 2 channel(s); --channel 2 does not exist")));
     }
 
+    void sixteenBitSamplesReadAsLibsndfileScalesThem()
+    {
+        // Every 16-bit value, in a mono and (right channel) a stereo file.
+        std::vector<short> mono, stereo;
+        for (int v = -32768; v <= 32767; ++v) {
+            mono.push_back(short(v));
+            stereo.push_back(0);
+            stereo.push_back(short(v));
+        }
+        const QString monoFile = path(QStringLiteral("all-values.wav"));
+        const QString stereoFile = path(QStringLiteral("all-values-stereo.wav"));
+        writeWav(monoFile, 1, 8000, mono);
+        writeWav(stereoFile, 2, 8000, stereo);
+
+        // libsndfile's own conversion to float.
+        SF_INFO info{};
+        SNDFILE* file = sf_open(QFile::encodeName(monoFile).constData(), SFM_READ, &info);
+        QVERIFY(file);
+        std::vector<float> expected(65536);
+        QCOMPARE(sf_readf_float(file, expected.data(), 65536), sf_count_t(65536));
+        sf_close(file);
+
+        InputSettings settings;
+        QCOMPARE(readAll(*openInput(monoFile, settings).source), expected);
+        settings.channel = 1;
+        QCOMPARE(readAll(*openInput(stereoFile, settings).source), expected);
+        QCOMPARE(expected.front(), -1.0f);
+        QCOMPARE(expected.back(), 32767.0f / 32768.0f);
+    }
+
+    void floatSamplesReadAsTheyAre()
+    {
+        const QString file = path(QStringLiteral("float.wav"));
+        SF_INFO info{};
+        info.channels = 1;
+        info.samplerate = 8000;
+        info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+        SNDFILE* out = sf_open(QFile::encodeName(file).constData(), SFM_WRITE, &info);
+        QVERIFY(out);
+        const std::vector<float> values{0.1f, -0.25f, 1.5f, 1e-7f};
+        QCOMPARE(sf_writef_float(out, values.data(), 4), sf_count_t(4));
+        sf_close(out);
+        QCOMPARE(readAll(*openInput(file, InputSettings()).source), values);
+    }
+
     void soundFileRejectsOptionsOfRawInput()
     {
         const QString file = path(QStringLiteral("mono.wav"));

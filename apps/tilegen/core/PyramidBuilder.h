@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ColumnMap.h"
 #include "TileKey.h"
 
 #include <QImage>
@@ -17,8 +18,8 @@ enum class Reduction {
 
 // Builds every tile of every (x, y) zoom level combination from level-0 rows that
 // arrive in time order, holding only one strip of tiles (tileSize rows, all columns)
-// per y level: memory is (yLevels + 2) * tileSize * columns bytes, whatever the length
-// of the recording.
+// per y level and one for the coarser x levels of the strip being emitted: memory is
+// about (yLevels + 2) * tileSize * columns bytes, whatever the length of the recording.
 //
 // Level-0 columns are absolute pixel indices firstColumn..lastColumn on the x grid,
 // rows absolute pixel indices on the y grid; both grids are anchored at 0. A coarser
@@ -49,6 +50,8 @@ public:
     // Merges values into level-0 row `row` by maximum: values[i] goes to column
     // columnOf[i] (absolute; negative entries are skipped). Rows must not decrease.
     void addRow(qint64 row, const quint8* values, const std::vector<qint64>& columnOf);
+    // The same with the columns worked out once for all rows.
+    void addRow(qint64 row, const quint8* values, const ColumnMap& columns);
 
     // Emits everything still held. No rows may be added afterwards.
     void finish();
@@ -57,13 +60,16 @@ public:
 
 private:
     class Strip;
+    struct Plane;
     void flushLevel(int yZoom);
     void emitTiles(const Strip& strip);
+    void emitTilesOf(const Plane& plane, int xZoom, const Strip& strip);
     Strip& stripFor(int yZoom, qint64 row);
 
     Settings m_settings;
     TileSink m_sink;
     std::vector<std::unique_ptr<Strip>> m_strips; // one per y level
+    std::vector<std::unique_ptr<Plane>> m_coarser; // x levels 1.., rebuilt for each strip
     quint64 m_tilesEmitted = 0;
 };
 

@@ -47,12 +47,31 @@ SoundFileSource::SoundFileSource(const QString& path, int channel, double startT
     m_info.startTime = startTime;
     m_info.complex = false;
     m_info.sampleCount = sfInfo.frames;
+
+    // 16-bit PCM in the containers libsndfile reads through its plain PCM code: read as
+    // integers and scaled by 1 / 32768 here, the very values libsndfile's float
+    // conversion gives, in a loop the compiler vectorises (its own took 6% of a run).
+    const int container = sfInfo.format & SF_FORMAT_TYPEMASK;
+    m_pcm16 = (sfInfo.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16
+        && (container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX || container == SF_FORMAT_RF64
+            || container == SF_FORMAT_W64 || container == SF_FORMAT_AIFF);
 }
 
 SoundFileSource::~SoundFileSource() = default;
 
 qint64 SoundFileSource::read(float* out, qint64 count)
 {
+    if (m_pcm16) {
+        m_shortFrames.resize(size_t(count) * size_t(m_channels));
+        const sf_count_t n = sf_readf_short(m_handle->file, m_shortFrames.data(), count);
+        if (n < 0)
+            throw Error(m_path, QStringLiteral("read error: %1").arg(QString::fromUtf8(sf_strerror(m_handle->file))));
+        const short* in = m_shortFrames.data() + m_channel;
+        const int stride = m_channels;
+        for (sf_count_t i = 0; i < n; ++i)
+            out[i] = float(in[i * stride]) * (1.0f / 32768.0f);
+        return n;
+    }
     if (m_channels == 1) {
         const sf_count_t n = sf_readf_float(m_handle->file, out, count);
         if (n < 0)

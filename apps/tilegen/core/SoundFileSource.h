@@ -30,7 +30,9 @@ private:
     SignalInfo m_info;
     int m_channels = 0;
     int m_channel = 0;
+    bool m_pcm16 = false; // read as 16-bit integers and scaled here
     std::vector<float> m_frames;
+    std::vector<short> m_shortFrames;
 };
 
 } // namespace mivo::tilegen

@@ -7,17 +7,22 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <mutex>
 
 namespace mivo::tilegen {
 
+class BackgroundFlusher;
+
 // Publishes one tile source into an output directory so that a server never shows a
 // half-written pyramid. Everything is first written into a hidden staging directory
 // beside the source (".<id>.partial-<pid>"), every file through a temporary file and a
-// rename; publish() flushes the file system, then swaps the staging directory with <out>/<id> in one atomic
-// rename (falling back to two renames where the file system cannot swap), removes the
-// old pyramid and writes tilesources.json last. Until publish() nothing in the output
-// directory changes; a publisher destroyed or abandoned before that removes its staging
+// rename; publish() flushes the file system, then swaps the staging directory with
+// <out>/<id> in one atomic rename (falling back to two renames where the file system
+// cannot swap), removes the old pyramid and writes tilesources.json last. While tiles
+// are written, the file system is flushed in the background every 16 MiB, so that
+// little is left for that last flush. Until publish() nothing in the output directory
+// changes; a publisher destroyed or abandoned before that removes its staging
 // directory. Staging and old directories left by killed runs are removed by the next
 // run for the same source id.
 class SourcePublisher
@@ -69,6 +74,7 @@ private:
     QString m_sourceDir;
     QString m_stagingDir;
     FileWriter m_writer;
+    std::unique_ptr<BackgroundFlusher> m_flusher; // tiles reach the disk while more are computed
     std::mutex m_directoryMutex;
     QSet<QString> m_createdDirectories;
     bool m_prepared = false;

@@ -85,13 +85,42 @@ struct SpectrumAnalyzer::Buffers
     FftwArray<float> realIn;
     FftwArray<fftwf_complex> complexIn;
     FftwArray<fftwf_complex> out;
+    std::vector<float> power; // per bin, in output order
 };
+
+namespace {
+
+// A sine of amplitude A centred on a bin gives |X| = A * sum(w) for complex input
+// and A/2 * sum(w) for real input; the offset scales both to A^2, in dB.
+double decibelOffset(const SpectrumSettings& settings)
+{
+    const std::vector<float> window = makeWindow(settings.window, settings.fftSize);
+    const double windowSum = std::accumulate(window.begin(), window.end(), 0.0);
+    const double powerScale = (settings.complex ? 1.0 : 4.0) / (windowSum * windowSum);
+    return 10.0 * std::log10(powerScale) + settings.levelOffset;
+}
+
+std::vector<float> interleavedWindow(const SpectrumSettings& settings)
+{
+    const std::vector<float> window = makeWindow(settings.window, settings.fftSize);
+    if (!settings.complex)
+        return window;
+    std::vector<float> twice(2 * window.size());
+    for (size_t i = 0; i < window.size(); ++i) {
+        twice[2 * i] = window[i];
+        twice[2 * i + 1] = window[i];
+    }
+    return twice;
+}
+
+} // namespace
 
 SpectrumAnalyzer::SpectrumAnalyzer(const SpectrumSettings& settings)
     : m_settings(settings)
     , m_plan(FftPlan::shared(settings.fftSize, settings.complex))
-    , m_window(makeWindow(settings.window, settings.fftSize))
+    , m_window(interleavedWindow(settings))
     , m_buffers(std::make_unique<Buffers>())
+    , m_quantizer(settings.quantizer, decibelOffset(settings))
 {
     const auto size = size_t(settings.fftSize);
     if (settings.complex)
@@ -99,44 +128,49 @@ SpectrumAnalyzer::SpectrumAnalyzer(const SpectrumSettings& settings)
     else
         m_buffers->realIn = allocate<float>(size);
     m_buffers->out = allocate<fftwf_complex>(size);
-
-    // A sine of amplitude A centred on a bin gives |X| = A * sum(w) for complex input
-    // and A/2 * sum(w) for real input; scale both to A^2.
-    const double windowSum = std::accumulate(m_window.begin(), m_window.end(), 0.0);
-    const double powerScale = (settings.complex ? 1.0 : 4.0) / (windowSum * windowSum);
-    m_decibelOffset = float(10.0 * std::log10(powerScale) + settings.levelOffset);
+    m_buffers->power.resize(size_t(binCount()));
 }
 
 SpectrumAnalyzer::~SpectrumAnalyzer() = default;
+
+namespace {
+
+// Plain loops over float arrays, which the compiler turns into vector code.
+void multiply(const float* a, const float* b, int count, float* out)
+{
+    for (int i = 0; i < count; ++i)
+        out[i] = a[i] * b[i];
+}
+
+void powers(const fftwf_complex* bins, int count, float* out)
+{
+    const float* values = bins[0];
+    for (int k = 0; k < count; ++k)
+        out[k] = values[2 * k] * values[2 * k] + values[2 * k + 1] * values[2 * k + 1];
+}
+
+} // namespace
 
 void SpectrumAnalyzer::analyze(const float* samples, quint8* indices)
 {
     const int size = m_settings.fftSize;
     fftwf_complex* out = m_buffers->out.get();
-    const LevelQuantizer& quantizer = m_settings.quantizer;
-    const auto level = [this](const fftwf_complex& bin) {
-        const float power = bin[0] * bin[0] + bin[1] * bin[1];
-        return double(10.0f * std::log10(power) + m_decibelOffset);
-    };
-
+    float* power = m_buffers->power.data();
     if (m_settings.complex) {
         fftwf_complex* in = m_buffers->complexIn.get();
-        for (int i = 0; i < size; ++i) {
-            in[i][0] = samples[2 * i] * m_window[size_t(i)];
-            in[i][1] = samples[2 * i + 1] * m_window[size_t(i)];
-        }
+        multiply(samples, m_window.data(), 2 * size, in[0]);
         m_plan->executeComplex(in, out);
+        // Ascending frequency: the negative half of the FFT's output first.
         const int half = size / 2;
-        for (int k = 0; k < size; ++k)
-            indices[k] = quantizer.indexOf(level(out[(k + half) % size]));
+        powers(out + half, half, power);
+        powers(out, half, power + half);
     } else {
         float* in = m_buffers->realIn.get();
-        for (int i = 0; i < size; ++i)
-            in[i] = samples[i] * m_window[size_t(i)];
+        multiply(samples, m_window.data(), size, in);
         m_plan->executeReal(in, out);
-        for (int k = 0; k <= size / 2; ++k)
-            indices[k] = quantizer.indexOf(level(out[k]));
+        powers(out, size / 2 + 1, power);
     }
+    m_quantizer.quantize(power, binCount(), indices);
 }
 
 } // namespace mivo::tilegen

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LevelQuantizer.h"
+#include "PowerQuantizer.h"
 #include "Window.h"
 
 #include <QtGlobal>
@@ -49,9 +50,9 @@ private:
     struct Buffers;
     SpectrumSettings m_settings;
     std::shared_ptr<const FftPlan> m_plan;
-    std::vector<float> m_window;
+    std::vector<float> m_window; // complex input: each weight twice, for I and Q
     std::unique_ptr<Buffers> m_buffers;
-    float m_decibelOffset = 0.0f;
+    PowerQuantizer m_quantizer;
 };
 
 } // namespace mivo::tilegen

@@ -2,10 +2,12 @@
 
 #include "AnnotationExport.h"
 #include "AxisGrid.h"
+#include "BlockAnalyzer.h"
 #include "Documents.h"
 #include "Error.h"
 #include "SpectrumAnalyzer.h"
 #include "TileEncoder.h"
+#include "TileWriter.h"
 #include "WorkerPool.h"
 
 #include <QFileInfo>
@@ -13,10 +15,8 @@
 #include <QThread>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
-#include <mutex>
 
 namespace mivo::tilegen {
 
@@ -26,92 +26,6 @@ bool isPowerOfTwo(qint64 n)
 {
     return n > 0 && (n & (n - 1)) == 0;
 }
-
-// The first failure of any task; later ones are dropped.
-class FailureSlot
-{
-public:
-    void capture(const Error& error)
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_error)
-            m_error = error;
-        m_failed = true;
-    }
-    bool failed() const { return m_failed; }
-    void rethrow() const
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_error)
-            throw *m_error;
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    std::optional<Error> m_error;
-    std::atomic<bool> m_failed{false};
-};
-
-// Frames of a recording in blocks; keeps the overlap between consecutive frames.
-class FrameReader
-{
-public:
-    FrameReader(ISignalSource& source, int fftSize, int hop)
-        : m_source(source)
-        , m_fftSize(fftSize)
-        , m_hop(hop)
-        , m_components(source.info().complex ? 2 : 1)
-    {
-    }
-
-    // Samples of frames first .. first + count - 1; frame first + j starts at
-    // j * hop samples into the result.
-    const float* load(qint64 first, int count)
-    {
-        const qint64 start = first * m_hop;
-        const qint64 end = (first + count - 1) * m_hop + m_fftSize;
-        const qint64 bufferedEnd = m_bufferStart + m_buffered;
-        if (start >= bufferedEnd) {
-            const qint64 gap = start - bufferedEnd;
-            if (gap > 0 && m_source.skip(gap) != gap)
-                truncated(start);
-            m_buffered = 0;
-        } else {
-            const qint64 drop = start - m_bufferStart;
-            m_buffered -= drop;
-            std::memmove(m_samples.data(), m_samples.data() + drop * m_components,
-                         size_t(m_buffered * m_components) * sizeof(float));
-        }
-        m_bufferStart = start;
-
-        const qint64 needed = end - start;
-        if (qint64(m_samples.size()) < needed * m_components)
-            m_samples.resize(size_t(needed * m_components));
-        while (m_buffered < needed) {
-            const qint64 n = m_source.read(m_samples.data() + m_buffered * m_components, needed - m_buffered);
-            if (n <= 0)
-                truncated(m_bufferStart + m_buffered);
-            m_buffered += n;
-        }
-        return m_samples.data();
-    }
-
-private:
-    [[noreturn]] void truncated(qint64 at) const
-    {
-        throw Error(m_source.fileName(), QStringLiteral("ends after %1 samples although it should hold %2")
-                                             .arg(at)
-                                             .arg(m_source.info().sampleCount));
-    }
-
-    ISignalSource& m_source;
-    int m_fftSize;
-    int m_hop;
-    int m_components;
-    std::vector<float> m_samples;
-    qint64 m_bufferStart = 0;
-    qint64 m_buffered = 0;
-};
 
 } // namespace
 
@@ -262,9 +176,8 @@ TileGeneratorResult TileGenerator::run()
 
     const int threads = m_settings.threads > 0 ? m_settings.threads : std::max(1, QThread::idealThreadCount());
     const TileEncoder encoder;
-    FailureSlot failure;
-    std::atomic<quint64> tilesWritten{0};
-    WorkerPool workers(threads); // destroyed first: its tasks use the objects above
+    WorkerPool workers(threads);
+    TileWriter tiles(workers, encoder, publisher);
 
     PyramidBuilder::Settings pyramidSettings;
     pyramidSettings.tileSize = m_settings.tileSize;
@@ -273,34 +186,14 @@ TileGeneratorResult TileGenerator::run()
     pyramidSettings.topXZoom = result.topXZoom;
     pyramidSettings.topYZoom = result.topYZoom;
     pyramidSettings.reduction = m_settings.reduction;
-    PyramidBuilder pyramid(pyramidSettings, [&](const TileKey& key, const QImage& tile) {
-        workers.startBackground([&, key, tile] {
-            if (failure.failed())
-                return;
-            try {
-                publisher.writeTile(key, encoder.encode(tile));
-                ++tilesWritten;
-            } catch (const Error& error) {
-                failure.capture(error);
-            } catch (const std::exception& error) {
-                failure.capture(Error(publisher.stagingDirectory(), QString::fromLocal8Bit(error.what())));
-            }
-        });
-    });
+    PyramidBuilder pyramid(pyramidSettings, [&tiles](const TileKey& key, const QImage& tile) { tiles.write(key, tile); });
 
     SpectrumSettings spectrum;
     spectrum.fftSize = fftSize;
     spectrum.window = m_settings.window;
     spectrum.levelOffset = m_settings.levelOffset;
     spectrum.complex = info.complex;
-    std::vector<std::unique_ptr<SpectrumAnalyzer>> analyzers;
-    for (int i = 0; i < workers.threadCount(); ++i)
-        analyzers.push_back(std::make_unique<SpectrumAnalyzer>(spectrum));
-
-    FrameReader reader(source, fftSize, hop);
-    const int blockFrames = 128 * workers.threadCount();
-    std::vector<quint8> levels(size_t(blockFrames) * size_t(bins));
-    const int components = info.complex ? 2 : 1;
+    const ColumnMap columns(columnOf);
     const auto reportProgress = [&](qint64 framesDone) {
         if (!m_progress)
             return;
@@ -308,38 +201,23 @@ TileGeneratorResult TileGenerator::run()
         progress.framesDone = framesDone;
         progress.framesTotal = frames;
         progress.signalSecondsDone = double(framesDone * hop) / info.sampleRate;
-        progress.tilesWritten = tilesWritten;
+        progress.tilesWritten = tiles.tilesWritten();
         m_progress(progress);
     };
     try {
-        for (qint64 first = 0; first < frames; first += blockFrames) {
-            const int count = int(std::min<qint64>(blockFrames, frames - first));
-            const float* samples = reader.load(first, count);
-
-            const int parts = int(analyzers.size());
-            const int perPart = (count + parts - 1) / parts;
-            std::vector<std::function<void()>> jobs;
-            for (int p = 0; p < parts && p * perPart < count; ++p) {
-                jobs.emplace_back([&, p] {
-                    const int begin = p * perPart;
-                    const int end = std::min(count, begin + perPart);
-                    for (int f = begin; f < end; ++f) {
-                        analyzers[size_t(p)]->analyze(samples + qint64(f) * hop * components,
-                                                      levels.data() + size_t(f) * size_t(bins));
-                    }
-                });
+        FrameReader reader(source, fftSize, hop);
+        BlockAnalyzer analyzer(workers, reader, spectrum, frames, hop); // after the reader, which it uses
+        for (BlockAnalyzer::Block block = analyzer.next(); block.count > 0; block = analyzer.next()) {
+            for (int f = 0; f < block.count; ++f) {
+                pyramid.addRow(yGrid.pixelOf(frameTime(block.first + f)), block.rows + size_t(f) * size_t(analyzer.bins()),
+                               columns);
             }
-            workers.runAll(jobs);
-
-            for (int f = 0; f < count; ++f)
-                pyramid.addRow(yGrid.pixelOf(frameTime(first + f)), levels.data() + size_t(f) * size_t(bins), columnOf);
-
-            failure.rethrow();
-            reportProgress(first + count);
+            tiles.rethrowFailure();
+            reportProgress(block.first + block.count);
         }
         pyramid.finish();
         workers.waitForBackground();
-        failure.rethrow();
+        tiles.rethrowFailure();
         // The coarser levels are written after the last frame: a final report counts them.
         reportProgress(frames);
     } catch (...) {
@@ -350,7 +228,7 @@ TileGeneratorResult TileGenerator::run()
 
     result.frames = frames;
     result.signalSeconds = double(info.sampleCount) / info.sampleRate;
-    result.tilesWritten = tilesWritten;
+    result.tilesWritten = tiles.tilesWritten();
 
     // Documents after the tiles they describe; the descriptor last of them.
     if (m_input.fromSigMf) {

@@ -5,7 +5,7 @@
 namespace mivo::tilegen {
 
 WorkerPool::WorkerPool(int threads)
-    : m_backgroundSlots(4 * std::max(1, threads))
+    : m_backgroundSlots(8 * std::max(1, threads))
 {
     for (int i = 1; i < threads; ++i)
         m_threads.emplace_back([this] { workerLoop(); });
@@ -35,13 +35,13 @@ void WorkerPool::workerLoop()
             task = std::move(m_queue.front());
             m_queue.pop_front();
         }
-        task.work();
-        finished(task);
+        run(task);
     }
 }
 
-void WorkerPool::finished(const Task& task)
+void WorkerPool::run(Task& task)
 {
+    task.work();
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (task.batch)
@@ -52,43 +52,40 @@ void WorkerPool::finished(const Task& task)
     m_taskFinished.notify_all();
 }
 
-void WorkerPool::runAll(const std::vector<std::function<void()>>& jobs)
+template<typename Predicate>
+void WorkerPool::helpUntil(Predicate done)
 {
-    if (m_threads.empty() || jobs.size() <= 1) {
-        for (const auto& job : jobs)
-            job();
-        return;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!done()) {
+        if (m_queue.empty()) {
+            m_taskFinished.wait(lock);
+            continue;
+        }
+        Task task = std::move(m_queue.front());
+        m_queue.pop_front();
+        lock.unlock();
+        run(task);
+        lock.lock();
     }
+}
+
+std::shared_ptr<WorkerPool::Batch> WorkerPool::start(std::vector<std::function<void()>> jobs)
+{
     const auto batch = std::make_shared<Batch>();
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        batch->unfinished = int(jobs.size()) - 1;
+        batch->unfinished = int(jobs.size());
         // In front of the background jobs, in their own order.
-        for (std::size_t i = jobs.size() - 1; i >= 1; --i)
-            m_queue.push_front(Task{jobs[i], batch});
+        for (auto it = jobs.rbegin(); it != jobs.rend(); ++it)
+            m_queue.push_front(Task{std::move(*it), batch});
     }
     m_workAvailable.notify_all();
-    jobs.front()();
+    return batch;
+}
 
-    // Take back what nobody has started.
-    std::vector<Task> takenBack;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        for (auto it = m_queue.begin(); it != m_queue.end();) {
-            if (it->batch == batch) {
-                takenBack.push_back(std::move(*it));
-                it = m_queue.erase(it);
-            } else {
-                ++it;
-            }
-        }
-    }
-    for (const Task& task : takenBack) {
-        task.work();
-        finished(task);
-    }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_taskFinished.wait(lock, [&batch] { return batch->unfinished == 0; });
+void WorkerPool::wait(const std::shared_ptr<Batch>& batch)
+{
+    helpUntil([&batch] { return batch->unfinished == 0; });
 }
 
 void WorkerPool::startBackground(std::function<void()> job)
@@ -117,8 +114,7 @@ void WorkerPool::cancelQueued()
 
 void WorkerPool::waitForBackground()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_taskFinished.wait(lock, [this] { return m_backgroundInUse == 0; });
+    helpUntil([this] { return m_backgroundInUse == 0; });
 }
 
 } // namespace mivo::tilegen

@@ -10,14 +10,23 @@
 
 namespace mivo::tilegen {
 
-// Runs jobs on `threads` cores: the calling thread plus threads - 1 pool threads. With
-// one thread everything runs inline, in order.
+// Runs jobs on `threads` cores: the calling thread plus threads - 1 pool threads. A
+// thread that waits (for a batch, or for the background jobs) runs queued jobs in the
+// meantime, so that no core idles while work is queued. With one thread everything
+// runs on the calling thread: a batch's jobs in order when it is waited for,
+// background jobs at once.
 //
 // Built on std::thread, std::mutex and std::condition_variable so that every hand-over
 // between threads is one ThreadSanitizer can check.
 class WorkerPool
 {
 public:
+    // Jobs started together; the handle to wait for them.
+    struct Batch
+    {
+        int unfinished = 0;
+    };
+
     explicit WorkerPool(int threads);
     // Waits for the background jobs, then stops the pool threads.
     ~WorkerPool();
@@ -26,26 +35,25 @@ public:
 
     int threadCount() const { return int(m_threads.size()) + 1; }
 
-    // Runs all jobs and returns when they are done. Job 0 runs on the calling thread,
-    // the others go ahead of queued background jobs; those the pool has not started
-    // by the time job 0 is done are taken back and run on the calling thread too.
-    void runAll(const std::vector<std::function<void()>>& jobs);
+    // Queues the jobs, in their order, ahead of the background jobs and returns at
+    // once. What the jobs use must stay valid until wait() for the batch returns.
+    std::shared_ptr<Batch> start(std::vector<std::function<void()>> jobs);
+    // Returns when every job of `batch` is done, running queued jobs meanwhile.
+    void wait(const std::shared_ptr<Batch>& batch);
+    // start() and wait().
+    void runAll(std::vector<std::function<void()>> jobs) { wait(start(std::move(jobs))); }
 
-    // Starts a job that may run while the caller goes on. At most 4 per thread wait or
+    // Starts a job that may run while the caller goes on. At most 8 per thread wait or
     // run at a time; beyond that the job runs on the calling thread at once, so a
     // producer that outpaces the pool does the work itself instead of waiting idle.
     void startBackground(std::function<void()> job);
 
     // Drops background jobs that have not started.
     void cancelQueued();
-    // Returns when no background job waits or runs.
+    // Returns when no background job waits or runs, running queued jobs meanwhile.
     void waitForBackground();
 
 private:
-    struct Batch
-    {
-        int unfinished = 0;
-    };
     struct Task
     {
         std::function<void()> work;
@@ -53,7 +61,10 @@ private:
     };
 
     void workerLoop();
-    void finished(const Task& task);
+    void run(Task& task);
+    // Runs queued tasks on the calling thread until `done` holds.
+    template<typename Predicate>
+    void helpUntil(Predicate done);
 
     const int m_backgroundSlots;
     std::mutex m_mutex;
