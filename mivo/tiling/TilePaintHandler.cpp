@@ -97,6 +97,14 @@ void TilePaintHandler::setTileColorTableDescriptor(const TileColorTableDescripto
     m_widget.update();
 }
 
+void TilePaintHandler::setTileColorTableGradient(const TileColorTableDescriptor& descriptor,
+                                                 const QGradientStops& innerStops)
+{
+    m_tileProvider.setColorTable(
+        buildColorTable(descriptor, m_tileSystem.tileSystemDescriptor(), m_settings.noValueColor, innerStops));
+    m_widget.update();
+}
+
 void TilePaintHandler::setTilePaintHandlerSettings(const TilePaintHandlerSettings& settings)
 {
     m_settings = settings;
@@ -106,6 +114,13 @@ void TilePaintHandler::setTilePaintHandlerSettings(const TilePaintHandlerSetting
 QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDescriptor& descriptor,
                                                         const TileSystemDescriptor& levels,
                                                         const QColor& noValueColor)
+{
+    return buildColorTable(descriptor, levels, noValueColor, QGradientStops());
+}
+
+QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDescriptor& descriptor,
+                                                        const TileSystemDescriptor& levels,
+                                                        const QColor& noValueColor, const QGradientStops& innerStops)
 {
     const double range = levels.maxValue - levels.minValue;
     const double lowPosition = (descriptor.rangeLower - levels.minValue) / range;
@@ -117,6 +132,16 @@ QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDesc
     gradient.setColorAt(lowPosition, descriptor.lowColor);
     gradient.setColorAt(midPosition, descriptor.midColor);
     gradient.setColorAt(highPosition, descriptor.highColor);
+    for (const QGradientStop& stop : innerStops) {
+        // The ends and the middle exactly where the descriptor's colours are, so that
+        // such a stop replaces one of them instead of standing next to it.
+        const double position = stop.first == 0.0 ? lowPosition
+            : stop.first == 0.5                   ? midPosition
+            : stop.first == 1.0                   ? highPosition
+                                                  : lowPosition + stop.first * (highPosition - lowPosition);
+        if (position >= 0.0 && position <= 1.0) // also false for NaN: left out quietly
+            gradient.setColorAt(position, stop.second);
+    }
 
     // 16-bit RGB on purpose: the table is this coarse.
     QImage strip(256, 1, QImage::Format_RGB16);
