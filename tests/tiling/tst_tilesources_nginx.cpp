@@ -11,6 +11,8 @@
 
 #include "TileSourceTestSupport.h"
 
+#include "../common/TilegenRecording.h"
+
 #include <NginxServer.h>
 
 #include <QLayout>
@@ -31,63 +33,12 @@ using sourcetest::letStrayAnswersArrive;
 
 namespace {
 
-// A recording: a tone over weak deterministic noise, as raw little-endian cf32.
-struct Recording
-{
-    QString id;
-    QString name;
-    double sampleRate;
-    double centre;
-    double start;
-    int samples;
-    double toneOffset;
-
-    // What mivo-tilegen documents for a complex recording: centre +- fs/2, start ..
-    // start + samples / fs.
-    QRectF extents() const
-    {
-        return QRectF(centre - sampleRate / 2, start, sampleRate, samples / sampleRate);
-    }
-};
+using testtiles::Recording;
+using testtiles::runTilegen;
 
 const Recording alpha{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6, 1704110400.0, 48000, 5000.0};
 const Recording beta{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6, 1704200000.5, 48000,
                      -12000.0};
-
-QByteArray cf32Samples(const Recording& recording)
-{
-    QByteArray bytes;
-    bytes.reserve(recording.samples * 8);
-    quint32 noise = 12345;
-    const auto nextNoise = [&noise] {
-        noise = noise * 1664525u + 1013904223u;
-        return (float(noise >> 8) / float(1u << 24) - 0.5f) * 1e-3f;
-    };
-    for (int i = 0; i < recording.samples; ++i) {
-        constexpr double pi = 3.14159265358979323846;
-        const double phase = 2.0 * pi * recording.toneOffset * i / recording.sampleRate;
-        const float iq[2] = {float(0.5 * std::cos(phase)) + nextNoise(), float(0.5 * std::sin(phase)) + nextNoise()};
-        bytes.append(reinterpret_cast<const char*>(iq), sizeof iq);
-    }
-    return bytes;
-}
-
-QString runTilegen(const Recording& recording, const QString& input, const QString& output)
-{
-    QProcess process;
-    process.start(QStringLiteral(TILEGEN_EXECUTABLE),
-                  {input, output, QStringLiteral("--sample-rate"), QString::number(recording.sampleRate, 'g', 17),
-                   QStringLiteral("--center-frequency"), QString::number(recording.centre, 'g', 17),
-                   QStringLiteral("--start-time"), QString::number(recording.start, 'f', 3),
-                   QStringLiteral("--fft-size"), QStringLiteral("256"), QStringLiteral("--tile-size"),
-                   QStringLiteral("64"), QStringLiteral("--source-id"), recording.id, QStringLiteral("--name"),
-                   recording.name, QStringLiteral("--quiet")});
-    if (!process.waitForFinished(120000))
-        return QStringLiteral("mivo-tilegen did not finish");
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
-        return QString::fromLocal8Bit(process.readAllStandardError());
-    return QString();
-}
 
 QByteArray readFile(const QString& path)
 {
@@ -116,7 +67,6 @@ private Q_SLOTS:
         QVERIFY(m_dir.isValid());
         for (const Recording& recording : {alpha, beta}) {
             const QString input = file(QStringLiteral("/%1.cf32").arg(recording.id));
-            QVERIFY(testtiles::writeFile(input, cf32Samples(recording)));
             const QString error = runTilegen(recording, input, file(QStringLiteral("/tiles")));
             QVERIFY2(error.isEmpty(), qPrintable(error));
         }

@@ -9,10 +9,13 @@
 
 #include <mivo/tiling/TileId.h>
 
+#include <QMenu>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
+#include <QToolButton>
 #include <QUrl>
 
 #include <functional>
@@ -45,6 +48,7 @@ inline QString writeUniformPyramid(const QString& root)
     return source;
 }
 
+#ifdef VIEWER_EXECUTABLE
 /// How a run of mivo-viewer ended; exitCode -1 when it timed out, -2 when it crashed.
 struct Run
 {
@@ -77,6 +81,7 @@ inline Run runViewer(const QStringList& arguments, int timeoutMs = 60000,
     run.err = QString::fromLocal8Bit(process.readAllStandardError());
     return run;
 }
+#endif // VIEWER_EXECUTABLE
 
 // Writes the two documents of a pyramid without tiles under @p root, shows @p view and
 // opens the pyramid in it. False unless the view became ready within 10 s.
@@ -90,6 +95,49 @@ inline bool showAndOpen(WaterfallView& view, const QString& root, const QByteArr
         return false;
     view.open(QUrl::fromLocalFile(root).toString());
     return ready.wait(10000);
+}
+
+/// Presses @p button, whose menu opens at once and runs its own event loop; @p act
+/// runs in that loop with the menu open, then the menu is closed if it still is. False
+/// unless the menu was open when @p act ran.
+inline bool whileMenuOpen(QToolButton* button, const std::function<void(QMenu&)>& act)
+{
+    if (!button || !button->menu())
+        return false;
+    bool open = false;
+    bool ran = false;
+    QTimer::singleShot(0, button, [&] {
+        QMenu& menu = *button->menu();
+        open = menu.isVisible();
+        act(menu);
+        if (menu.isVisible())
+            menu.close();
+        ran = true;
+    });
+    QTest::mousePress(button, Qt::LeftButton);
+    if (!QTest::qWaitFor([&ran] { return ran; }))
+        return false;
+    QTest::mouseRelease(button, Qt::LeftButton);
+    return open;
+}
+
+/// The action bar's button for @p action on @p view's drawing widget, or nullptr.
+inline QToolButton* barButton(WaterfallView& view, const QAction* action)
+{
+    const auto buttons = view.widget().findChildren<QToolButton*>();
+    for (QToolButton* button : buttons) {
+        if (button->defaultAction() == action)
+            return button;
+    }
+    return nullptr;
+}
+
+/// Waits until every tile the view shows now has arrived or failed.
+inline bool waitForSettledTiles(WaterfallView& view, int timeoutMs = 60000)
+{
+    view.widget().grabFramebuffer(); // a frame of the view as it is: it requires its tiles
+    return QTest::qWaitFor([&view] { return view.requiredTileCount() > 0 && view.unsettledTileCount() == 0; },
+                           timeoutMs);
 }
 
 } // namespace viewertest

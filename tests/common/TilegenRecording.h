@@ -1,0 +1,73 @@
+#pragma once
+
+// Small recordings turned into tile sources by mivo-tilegen, for the suites that serve
+// generated sources: a tone over weak deterministic noise, as raw little-endian cf32.
+// The including target defines TILEGEN_EXECUTABLE.
+
+#include "TestTiles.h"
+
+#include <QByteArray>
+#include <QProcess>
+#include <QRectF>
+#include <QString>
+
+#include <cmath>
+
+namespace testtiles {
+
+struct Recording
+{
+    QString id;
+    QString name;
+    double sampleRate;
+    double centre;
+    double start;
+    int samples;
+    double toneOffset; ///< Hz from the centre; the tone is at half of full scale (-6 dBFS)
+
+    // What mivo-tilegen documents for a complex recording: centre +- fs/2, start ..
+    // start + samples / fs.
+    QRectF extents() const { return QRectF(centre - sampleRate / 2, start, sampleRate, samples / sampleRate); }
+    double toneFrequency() const { return centre + toneOffset; }
+};
+
+inline QByteArray cf32Samples(const Recording& recording)
+{
+    QByteArray bytes;
+    bytes.reserve(recording.samples * 8);
+    quint32 noise = 12345;
+    const auto nextNoise = [&noise] {
+        noise = noise * 1664525u + 1013904223u;
+        return (float(noise >> 8) / float(1u << 24) - 0.5f) * 1e-3f;
+    };
+    for (int i = 0; i < recording.samples; ++i) {
+        constexpr double pi = 3.14159265358979323846;
+        const double phase = 2.0 * pi * recording.toneOffset * i / recording.sampleRate;
+        const float iq[2] = {float(0.5 * std::cos(phase)) + nextNoise(), float(0.5 * std::sin(phase)) + nextNoise()};
+        bytes.append(reinterpret_cast<const char*>(iq), sizeof iq);
+    }
+    return bytes;
+}
+
+/// Writes the recording as @p input and runs mivo-tilegen on it into @p output, with a
+/// 256-point FFT and tiles of 64; an empty string, or what went wrong.
+inline QString runTilegen(const Recording& recording, const QString& input, const QString& output)
+{
+    if (!writeFile(input, cf32Samples(recording)))
+        return QStringLiteral("cannot write ") + input;
+    QProcess process;
+    process.start(QStringLiteral(TILEGEN_EXECUTABLE),
+                  {input, output, QStringLiteral("--sample-rate"), QString::number(recording.sampleRate, 'g', 17),
+                   QStringLiteral("--center-frequency"), QString::number(recording.centre, 'g', 17),
+                   QStringLiteral("--start-time"), QString::number(recording.start, 'f', 3),
+                   QStringLiteral("--fft-size"), QStringLiteral("256"), QStringLiteral("--tile-size"),
+                   QStringLiteral("64"), QStringLiteral("--source-id"), recording.id, QStringLiteral("--name"),
+                   recording.name, QStringLiteral("--quiet")});
+    if (!process.waitForFinished(120000))
+        return QStringLiteral("mivo-tilegen did not finish");
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
+        return QString::fromLocal8Bit(process.readAllStandardError());
+    return QString();
+}
+
+} // namespace testtiles
