@@ -23,7 +23,7 @@ SourcePicker::SourcePicker(QObject* parent)
     m_picker->setObjectName(QStringLiteral("sourcePicker"));
     tiling::TileSourceSelectionWidgetSettings settings;
     settings.frequencyFormatter = [](double hertz) { return formatFrequency(hertz, 100.0); };
-    settings.timeFormatter = [](double seconds) { return formatTime(seconds, 1.0); };
+    settings.timeFormatter = [](double seconds) { return formatTime(seconds, 0.1); };
     m_picker->setSettings(settings);
     m_action->setToolTip(tr("Pick the tile source to show"));
     m_action->setEnabled(false);

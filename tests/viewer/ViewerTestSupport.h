@@ -3,14 +3,19 @@
 // What the viewer suites share: test pyramids, the viewer program run as a process,
 // and a view shown and opened on a pyramid.
 
+#include "ColourScheme.h"
 #include "WaterfallView.h"
 
 #include "../common/TestTiles.h"
 
 #include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TilePaintHandler.h>
+#include <mivo/tiling/TileSourceSelectionWidget.h>
 
+#include <QLayout>
 #include <QMenu>
 #include <QProcess>
+#include <QRadioButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -138,6 +143,35 @@ inline bool waitForSettledTiles(WaterfallView& view, int timeoutMs = 60000)
     view.widget().grabFramebuffer(); // a frame of the view as it is: it requires its tiles
     return QTest::qWaitFor([&view] { return view.requiredTileCount() > 0 && view.unsettledTileCount() == 0; },
                            timeoutMs);
+}
+
+/// The colour table of @p scheme with the default level mapping (-127 .. 127 dB).
+inline QVector<unsigned int> tableOf(const mivo::viewer::ColourScheme& scheme)
+{
+    return mivo::tiling::TilePaintHandler::buildColorTable(scheme.descriptor, mivo::tiling::TileSystemDescriptor(),
+                                                           Qt::black, scheme.innerStops);
+}
+
+/// The picker's button for source @p id (the "baseUrl" property carries the id; a null
+/// id is "None"), among the buttons it shows now; nullptr when there is none.
+inline QRadioButton* pickerButton(const mivo::tiling::TileSourceSelectionWidget& picker, const QString& id)
+{
+    const auto buttons = picker.findChildren<QRadioButton*>();
+    for (QRadioButton* button : buttons) {
+        const QVariant property = button->property("baseUrl");
+        if (property.isValid() && property.toString() == id && property.toString().isNull() == id.isNull()
+            && picker.layout()->indexOf(button) >= 0) {
+            return button;
+        }
+    }
+    return nullptr;
+}
+
+/// A click where a radio button takes it: on its mark, not in the empty width beside a
+/// short text.
+inline void clickRadio(QRadioButton* button)
+{
+    QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, QPoint(8, button->height() / 2));
 }
 
 } // namespace viewertest

@@ -11,9 +11,8 @@
 #include <mivo/tiling/TileSourceManager.h>
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
-#include "../common/TestTiles.h"
-
-#include <TestHttpServer.h>
+#include "../tiling/TileSourceTestSupport.h"
+#include "ViewerTestSupport.h"
 
 #include <QAction>
 #include <QLayout>
@@ -28,35 +27,12 @@ using namespace mivo::viewer;
 
 namespace {
 
-/// For checks that nothing (more) happens: answers on loopback arrive within
-/// milliseconds, so anything still to come would have come by then.
-void letStrayAnswersArrive()
-{
-    QTest::qWait(300);
-}
+using sourcetest::letStrayAnswersArrive;
+using viewertest::clickRadio;
+using viewertest::pickerButton;
 
 const QRectF alphaExtents(100e6, 1704110400.0, 2e6, 60.0);
 const QRectF bravoExtents(433.5e6, 1704200000.0, 1e6, 30.0);
-
-// The picker's button for source @p id (the "baseUrl" property carries the id).
-QRadioButton* buttonOf(const TileSourceSelectionWidget& picker, const QString& id)
-{
-    for (QRadioButton* button : picker.findChildren<QRadioButton*>()) {
-        const QVariant property = button->property("baseUrl");
-        if (property.isValid() && property.toString() == id && property.toString().isNull() == id.isNull()
-            && picker.layout()->indexOf(button) >= 0) {
-            return button;
-        }
-    }
-    return nullptr;
-}
-
-// A click where a radio button takes it: on its mark, not in the empty width beside a
-// short text.
-void clickRadio(QRadioButton* button)
-{
-    QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, QPoint(8, button->height() / 2));
-}
 
 // The image of a tile: every pixel holds @p index.
 QByteArray uniformTile(int index)
@@ -79,14 +55,10 @@ private:
     void serveTwoSources(const QString& root)
     {
         m_server->setDocument(root + QStringLiteral("/tilesources.json"), "[\"bravo\", \"alpha\"]");
-        for (const auto& [id, extents] : {std::make_pair(QStringLiteral("alpha"), alphaExtents),
-                                          std::make_pair(QStringLiteral("bravo"), bravoExtents)}) {
-            m_server->setDocument(root + QStringLiteral("/%1/tiledescriptor.json").arg(id),
-                                  testtiles::descriptorJson(id == QStringLiteral("alpha") ? QStringLiteral("Alpha")
-                                                                                          : QStringLiteral("Bravo"),
-                                                            1000.0, 256, 4));
-            m_server->setDocument(root + QStringLiteral("/%1/tileextents.json").arg(id), testtiles::extentsJson(extents));
-        }
+        sourcetest::serveSource(*m_server, root + QStringLiteral("/alpha"),
+                                testtiles::descriptorJson(QStringLiteral("Alpha"), 1000.0, 256, 4), alphaExtents);
+        sourcetest::serveSource(*m_server, root + QStringLiteral("/bravo"),
+                                testtiles::descriptorJson(QStringLiteral("Bravo"), 1000.0, 256, 4), bravoExtents);
     }
 
 private Q_SLOTS:
@@ -112,8 +84,8 @@ private Q_SLOTS:
         QCOMPARE(sources.manager().discoveryUrl(), url(QStringLiteral("/tiles")));
         QTRY_COMPARE(sources.manager().tileSources().size(), 2);
         QVERIFY(sources.action()->isEnabled());
-        QTRY_VERIFY(buttonOf(sources.picker(), QStringLiteral("alpha")));
-        QVERIFY(buttonOf(sources.picker(), QStringLiteral("alpha"))->isChecked());
+        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("alpha")));
+        QVERIFY(pickerButton(sources.picker(), QStringLiteral("alpha"))->isChecked());
         QCOMPARE(sources.picker().activeTileSource(), QStringLiteral("alpha"));
         letStrayAnswersArrive();
         QCOMPARE(chosen.count(), 1); // the discovery chooses nothing more
@@ -130,8 +102,8 @@ private Q_SLOTS:
         QCOMPARE(chosen.count(), 1);
         QCOMPARE(chosen.at(0).at(0).toString(), url(QStringLiteral("/tiles/bravo"))); // first listed
         QCOMPARE(sources.picker().activeTileSource(), QStringLiteral("bravo"));
-        QTRY_VERIFY(buttonOf(sources.picker(), QStringLiteral("bravo")) &&
-                    buttonOf(sources.picker(), QStringLiteral("bravo"))->isChecked());
+        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("bravo")) &&
+                    pickerButton(sources.picker(), QStringLiteral("bravo"))->isChecked());
     }
 
     void aUrlWithoutASourceThatListsNoneOpensItself_data()
@@ -181,11 +153,11 @@ private Q_SLOTS:
         sources.start(locateTileSource(url(QStringLiteral("/tiles")), QStringLiteral("alpha")));
         QTRY_COMPARE(sources.manager().tileSources().value(1).extents, alphaExtents);
         QTRY_COMPARE(sources.manager().tileSources().value(0).extents, bravoExtents);
-        QTRY_VERIFY(buttonOf(sources.picker(), QStringLiteral("alpha")));
-        QTRY_COMPARE(buttonOf(sources.picker(), QStringLiteral("alpha"))->text(),
-                     QStringLiteral("Alpha\n100.0000 MHz - 102.0000 MHz\n2024-01-01 12:00:00 - 2024-01-01 12:01:00"));
-        QCOMPARE(buttonOf(sources.picker(), QStringLiteral("bravo"))->text(),
-                 QStringLiteral("Bravo\n433.5000 MHz - 434.5000 MHz\n2024-01-02 12:53:20 - 2024-01-02 12:53:50"));
+        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("alpha")));
+        QTRY_COMPARE(pickerButton(sources.picker(), QStringLiteral("alpha"))->text(),
+                     QStringLiteral("Alpha\n100.0000 MHz - 102.0000 MHz\n2024-01-01 12:00:00.0 - 2024-01-01 12:01:00.0"));
+        QCOMPARE(pickerButton(sources.picker(), QStringLiteral("bravo"))->text(),
+                 QStringLiteral("Bravo\n433.5000 MHz - 434.5000 MHz\n2024-01-02 12:53:20.0 - 2024-01-02 12:53:50.0"));
     }
 
     void clickingASourceChoosesIt()
@@ -202,21 +174,21 @@ private Q_SLOTS:
         QTRY_VERIFY(sources.manager().tileSources().size() == 2
                     && sources.manager().tileSources().at(0).extents == bravoExtents
                     && sources.manager().tileSources().at(1).extents == alphaExtents);
-        QTRY_VERIFY(buttonOf(sources.picker(), QStringLiteral("bravo"))
-                    && buttonOf(sources.picker(), QStringLiteral("bravo"))->isVisible()
-                    && buttonOf(sources.picker(), QString())->isVisible());
+        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("bravo"))
+                    && pickerButton(sources.picker(), QStringLiteral("bravo"))->isVisible()
+                    && pickerButton(sources.picker(), QString())->isVisible());
 
-        clickRadio(buttonOf(sources.picker(), QStringLiteral("bravo")));
+        clickRadio(pickerButton(sources.picker(), QStringLiteral("bravo")));
         QCOMPARE(chosen.count(), 2);
         QCOMPARE(chosen.at(1).at(0).toString(), url(QStringLiteral("/tiles/bravo")));
-        QVERIFY(buttonOf(sources.picker(), QStringLiteral("bravo"))->isChecked());
+        QVERIFY(pickerButton(sources.picker(), QStringLiteral("bravo"))->isChecked());
         // The source shown already, once more: chosen again (it reloads).
-        clickRadio(buttonOf(sources.picker(), QStringLiteral("bravo")));
+        clickRadio(pickerButton(sources.picker(), QStringLiteral("bravo")));
         QCOMPARE(chosen.count(), 3);
         QCOMPARE(chosen.at(2).at(0).toString(), url(QStringLiteral("/tiles/bravo")));
         // "None": no source.
-        QVERIFY(buttonOf(sources.picker(), QString()));
-        clickRadio(buttonOf(sources.picker(), QString()));
+        QVERIFY(pickerButton(sources.picker(), QString()));
+        clickRadio(pickerButton(sources.picker(), QString()));
         QCOMPARE(chosen.count(), 4);
         QVERIFY(chosen.at(3).at(0).toString().isNull());
     }
@@ -230,8 +202,8 @@ private Q_SLOTS:
         sources.start(locateTileSource(url(QStringLiteral("/tiles")), QString()));
         QTRY_COMPARE(m_server->heldCount(), 1);
         sources.manager().addTileSource(QStringLiteral("alpha"), QStringLiteral("Alpha"));
-        QTRY_VERIFY(buttonOf(sources.picker(), QStringLiteral("alpha")));
-        buttonOf(sources.picker(), QStringLiteral("alpha"))->click();
+        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("alpha")));
+        pickerButton(sources.picker(), QStringLiteral("alpha"))->click();
         QCOMPARE(chosen.count(), 1);
         m_server->releaseAllHeld();
         QTRY_COMPARE(sources.manager().tileSources().size(), 2);

@@ -83,10 +83,7 @@ const QList<Probe> probes{{{37, 5}, 30},   {{37, 17}, 50},   {{141, 230}, 200},
 const double autoLower = -78.0;
 const double autoUpper = 73.0;
 
-QVector<unsigned int> tableOf(const ColourScheme& scheme)
-{
-    return TilePaintHandler::buildColorTable(scheme.descriptor, TileSystemDescriptor(), Qt::black, scheme.innerStops);
-}
+using viewertest::tableOf;
 
 // Every probe of @p frame shows its index through @p scheme.
 bool showsScheme(const QImage& frame, const ColourScheme& scheme, QString& mismatch)

@@ -19,6 +19,7 @@
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
 #include "../common/TilegenRecording.h"
+#include "../tiling/TileSourceTestSupport.h"
 #include "ViewerTestSupport.h"
 
 #include <NginxServer.h>
@@ -42,17 +43,9 @@ const Recording alpha{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 480
 const Recording beta{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6, 1704200000.5, 48000,
                      -12000.0};
 
-/// For checks that nothing (more) happens: answers on loopback arrive within
-/// milliseconds, so anything still to come would have come by then.
-void letStrayAnswersArrive()
-{
-    QTest::qWait(300);
-}
-
-QVector<unsigned int> tableOf(const ColourScheme& scheme)
-{
-    return TilePaintHandler::buildColorTable(scheme.descriptor, TileSystemDescriptor(), Qt::black, scheme.innerStops);
-}
+using sourcetest::letStrayAnswersArrive;
+using viewertest::pickerButton;
+using viewertest::tableOf;
 
 QRgb opaque(QRgb colour)
 {
@@ -89,15 +82,6 @@ int rowsShowing(const QImage& frame, int column, const Footprint& footprint, QRg
     for (int y = footprint.firstRow; y <= footprint.lastRow; ++y)
         rows += opaque(frame.pixel(column, y)) == opaque(colour) ? 1 : 0;
     return rows;
-}
-
-QRadioButton* pickerButton(const TileSourceSelectionWidget& picker, const QString& id)
-{
-    for (QRadioButton* button : picker.findChildren<QRadioButton*>()) {
-        if (button->property("baseUrl").toString() == id && picker.layout()->indexOf(button) >= 0)
-            return button;
-    }
-    return nullptr;
 }
 
 } // namespace
@@ -162,10 +146,13 @@ private Q_SLOTS:
         QTRY_VERIFY(button->isEnabled());
         bool pickerShown = false;
         QVERIFY(viewertest::whileMenuOpen(button, [&](QMenu& menu) {
-            pickerShown = view->sources().picker().isVisible();
+            const TileSourceSelectionWidget& picker = view->sources().picker();
+            // Shown whole: the popup grew with the list since the bar was built.
+            pickerShown = picker.isVisible() && picker.height() >= picker.sizeHint().height()
+                && picker.width() >= picker.sizeHint().width();
             QRadioButton* second = pickerButton(view->sources().picker(), beta.id);
             if (second)
-                QTest::mouseClick(second, Qt::LeftButton, Qt::NoModifier, QPoint(8, second->height() / 2));
+                viewertest::clickRadio(second);
             pickerShown = pickerShown && !menu.isVisible(); // a pick closes the popup
         }));
         QVERIFY(pickerShown);
