@@ -2,16 +2,20 @@
 
 // Small recordings turned into tile sources by mivo-tilegen, for the suites that serve
 // generated sources: a tone over weak deterministic noise, as raw little-endian cf32.
-// The including target defines TILEGEN_EXECUTABLE.
+// The including target defines TILEGEN_EXECUTABLE and links mivo_test_servers.
 
 #include "TestTiles.h"
+
+#include <NginxServer.h>
 
 #include <QByteArray>
 #include <QProcess>
 #include <QRectF>
 #include <QString>
+#include <QTemporaryDir>
 
 #include <cmath>
+#include <memory>
 
 namespace testtiles {
 
@@ -69,5 +73,39 @@ inline QString runTilegen(const Recording& recording, const QString& input, cons
         return QString::fromLocal8Bit(process.readAllStandardError());
     return QString();
 }
+
+/// Two recordings far apart in frequency and time: 1 s at 100 MHz, and 0.5 s at
+/// 433.92 MHz a day later, each with its tone off the centre.
+inline const Recording alphaRecording{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6,
+                                      1704110400.0, 48000, 5000.0};
+inline const Recording betaRecording{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6,
+                                     1704200000.5, 48000, -12000.0};
+
+/// A temporary directory into which mivo-tilegen writes the two recordings as the
+/// sources "alpha" and "beta" of /tiles, served by nginx.
+struct ServedRecordings
+{
+    /// Empty, or what went wrong.
+    QString start()
+    {
+        if (!dir.isValid())
+            return QStringLiteral("no temporary directory");
+        for (const Recording& recording : {alphaRecording, betaRecording}) {
+            const QString error = runTilegen(recording, file(QStringLiteral("/%1.cf32").arg(recording.id)),
+                                             file(QStringLiteral("/tiles")));
+            if (!error.isEmpty())
+                return error;
+        }
+        nginx = std::make_unique<NginxServer>(dir.path());
+        QString error;
+        return nginx->start(&error) ? QString() : error;
+    }
+
+    QString url(const QString& path) const { return nginx->baseUrl() + path; }
+    QString file(const QString& path) const { return dir.path() + path; }
+
+    QTemporaryDir dir;
+    std::unique_ptr<NginxServer> nginx;
+};
 
 } // namespace testtiles

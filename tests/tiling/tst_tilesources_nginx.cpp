@@ -34,11 +34,9 @@ using sourcetest::letStrayAnswersArrive;
 namespace {
 
 using testtiles::Recording;
-using testtiles::runTilegen;
 
-const Recording alpha{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6, 1704110400.0, 48000, 5000.0};
-const Recording beta{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6, 1704200000.5, 48000,
-                     -12000.0};
+const Recording& alpha = testtiles::alphaRecording;
+const Recording& beta = testtiles::betaRecording;
 
 QByteArray readFile(const QString& path)
 {
@@ -53,23 +51,18 @@ class TestTileSourcesNginx : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    std::unique_ptr<NginxServer> m_nginx;
+    testtiles::ServedRecordings m_served;
 
-    QString url(const QString& path) const { return m_nginx->baseUrl() + path; }
-    QString file(const QString& path) const { return m_dir.path() + path; }
+    QString url(const QString& path) const { return m_served.url(path); }
+    QString file(const QString& path) const { return m_served.file(path); }
 
 private Q_SLOTS:
     void initTestCase()
     {
         if (!NginxServer::isAvailable())
             QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");
-        QVERIFY(m_dir.isValid());
-        for (const Recording& recording : {alpha, beta}) {
-            const QString input = file(QStringLiteral("/%1.cf32").arg(recording.id));
-            const QString error = runTilegen(recording, input, file(QStringLiteral("/tiles")));
-            QVERIFY2(error.isEmpty(), qPrintable(error));
-        }
+        const QString error = m_served.start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
 
         // Hand-made faults: a listed source without files, a broken descriptor, broken
         // extents; and a discovery document that is no list.
@@ -83,13 +76,9 @@ private Q_SLOTS:
         QVERIFY(testtiles::writeFile(file(QStringLiteral("/faulty/bad-extents/tiledescriptor.json")), descriptor));
         QVERIFY(testtiles::writeFile(file(QStringLiteral("/faulty/bad-extents/tileextents.json")), "{\"x\": "));
         QVERIFY(testtiles::writeFile(file(QStringLiteral("/notalist/tilesources.json")), "{\"alpha\": true}"));
-
-        m_nginx = std::make_unique<NginxServer>(m_dir.path());
-        QString error;
-        QVERIFY2(m_nginx->start(&error), qPrintable(error));
     }
 
-    void cleanupTestCase() { m_nginx.reset(); }
+    void cleanupTestCase() { m_served.nginx.reset(); }
 
     void theGeneratedSourcesAreDiscoveredWithTheirDocuments()
     {
@@ -113,10 +102,10 @@ private Q_SLOTS:
         }
         letStrayAnswersArrive();
         QCOMPARE(watched.changed.count(), 6);
-        QCOMPARE(m_nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
+        QCOMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const Recording& recording : {alpha, beta}) {
-            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)), 1);
-            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/tiles/%1/tileextents.json").arg(recording.id)), 1);
+            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)), 1);
+            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tileextents.json").arg(recording.id)), 1);
         }
     }
 
@@ -164,7 +153,7 @@ private Q_SLOTS:
         // A full-scale tone reads 0 dBFS; at half scale about -6 dB.
         QVERIFY2(levels.minValue + brightest * (levels.maxValue - levels.minValue) / levels.valueSteps > -10.0,
                  qPrintable(QString::number(brightest)));
-        QTRY_VERIFY(m_nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/.*\\.png$"))).size() > 0);
+        QTRY_VERIFY(m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/.*\\.png$"))).size() > 0);
     }
 
     void faultySourcesGetTheDocumentedDefaults()
@@ -217,7 +206,7 @@ private Q_SLOTS:
         WatchedManager watched;
         TileSourceSelectionWidget picker(watched.manager);
         watched.manager.discoverTileSources(url(path));
-        QTRY_COMPARE(m_nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
+        QTRY_COMPARE(m_served.nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
         letStrayAnswersArrive();
         QCOMPARE(watched.changed.count(), 0);
         QCOMPARE(buttonTexts(picker), QStringList{QStringLiteral("None")});

@@ -102,6 +102,21 @@ inline bool showAndOpen(WaterfallView& view, const QString& root, const QByteArr
     return ready.wait(10000);
 }
 
+/// A view made with @p options, shown, and opened on @p baseUrl; fatal unless it shows
+/// its first range (the wait is generous: the machine may be busy, this is no timing check).
+inline std::unique_ptr<WaterfallView> openedView(const mivo::viewer::ViewerOptions& options, const QString& baseUrl)
+{
+    auto view = std::make_unique<WaterfallView>(options);
+    QSignalSpy ready(view.get(), &WaterfallView::si_ready);
+    view->widget().show();
+    if (!QTest::qWaitForWindowExposed(&view->widget()))
+        qFatal("the view was never shown");
+    view->open(baseUrl);
+    if (!ready.wait(60000))
+        qFatal("the view never became ready");
+    return view;
+}
+
 /// Presses @p button, whose menu opens at once and runs its own event loop; @p act
 /// runs in that loop with the menu open, then the menu is closed if it still is. False
 /// unless the menu was open when @p act ran.

@@ -124,14 +124,8 @@ struct LevelsView
         ViewerOptions options;
         options.windowSize = QSize(600, 600);
         options.palette = palette;
-        view = std::make_unique<WaterfallView>(options);
-        QSignalSpy ready(view.get(), &WaterfallView::si_ready);
-        view->widget().show();
-        if (!QTest::qWaitForWindowExposed(&view->widget()))
-            qFatal("the view was never shown");
-        view->open(QUrl::fromLocalFile(source).toString());
-        // Generous: the machine may be busy; a failure here is no timing check.
-        if (!ready.wait(60000) || !viewertest::waitForSettledTiles(*view))
+        view = viewertest::openedView(options, QUrl::fromLocalFile(source).toString());
+        if (!viewertest::waitForSettledTiles(*view))
             qFatal("the view never showed its tiles");
     }
 

@@ -106,15 +106,7 @@ struct OpenView
     {
         ViewerOptions options;
         options.windowSize = viewSize;
-        view = std::make_unique<WaterfallView>(options);
-        QSignalSpy ready(view.get(), &WaterfallView::si_ready);
-        view->widget().show();
-        if (!QTest::qWaitForWindowExposed(&view->widget()))
-            qFatal("the view was never shown");
-        view->open(QUrl::fromLocalFile(source).toString());
-        // Generous: the machine may be busy; a failure here is no timing check.
-        if (!ready.wait(60000))
-            qFatal("the view never became ready");
+        view = viewertest::openedView(options, QUrl::fromLocalFile(source).toString());
     }
 
     BaseDrawWidget& widget() { return view->widget(); }
@@ -233,12 +225,8 @@ private Q_SLOTS:
         ViewerOptions options;
         options.windowSize = viewSize;
         options.selection = QRectF(1000, 1000, 500, 500); // selected from the start
-        WaterfallView view(options);
-        QSignalSpy ready(&view, &WaterfallView::si_ready);
-        view.widget().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
-        view.open(QUrl::fromLocalFile(m_uniform).toString());
-        QVERIFY(ready.wait(60000));
+        const std::unique_ptr<WaterfallView> shown = viewertest::openedView(options, QUrl::fromLocalFile(m_uniform).toString());
+        WaterfallView& view = *shown;
         QCOMPARE(view.selection().state(), SelectionFinished);
         QCOMPARE(view.selection().selection(), QRectF(1000, 1000, 500, 500));
 

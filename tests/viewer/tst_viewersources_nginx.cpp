@@ -39,9 +39,8 @@ using testtiles::Recording;
 
 namespace {
 
-const Recording alpha{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6, 1704110400.0, 48000, 5000.0};
-const Recording beta{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6, 1704200000.5, 48000,
-                     -12000.0};
+const Recording& alpha = testtiles::alphaRecording;
+const Recording& beta = testtiles::betaRecording;
 
 using sourcetest::letStrayAnswersArrive;
 using viewertest::pickerButton;
@@ -91,10 +90,9 @@ class TestViewerSourcesNginx : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    std::unique_ptr<NginxServer> m_nginx;
+    testtiles::ServedRecordings m_served;
 
-    QString url(const QString& path) const { return m_nginx->baseUrl() + path; }
+    QString url(const QString& path) const { return m_served.url(path); }
 
     // A view of 800 x 500 started on the served directory.
     std::unique_ptr<WaterfallView> startView(const QString& sourceId, const QString& palette = QStringLiteral("default"))
@@ -115,18 +113,11 @@ private Q_SLOTS:
     {
         if (!NginxServer::isAvailable())
             QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");
-        QVERIFY(m_dir.isValid());
-        for (const Recording& recording : {alpha, beta}) {
-            const QString error = testtiles::runTilegen(
-                recording, m_dir.path() + QStringLiteral("/%1.cf32").arg(recording.id), m_dir.path() + QStringLiteral("/tiles"));
-            QVERIFY2(error.isEmpty(), qPrintable(error));
-        }
-        m_nginx = std::make_unique<NginxServer>(m_dir.path());
-        QString error;
-        QVERIFY2(m_nginx->start(&error), qPrintable(error));
+        const QString error = m_served.start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
     }
 
-    void cleanupTestCase() { m_nginx.reset(); }
+    void cleanupTestCase() { m_served.nginx.reset(); }
 
     void pickingTheSecondSourceShowsItsData()
     {
@@ -180,20 +171,20 @@ private Q_SLOTS:
         QCOMPARE(rowsShowing(frame, footprint.quietColumn, footprint, top), 0);
         // The first source's tone is nowhere: its band is far away.
         QVERIFY(!shown.contains(QPointF(alpha.toneFrequency(), shown.center().y())));
-        QTRY_VERIFY(!m_nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/\\d.*\\.png$"))).isEmpty());
+        QTRY_VERIFY(!m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/\\d.*\\.png$"))).isEmpty());
     }
 
     void recolouringFetchesNothing()
     {
         letStrayAnswersArrive(); // the views of earlier tests are gone, and so are their requests
-        const int start = m_nginx->accessLog().size();
+        const int start = m_served.nginx->accessLog().size();
         std::unique_ptr<WaterfallView> view = startView(beta.id);
         QVERIFY(view);
         QSignalSpy ready(view.get(), &WaterfallView::si_ready);
         QVERIFY(ready.wait(60000));
         QVERIFY(viewertest::waitForSettledTiles(*view));
         letStrayAnswersArrive(); // prefetched neighbours and parents too
-        const int requestsBefore = m_nginx->accessLog().size();
+        const int requestsBefore = m_served.nginx->accessLog().size();
         const int cachedBefore = int(view->provider().cache().size() + view->provider().cache().baseSize());
 
         view->colourPopup().presetButton(QStringLiteral("inferno"))->click();
@@ -207,29 +198,29 @@ private Q_SLOTS:
         QVERIFY(rowsShowing(frame, footprint.toneColumn, footprint, top) >= rows * 9 / 10);
 
         letStrayAnswersArrive();
-        QCOMPARE(m_nginx->accessLog().size(), requestsBefore);
+        QCOMPARE(m_served.nginx->accessLog().size(), requestsBefore);
         QCOMPARE(int(view->provider().cache().size() + view->provider().cache().baseSize()), cachedBefore);
-        QStringList tiles = m_nginx->accessLog().mid(start).filter(QRegularExpression(QStringLiteral("\\.png$")));
+        QStringList tiles = m_served.nginx->accessLog().mid(start).filter(QRegularExpression(QStringLiteral("\\.png$")));
         QVERIFY(tiles.size() > 10);
         QCOMPARE(tiles.removeDuplicates(), 0); // no tile was fetched twice
     }
 
     void theProgramOpensTheFirstListedSource()
     {
-        const int before = m_nginx->accessLog().size();
-        const QString png = m_dir.path() + QStringLiteral("/first.png");
+        const int before = m_served.nginx->accessLog().size();
+        const QString png = m_served.file(QStringLiteral("/first.png"));
         const viewertest::Run run = viewertest::runViewer({url(QStringLiteral("/tiles")), QStringLiteral("--screenshot"),
                                                            png, QStringLiteral("--size"), QStringLiteral("400x300")});
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         QVERIFY2(run.err.isEmpty(), qPrintable(run.err));
-        const QStringList requests = m_nginx->accessLog().mid(before);
+        const QStringList requests = m_served.nginx->accessLog().mid(before);
         QVERIFY(!requests.filter(QRegularExpression(QStringLiteral("^/tiles/alpha/\\d.*\\.png$"))).isEmpty());
         QVERIFY(requests.filter(QRegularExpression(QStringLiteral("^/tiles/beta/\\d.*\\.png$"))).isEmpty());
     }
 
     void theProgramShowsTheSourceAskedForInThePaletteAskedFor()
     {
-        const QString png = m_dir.path() + QStringLiteral("/beta.png");
+        const QString png = m_served.file(QStringLiteral("/beta.png"));
         const viewertest::Run run = viewertest::runViewer(
             {url(QStringLiteral("/tiles")), QStringLiteral("--source"), beta.id, QStringLiteral("--palette"),
              QStringLiteral("viridis"), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
@@ -240,13 +231,8 @@ private Q_SLOTS:
         // The same view as the one the suite builds: the same footprint.
         ViewerOptions options;
         options.windowSize = QSize(800, 500);
-        WaterfallView reference(options);
-        reference.widget().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&reference.widget()));
-        QSignalSpy ready(&reference, &WaterfallView::si_ready);
-        reference.open(url(QStringLiteral("/tiles/beta")));
-        QVERIFY(ready.wait(60000));
-        const Footprint footprint = footprintOf(beta, reference.widget().coordSystem());
+        const std::unique_ptr<WaterfallView> reference = viewertest::openedView(options, url(QStringLiteral("/tiles/beta")));
+        const Footprint footprint = footprintOf(beta, reference->widget().coordSystem());
         const ColourScheme viridis = colourSchemeOf(*findColourPreset(QStringLiteral("viridis")), -100.0, -30.0);
         const QRgb top = tableOf(viridis).at(200);
         QVERIFY(top != tableOf(colourSchemeOf(*findColourPreset(QStringLiteral("default")), -100.0, -30.0)).at(200));
