@@ -144,6 +144,33 @@ private Q_SLOTS:
         QCOMPARE(m_server->totalRequestCount(), 0);
     }
 
+    void aDirectoryListsItsSourcesThroughFileUrls()
+    {
+        QTemporaryDir dir;
+        QVERIFY(testtiles::writeFile(dir.path() + QStringLiteral("/tilesources.json"), "[\"bravo\", \"alpha\"]"));
+        for (const QString& id : {QStringLiteral("alpha"), QStringLiteral("bravo")}) {
+            QVERIFY(testtiles::writeFile(dir.path() + QStringLiteral("/%1/tiledescriptor.json").arg(id),
+                                         testtiles::descriptorJson(id, 1000.0, 256, 4)));
+            QVERIFY(testtiles::writeFile(dir.path() + QStringLiteral("/%1/tileextents.json").arg(id),
+                                         testtiles::extentsJson(id == QStringLiteral("alpha") ? alphaExtents : bravoExtents)));
+        }
+        const QString base = QUrl::fromLocalFile(dir.path()).toString();
+        // The directory, or one source in it: both list the two.
+        for (const QString& given : {dir.path(), dir.path() + QStringLiteral("/alpha")}) {
+            SourcePicker sources;
+            QSignalSpy chosen(&sources, &SourcePicker::si_sourceChosen);
+            sources.start(locateTileSource(given, QString()));
+            QCOMPARE(chosen.count(), 1);
+            const QString expected = given == dir.path() ? QStringLiteral("bravo") : QStringLiteral("alpha");
+            QCOMPARE(chosen.at(0).at(0).toString(), base + QLatin1Char('/') + expected);
+            QTRY_VERIFY(sources.manager().tileSources().size() == 2
+                        && sources.manager().tileSources().at(0).extents == bravoExtents
+                        && sources.manager().tileSources().at(1).extents == alphaExtents);
+            QCOMPARE(sources.manager().tileSource(QStringLiteral("alpha")).baseUrl, base + QStringLiteral("/alpha"));
+            QTRY_VERIFY(pickerButton(sources.picker(), expected) && pickerButton(sources.picker(), expected)->isChecked());
+        }
+    }
+
     // The picker
 
     void thePickerNamesItsSourcesInTheViewersUnits()

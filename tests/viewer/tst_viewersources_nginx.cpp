@@ -131,6 +131,8 @@ private Q_SLOTS:
         QTRY_COMPARE(view->sources().manager().tileSources().size(), 2);
         QTRY_VERIFY(view->sources().manager().tileSources().at(1).extents == beta.extents());
 
+        view->selection().setSelection(alpha.extents(), SelectionFinished); // drawn on the first source's data
+
         // Through the bar: its button opens the picker, a click on the second source.
         QToolButton* button = viewertest::barButton(*view, view->sources().action());
         QVERIFY(button);
@@ -150,6 +152,7 @@ private Q_SLOTS:
         QVERIFY(ready.wait(60000));
         QCOMPARE(view->provider().tileSystem().tileSystemDescriptor().name, beta.name);
         QVERIFY(pickerButton(view->sources().picker(), beta.id)->isChecked());
+        QCOMPARE(view->selection().state(), SelectionNone);
 
         // The view shows all of the second source's data, centred.
         const CoordSystem& coords = view->widget().coordSystem();
@@ -172,6 +175,16 @@ private Q_SLOTS:
         // The first source's tone is nowhere: its band is far away.
         QVERIFY(!shown.contains(QPointF(alpha.toneFrequency(), shown.center().y())));
         QTRY_VERIFY(!m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/\\d.*\\.png$"))).isEmpty());
+
+        // "None": no source, nothing drawn, the view where it was.
+        QVERIFY(viewertest::whileMenuOpen(button, [&](QMenu&) {
+            if (QRadioButton* none = pickerButton(view->sources().picker(), QString()))
+                viewertest::clickRadio(none);
+        }));
+        QVERIFY(!view->provider().tileSystem().isValid());
+        QCOMPARE(view->widget().coordSystem().displayedValueRange(), shown);
+        const QImage empty = view->widget().grabFramebuffer();
+        QCOMPARE(rowsShowing(empty, footprint.toneColumn, footprint, top), 0);
     }
 
     void recolouringFetchesNothing()
