@@ -37,15 +37,25 @@
 #include <mivo/overlays/InfoWidgetDisplayer.h>
 #include <mivo/overlays/TimeGridPaintHandler.h>
 
+// sdm
+#include <mivo/sdm/SdmWorkspace.h>
+#include <mivo/sdm/SdmWorkspaceDocument.h>
+#include <mivo/sdm/SdmWorkspaceFileReader.h>
+#include <mivo/sdm/SdmWorkspaceFileWriter.h>
+#include <mivo/sdm/SdmWorkspaceItem.h>
+#include <mivo/sdm/SdmWorkspaceRepository.h>
+
 // tiling
 #include <mivo/tiling/ITileLoader.h>
 #include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/RetryingTileLoader.h>
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileAxis.h>
 #include <mivo/tiling/TileCache.h>
 #include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileColorTableEditorWidget.h>
 #include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileLoadFailure.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TilePaintHandler.h>

@@ -1,13 +1,28 @@
 #include "PerSourceTileLoader.h"
 
+#include <mivo/tiling/RetryingTileLoader.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 
 namespace mivo::viewer {
 
+namespace {
+
+std::unique_ptr<tiling::ITileLoader> makeRetryingNetworkLoader()
+{
+    auto network = std::make_unique<tiling::TileLoaderQNetworkAccessManager>();
+    auto retrying = std::make_unique<tiling::RetryingTileLoader>(*network);
+    // Qt parent ownership: the network loader is deleted after the retrying loader's
+    // own destructor, so the reference it holds stays valid to the end.
+    network.release()->setParent(retrying.get());
+    return retrying;
+}
+
+} // namespace
+
 PerSourceTileLoader::PerSourceTileLoader(Factory factory, QObject* parent)
     : ITileLoader(parent)
     , m_factory(factory ? std::move(factory)
-                        : Factory([] { return std::make_unique<tiling::TileLoaderQNetworkAccessManager>(); }))
+                        : Factory(&makeRetryingNetworkLoader))
 {
     replaceInner();
 }

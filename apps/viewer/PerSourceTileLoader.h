@@ -25,7 +25,8 @@ class PerSourceTileLoader : public tiling::ITileLoader
 public:
     using Factory = std::function<std::unique_ptr<tiling::ITileLoader>()>;
 
-    /// Loaders from @p factory; by default TileLoaderQNetworkAccessManager's.
+    /// Loaders from @p factory; by default a TileLoaderQNetworkAccessManager behind a
+    /// RetryingTileLoader (passing failures are asked for again).
     explicit PerSourceTileLoader(Factory factory = {}, QObject* parent = nullptr);
     ~PerSourceTileLoader() override;
 

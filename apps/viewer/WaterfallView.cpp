@@ -109,6 +109,8 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 // (its rule for such scales), so the view stops at the finest pixels.
                 limitScale(m_widget->coordSystem().x(), descriptor.xaxis.basevalue);
                 limitScale(m_widget->coordSystem().y(), descriptor.yaxis.basevalue);
+                m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
+                    quint64(m_options.cacheMegabytes) << 20, descriptor));
                 m_colours->reapply(); // the source's level mapping
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);

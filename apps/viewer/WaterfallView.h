@@ -45,7 +45,8 @@ class WaterfallColours;
  * range given in the options, completed from the extents with a small margin. The view
  * never zooms finer than the source's finest tile pixels; a requested range that would
  * is widened, with si_warning(). Colours start with the options' palette over their
- * level range.
+ * level range. Tiles that fail for a passing reason are asked for again
+ * (RetryingTileLoader); the tile cache holds what fits the options' memory budget.
  *
  * The action bar also opens the source picker (the sources the location's discovery
  * URL lists) and the colour panel (editor, presets, reset, auto adjust). A source
@@ -102,7 +103,7 @@ private:
     void showInitialRange();
 
     ViewerOptions m_options;
-    PerSourceTileLoader m_loader;
+    PerSourceTileLoader m_loader; // each source's loader retries passing failures
     RefreshingTileLoader m_refreshingLoader;
     tiling::TileProvider m_provider;
     SelectionManager m_selection;
