@@ -132,6 +132,10 @@ private Q_SLOTS:
         QTRY_VERIFY(view->sources().manager().tileSources().at(1).extents == beta.extents());
 
         view->selection().setSelection(alpha.extents(), SelectionFinished); // drawn on the first source's data
+        // Colours chosen on the first source stay with the second.
+        view->colourPopup().presetButton(QStringLiteral("viridis"))->click();
+        const ColourScheme chosen = colourSchemeOf(*findColourPreset(QStringLiteral("viridis")), -100.0, -30.0);
+        QCOMPARE(view->colours().scheme(), chosen);
 
         // Through the bar: its button opens the picker, a click on the second source.
         QToolButton* button = viewertest::barButton(*view, view->sources().action());
@@ -153,6 +157,8 @@ private Q_SLOTS:
         QCOMPARE(view->provider().tileSystem().tileSystemDescriptor().name, beta.name);
         QVERIFY(pickerButton(view->sources().picker(), beta.id)->isChecked());
         QCOMPARE(view->selection().state(), SelectionNone);
+        QCOMPARE(view->colours().scheme(), chosen);
+        QVERIFY(view->colourPopup().presetButton(QStringLiteral("viridis"))->isChecked());
 
         // The view shows all of the second source's data, centred.
         const CoordSystem& coords = view->widget().coordSystem();
@@ -166,7 +172,8 @@ private Q_SLOTS:
         QVERIFY(viewertest::waitForSettledTiles(*view));
         const QImage frame = view->widget().grabFramebuffer();
         const Footprint footprint = footprintOf(beta, coords);
-        const QRgb top = tableOf(view->colours().scheme()).at(200); // any level above -30 dB
+        const QRgb top = tableOf(chosen).at(200); // any level above -30 dB, in the colours kept
+        QVERIFY(top != tableOf(colourSchemeOf(colourPresets().constFirst(), -100.0, -30.0)).at(200));
         const int rows = footprint.lastRow - footprint.firstRow + 1;
         QVERIFY2(rows > 300, qPrintable(QString::number(rows)));
         const int bright = rowsShowing(frame, footprint.toneColumn, footprint, top);
