@@ -109,3 +109,13 @@ struct ServedRecordings
 };
 
 } // namespace testtiles
+
+/// In a test function (initTestCase): skips without nginx, else starts @p served and
+/// fails the test when that goes wrong.
+#define MIVO_START_SERVED_RECORDINGS(served)                                                                   \
+    do {                                                                                                       \
+        if (!NginxServer::isAvailable())                                                                       \
+            QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");                      \
+        const QString servedError = (served).start();                                                          \
+        QVERIFY2(servedError.isEmpty(), qPrintable(servedError));                                              \
+    } while (false)

@@ -298,12 +298,7 @@ private Q_SLOTS:
 
     void aDiscoveryThatFindsNothingEndsAllTheSame_data()
     {
-        QTest::addColumn<TestHttpServer::Fault>("fault");
-        QTest::addColumn<QByteArray>("body");
-        QTest::newRow("404") << TestHttpServer::Fault::NotFound << QByteArray("[\"a\"]");
-        QTest::newRow("connection closed") << TestHttpServer::Fault::CloseWithoutAnswer << QByteArray("[\"a\"]");
-        QTest::newRow("redirect") << TestHttpServer::Fault::Redirect << QByteArray("[\"a\"]");
-        QTest::newRow("not a list") << TestHttpServer::Fault::None << QByteArray("{\"a\": 1}");
+        failedDiscoveryAddsNothing_data();
         QTest::newRow("empty list") << TestHttpServer::Fault::None << QByteArray("[]");
     }
 

@@ -59,10 +59,7 @@ private:
 private Q_SLOTS:
     void initTestCase()
     {
-        if (!NginxServer::isAvailable())
-            QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");
-        const QString error = m_served.start();
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        MIVO_START_SERVED_RECORDINGS(m_served);
 
         // Hand-made faults: a listed source without files, a broken descriptor, broken
         // extents; and a discovery document that is no list.

@@ -111,10 +111,7 @@ private:
 private Q_SLOTS:
     void initTestCase()
     {
-        if (!NginxServer::isAvailable())
-            QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");
-        const QString error = m_served.start();
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        MIVO_START_SERVED_RECORDINGS(m_served);
     }
 
     void cleanupTestCase() { m_served.nginx.reset(); }
