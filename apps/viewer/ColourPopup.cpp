@@ -14,6 +14,9 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+#include <cmath>
+
 namespace mivo::viewer {
 
 namespace {
@@ -95,12 +98,27 @@ bool ColourPopup::autoAdjust()
     return true;
 }
 
+void ColourPopup::widenEditorRange(double lower, double upper)
+{
+    // The editor's boxes stop at +-127 dB by default; levels beyond (a --level-range, or
+    // a source whose levels reach further) would show clamped. Whole dB, as it shows them.
+    tiling::TileColorTableEditorWidgetSettings settings = m_editor->settings();
+    const double minimum = std::isfinite(lower) ? std::floor(std::min(settings.rangeMinimum, lower)) : settings.rangeMinimum;
+    const double maximum = std::isfinite(upper) ? std::ceil(std::max(settings.rangeMaximum, upper)) : settings.rangeMaximum;
+    if (!(minimum < settings.rangeMinimum || maximum > settings.rangeMaximum))
+        return;
+    settings.rangeMinimum = minimum;
+    settings.rangeMaximum = maximum;
+    m_editor->setSettings(settings);
+}
+
 void ColourPopup::showScheme()
 {
     const ColourScheme& scheme = m_colours.scheme();
     {
         // The editor's echoes of what it is shown are no edits.
         const QSignalBlocker blocker(m_editor);
+        widenEditorRange(scheme.descriptor.rangeLower, scheme.descriptor.rangeUpper);
         m_editor->setColorTableDescriptor(scheme.descriptor);
         // The editor sets the lower level first, bounded by the upper one it shows: a
         // range wholly above the old one needs a second pass.

@@ -26,6 +26,9 @@ class WaterfallColours;
  * WaterfallColours, and the editor follows every change of their scheme, whoever
  * made it; the button of the preset the scheme shows is checked.
  *
+ * The editor's level boxes span -127 to 127 dB, widened to whole dB for levels
+ * beyond that (they never narrow again).
+ *
  * Reset restores the scheme the viewer started with. Auto adjust takes the levels
  * that @p measure finds for the data in view; without any (no tile of the view has
  * arrived yet) nothing changes.
@@ -56,6 +59,8 @@ private:
     Q_DISABLE_COPY(ColourPopup)
 
     void showScheme();
+    /// Lets the editor's level boxes reach @p lower and @p upper (dB); never narrows them.
+    void widenEditorRange(double lower, double upper);
 
     WaterfallColours& m_colours;
     const LevelMeasure m_measure;

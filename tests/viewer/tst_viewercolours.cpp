@@ -402,6 +402,27 @@ private Q_SLOTS:
         QCOMPARE(shown.part<QDoubleSpinBox>("rangeUppperSpinBox")->value(), -110.0);
     }
 
+    void theEditorReachesLevelsBeyondItsOwnRange()
+    {
+        LevelsView shown(m_source);
+        auto* lower = shown.part<QDoubleSpinBox>("rangeLowerSpinBox");
+        auto* upper = shown.part<QDoubleSpinBox>("rangeUppperSpinBox");
+        QCOMPARE(lower->minimum(), -127.0);
+        QCOMPARE(upper->maximum(), 127.0);
+        shown.view->colours().setLevels(-150.0, 140.0); // as --level-range -150:140 would
+        QCOMPARE(lower->minimum(), -150.0);
+        QCOMPARE(upper->maximum(), 140.0);
+        QCOMPARE(lower->value(), -150.0);
+        QCOMPARE(upper->value(), 140.0);
+        QVERIFY(shown.editor().colorTableDescriptor() == shown.view->colours().scheme().descriptor);
+        // Narrower levels leave the reach as it is.
+        shown.view->colours().setLevels(-90.0, -20.0);
+        QCOMPARE(lower->minimum(), -150.0);
+        QCOMPARE(upper->maximum(), 140.0);
+        QCOMPARE(lower->value(), -90.0);
+        QCOMPARE(upper->value(), -20.0);
+    }
+
     void theBarOpensTheColourPanel()
     {
         LevelsView shown(m_source);
