@@ -8,16 +8,23 @@
 
 namespace mivo::viewer {
 
-GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions)
+namespace {
+
+void styleButton(QToolButton* button)
+{
+    button->setIconSize(QSize(24, 24));
+    button->setAutoRaise(false);
+    button->setFocusPolicy(Qt::NoFocus); // the keys stay with the drawing widget
+}
+
+} // namespace
+
+GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions,
+                                const QList<ActionBarPopup>& popups)
 {
     auto* bar = new GlobalActionBar(widget);
     bar->setObjectName(QStringLiteral("actionBar"));
-    const auto add = [bar](QAction* action) {
-        QToolButton* button = bar->addAction(action);
-        button->setIconSize(QSize(24, 24));
-        button->setAutoRaise(false);
-        button->setFocusPolicy(Qt::NoFocus); // the keys stay with the drawing widget
-    };
+    const auto add = [bar](QAction* action) { styleButton(bar->addAction(action)); };
     add(actions.zoomToData());
     bar->addSeparator();
     add(actions.zoomIn());
@@ -25,6 +32,10 @@ GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& act
     bar->addSeparator();
     add(actions.zoomToSelection());
     add(actions.clearSelection());
+    if (!popups.isEmpty())
+        bar->addSeparator();
+    for (const ActionBarPopup& popup : popups)
+        styleButton(bar->addActionWithWidgetPopup(popup.action, popup.popup));
     bar->adjustSize();
     return bar;
 }

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <QList>
+
+class QAction;
+class QWidget;
+
 namespace mivo {
 class BaseDrawWidget;
 class GlobalActionBar;
@@ -9,12 +14,21 @@ namespace mivo::viewer {
 
 class ViewerActions;
 
+/// An action whose button opens a panel.
+struct ActionBarPopup
+{
+    QAction* action; ///< not owned
+    QWidget* popup;  ///< taken over by the bar
+};
+
 /**
  * Puts the viewer's action bar on @p widget: all data; zoom in, zoom out; zoom to
- * selection, clear selection, in groups with gaps between them. The bar is sized to its
- * buttons, so build it before the widget's first resize (it is placed at each resize).
- * The bar belongs to the widget; @p actions must outlive it.
+ * selection, clear selection; then the buttons of @p popups (the source picker, the
+ * colours), in groups with gaps between them. The bar is sized to its buttons, so build
+ * it before the widget's first resize (it is placed at each resize). The bar belongs
+ * to the widget; @p actions and the popups' actions must outlive it.
  */
-GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions);
+GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions,
+                                const QList<ActionBarPopup>& popups = {});
 
 } // namespace mivo::viewer

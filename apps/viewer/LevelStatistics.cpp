@@ -4,6 +4,7 @@
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileSystem.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <vector>
@@ -147,15 +148,42 @@ LevelStatistics SelectionStatistics::measure(const QRectF& region, const QRectF&
     result.peakLevel = m_tileSystem.pixelIndexToValue(quint32(levels.peakIndex));
     result.peakPosition = levels.peakPosition;
     result.meanLevel = 10.0 * std::log10(power / total);
-    double below = 0.0;
     for (int index = 1; index < 256; ++index) {
-        below += levels.weights[std::size_t(index)];
-        if (below >= 0.5 * total) {
-            result.medianLevel = m_tileSystem.pixelIndexToValue(quint32(index));
-            break;
-        }
+        const double weight = levels.weights[std::size_t(index)];
+        if (weight > 0.0)
+            result.distribution.append({m_tileSystem.pixelIndexToValue(quint32(index)), weight / levelPixelArea});
     }
+    // A level mapping may run downwards; the quantiles want ascending levels.
+    std::stable_sort(result.distribution.begin(), result.distribution.end(),
+                     [](const LevelShare& a, const LevelShare& b) { return a.level < b.level; });
+    result.medianLevel = result.levelAt(0.5);
     return result;
+}
+
+double LevelStatistics::levelAt(double fraction) const
+{
+    double total = 0.0;
+    for (const LevelShare& share : distribution)
+        total += share.pixels;
+    double below = 0.0;
+    for (const LevelShare& share : distribution) {
+        below += share.pixels;
+        if (below >= fraction * total)
+            return share.level;
+    }
+    return distribution.isEmpty() ? 0.0 : distribution.constLast().level;
+}
+
+std::optional<LevelRange> autoLevelRange(const LevelStatistics& statistics, double lowFraction, double highFraction)
+{
+    if (!statistics.hasData() || statistics.distribution.isEmpty())
+        return std::nullopt;
+    LevelRange range;
+    range.lower = std::floor(statistics.levelAt(lowFraction));
+    range.upper = std::ceil(statistics.levelAt(highFraction));
+    if (!(range.upper >= range.lower + 1.0)) // one level only, or an odd fraction
+        range.upper = range.lower + 1.0;
+    return range;
 }
 
 } // namespace mivo::viewer

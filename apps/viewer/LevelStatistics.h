@@ -2,6 +2,9 @@
 
 #include <QPointF>
 #include <QRectF>
+#include <QVector>
+
+#include <optional>
 
 namespace mivo::tiling {
 class ITileProvider;
@@ -9,6 +12,13 @@ class TileSystem;
 } // namespace mivo::tiling
 
 namespace mivo::viewer {
+
+/// A level met in the data and how much of the data holds it.
+struct LevelShare
+{
+    double level = 0.0;  ///< dB
+    double pixels = 0.0; ///< area-weighted count, in tile pixels of the level asked for
+};
 
 /// Level figures of a region of the waterfall, read from tile pixels.
 struct LevelStatistics
@@ -21,7 +31,9 @@ struct LevelStatistics
     double peakLevel = 0.0;   ///< highest level, dB
     QPointF peakPosition;     ///< frequency and time of the centre of the (first) pixel holding it
     double meanLevel = 0.0;   ///< power mean: 10 log10 of the area-weighted mean of 10^(level / 10)
-    double medianLevel = 0.0; ///< area-weighted median level
+    double medianLevel = 0.0; ///< area-weighted median level: levelAt(0.5)
+    /// Every level met, ascending, with its share; empty without data.
+    QVector<LevelShare> distribution;
     /// Frequency and time covered by one pixel of the coarsest tile read (the peak's
     /// position is good to half of it).
     double frequencyResolution = 0.0;
@@ -36,7 +48,28 @@ struct LevelStatistics
     bool hasData() const { return dataPixels > 0.0; }
     /// The figures stand for the region only approximately.
     bool isApproximate() const { return standInTiles > 0 || missingTiles > 0 || clippedByView; }
+
+    /// The lowest level at or below which lies at least @p fraction (0 .. 1) of the
+    /// data, by area; 0.0 without data.
+    double levelAt(double fraction) const;
 };
+
+/// A range of levels for the colours, dB.
+struct LevelRange
+{
+    double lower = 0.0;
+    double upper = 0.0;
+};
+
+/**
+ * Colour levels that fit the data of @p statistics: the lower level at the
+ * @p lowFraction quantile, so that the noise floor looks dark, and the upper one at
+ * the @p highFraction quantile, so that the strongest few signals get the brightest
+ * colour. Both are widened outwards to whole dB (as the colour editor shows levels)
+ * and kept at least 1 dB apart. Empty when there is no data.
+ */
+std::optional<LevelRange> autoLevelRange(const LevelStatistics& statistics, double lowFraction = 0.05,
+                                         double highFraction = 0.995);
 
 /**
  * Measures the levels of a region from the tiles a provider has cached: the tiles the

@@ -13,7 +13,14 @@ namespace {
 
 TileSourceLocation failed(const QString& message)
 {
-    return {QString(), message};
+    TileSourceLocation location;
+    location.error = message;
+    return location;
+}
+
+QString fileUrl(const QDir& directory)
+{
+    return QUrl::fromLocalFile(directory.absolutePath()).toString();
 }
 
 QString withoutTrailingSlash(QString text)
@@ -30,8 +37,16 @@ TileSourceLocation locateTileSource(const QString& source, const QString& source
     const QFileInfo info(source);
     if (info.isDir()) {
         const QDir directory(info.absoluteFilePath());
-        if (sourceId.isEmpty() && directory.exists(QStringLiteral("tiledescriptor.json")))
-            return {QUrl::fromLocalFile(directory.absolutePath()).toString(), QString()};
+        TileSourceLocation location;
+        if (sourceId.isEmpty() && directory.exists(QStringLiteral("tiledescriptor.json"))) {
+            location.baseUrl = fileUrl(directory);
+            QDir parent = directory;
+            if (parent.cdUp() && parent.exists(QStringLiteral("tilesources.json"))) {
+                location.discoveryUrl = fileUrl(parent); // its siblings, to pick from
+                location.sourceId = directory.dirName();
+            }
+            return location;
+        }
         QString id = sourceId;
         if (id.isEmpty()) {
             QFile list(directory.filePath(QStringLiteral("tilesources.json")));
@@ -46,7 +61,10 @@ TileSourceLocation locateTileSource(const QString& source, const QString& source
         const QDir chosen(directory.filePath(id));
         if (!chosen.exists(QStringLiteral("tiledescriptor.json")))
             return failed(QStringLiteral("%1: no tiledescriptor.json in source \"%2\"").arg(directory.absolutePath(), id));
-        return {QUrl::fromLocalFile(chosen.absolutePath()).toString(), QString()};
+        location.baseUrl = fileUrl(chosen);
+        location.discoveryUrl = fileUrl(directory);
+        location.sourceId = id;
+        return location;
     }
 
     const QUrl url(source, QUrl::StrictMode);
@@ -55,8 +73,12 @@ TileSourceLocation locateTileSource(const QString& source, const QString& source
                             || scheme == QLatin1String("file"))) {
         return failed(QStringLiteral("%1: not a directory and not an http(s) or file URL").arg(source));
     }
-    const QString base = withoutTrailingSlash(source);
-    return {sourceId.isEmpty() ? base : base + QLatin1Char('/') + sourceId, QString()};
+    TileSourceLocation location;
+    location.discoveryUrl = withoutTrailingSlash(source);
+    location.sourceId = sourceId;
+    location.baseUrl = sourceId.isEmpty() ? location.discoveryUrl : location.discoveryUrl + QLatin1Char('/') + sourceId;
+    location.awaitDiscovery = sourceId.isEmpty();
+    return location;
 }
 
 } // namespace mivo::viewer

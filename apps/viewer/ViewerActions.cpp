@@ -1,5 +1,7 @@
 #include "ViewerActions.h"
 
+#include "ViewerResources.h"
+
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/core/CoordSystem.h>
 #include <mivo/navigation/SelectionManager.h>
@@ -8,12 +10,6 @@
 
 #include <QAction>
 #include <QIcon>
-
-// Resources of a static library are registered by hand, outside any namespace.
-static void initViewerResources()
-{
-    Q_INIT_RESOURCE(viewer);
-}
 
 namespace mivo::viewer {
 

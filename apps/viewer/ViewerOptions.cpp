@@ -1,5 +1,7 @@
 #include "ViewerOptions.h"
 
+#include "ColourScheme.h"
+
 #include <core/Quantity.h>
 #include <core/TimeValue.h>
 
@@ -67,6 +69,10 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption levels(QStringLiteral("level-range"),
                                     QStringLiteral("Levels spread over the colours, in dB (default -100:-30)"),
                                     QStringLiteral("low:high"));
+    const QCommandLineOption palette(QStringLiteral("palette"),
+                                     QStringLiteral("Colours of the levels: %1 (default: default)")
+                                         .arg(colourPresetNames().join(QStringLiteral(", "))),
+                                     QStringLiteral("name"));
     const QCommandLineOption size(QStringLiteral("size"), QStringLiteral("Window size (default 1280x800)"),
                                   QStringLiteral("WIDTHxHEIGHT"));
     const QCommandLineOption refresh(QStringLiteral("refresh"),
@@ -82,7 +88,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption cache(QStringLiteral("cache-mb"),
                                    QStringLiteral("Memory the tile cache may take, in MiB (default 512)"),
                                    QStringLiteral("MiB"));
-    parser.addOptions({source, frequency, time, selection, levels, size, refresh, screenshot, timeout, cache});
+    parser.addOptions({source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -125,6 +131,12 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
             return failure(QStringLiteral("--level-range: \"%1\" is not low:high").arg(parser.value(levels)));
         options.levelLower = range->first;
         options.levelUpper = range->second;
+    }
+    if (parser.isSet(palette)) {
+        options.palette = parser.value(palette);
+        if (!findColourPreset(options.palette))
+            return failure(QStringLiteral("--palette: unknown palette \"%1\" (known: %2)")
+                               .arg(options.palette, colourPresetNames().join(QStringLiteral(", "))));
     }
     if (parser.isSet(size)) {
         const QRegularExpressionMatch match =

@@ -21,6 +21,7 @@ struct ViewerOptions
     QSize windowSize = QSize(1280, 800); ///< --size WIDTHxHEIGHT
     double levelLower = -100.0;          ///< --level-range: levels shown from the low to the high colour
     double levelUpper = -30.0;           ///  (dB; mivo-tilegen writes dBFS)
+    QString palette = QStringLiteral("default"); ///< --palette: a colour preset's name (ColourScheme.h)
     int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
     QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
     int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles

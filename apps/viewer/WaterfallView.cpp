@@ -1,11 +1,14 @@
 #include "WaterfallView.h"
 
 #include "ActionBarBuilder.h"
+#include "ColourPopup.h"
 #include "RangeWidening.h"
 #include "SelectionPanel.h"
+#include "SourcePicker.h"
 #include "ViewerActions.h"
 #include "ViewerFormatters.h"
 #include "ViewerKeyboardHandler.h"
+#include "WaterfallColours.h"
 
 #include <mivo/core/CoordSystem.h>
 #include <mivo/navigation/DoubleClickZoomMouseHandler.h>
@@ -39,14 +42,20 @@ void limitScale(Axis& axis, double finestScale)
         axis.setScaleLimits(finestScale, std::numeric_limits<double>::max());
 }
 
+ColourScheme startScheme(const ViewerOptions& options)
+{
+    const ColourPreset* preset = findColourPreset(options.palette);
+    return colourSchemeOf(preset ? *preset : colourPresets().constFirst(), options.levelLower, options.levelUpper);
+}
+
 } // namespace
 
 WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     : QObject(parent)
     , m_options(options)
-    , m_retryingLoader(m_loader)
-    , m_refreshingLoader(m_retryingLoader, quint32(std::max(0, options.refreshIntervalMs)))
+    , m_refreshingLoader(m_loader, quint32(std::max(0, options.refreshIntervalMs)))
     , m_provider(m_refreshingLoader)
+    , m_sources(std::make_unique<SourcePicker>())
     , m_widget(std::make_unique<BaseDrawWidget>())
 {
     BaseDrawWidget& w = *m_widget;
@@ -55,7 +64,7 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
 
     w.addPaintHandler(std::make_shared<BackgroundPaintHandler>(w));
     m_tilePainter = std::make_shared<tiling::TilePaintHandler>(w, coords, m_provider, tileSystem);
-    m_tilePainter->setTileColorTableDescriptor(colours());
+    m_colours = new WaterfallColours(m_tilePainter, startScheme(options), &w);
     w.addPaintHandler(m_tilePainter);
     auto frequencyGrid = std::make_shared<FrequencyGridPaintHandler>(w, coords);
     w.addPaintHandler(frequencyGrid);
@@ -80,7 +89,10 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     connect(m_actions->copyFigures(), &QAction::triggered, m_selectionPanel, &SelectionPanel::copyToClipboard);
     m_infoDisplayer = std::make_unique<InfoWidgetDisplayer>(w);
     m_infoDisplayer->addInfoWidget(m_selectionPanel);
-    buildActionBar(w, *m_actions); // before the first resize, which places it
+    m_colourPopup = new ColourPopup(*m_colours, [this] { return levelRangeInView(); });
+    // Before the first resize, which places it.
+    buildActionBar(w, *m_actions,
+                   {{m_sources->action(), m_sources->takePicker()}, {m_colourPopup->action(), m_colourPopup}});
     w.addKeyboardHandler(std::make_shared<ViewerKeyboardHandler>(*m_actions));
     w.setFocusPolicy(Qt::StrongFocus);
     w.resize(options.windowSize);
@@ -99,27 +111,42 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 limitScale(m_widget->coordSystem().y(), descriptor.yaxis.basevalue);
                 m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
                     quint64(m_options.cacheMegabytes) << 20, descriptor));
-                m_tilePainter->setTileColorTableDescriptor(colours()); // the source's level mapping
+                m_colours->reapply(); // the source's level mapping
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);
+    // Also unchanged extents (a source with the same extents as the one before) make
+    // the view ready; the provider has taken them by now.
+    connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileSystemExtentsLoaded, this, [this] {
+        m_awaitingExtents = false;
+        showInitialRange();
+    });
+    connect(m_sources.get(), &SourcePicker::si_sourceChosen, this, &WaterfallView::open);
     connect(&w, &BaseDrawWidget::si_widgetResized, this, [this] { showInitialRange(); });
 }
 
 WaterfallView::~WaterfallView() = default;
 
-tiling::TileColorTableDescriptor WaterfallView::colours() const
-{
-    tiling::TileColorTableDescriptor descriptor;
-    descriptor.rangeLower = m_options.levelLower;
-    descriptor.rangeUpper = m_options.levelUpper;
-    return descriptor;
-}
-
 void WaterfallView::open(const QString& baseUrl)
 {
     m_failedTiles.clear();
     m_ready = false;
+    m_awaitingExtents = true;
+    if (m_shownOnce)
+        m_selection.clearSelection(); // drawn on other data
     m_provider.setTileSource(baseUrl);
+}
+
+void WaterfallView::start(const TileSourceLocation& location)
+{
+    m_sources->start(location);
+}
+
+std::optional<LevelRange> WaterfallView::levelRangeInView()
+{
+    const CoordSystem& coords = m_widget->coordSystem();
+    const QRectF view = coords.displayedValueRange();
+    const SelectionStatistics measure(m_provider.tileSystem(), m_provider);
+    return autoLevelRange(measure.measure(view, view, coords.x().scale(), coords.y().scale()));
 }
 
 void WaterfallView::sl_extentsChanged(const QRectF& extents)
@@ -136,28 +163,35 @@ void WaterfallView::showInitialRange()
 {
     const QRectF extents = m_provider.tileSystem().extents();
     CoordSystem& coords = m_widget->coordSystem();
-    if (m_ready || !(extents.width() > 0.0 && extents.height() > 0.0) || coords.x().displayedPixelSpan() <= 0.0
-        || coords.y().displayedPixelSpan() <= 0.0) {
+    if (m_ready || m_awaitingExtents || !(extents.width() > 0.0 && extents.height() > 0.0)
+        || coords.x().displayedPixelSpan() <= 0.0 || coords.y().displayedPixelSpan() <= 0.0) {
         return;
     }
     const QRectF around = extents.marginsAdded(QMarginsF(extents.width() * dataMarginRatio,
                                                          extents.height() * dataMarginRatio,
                                                          extents.width() * dataMarginRatio,
                                                          extents.height() * dataMarginRatio));
-    const double left = m_options.frequencyMin.value_or(around.left());
-    const double right = m_options.frequencyMax.value_or(around.right());
-    const double top = m_options.timeMin.value_or(around.top());
-    const double bottom = m_options.timeMax.value_or(around.bottom());
+    // The options speak of the first source; later ones show all their data.
+    const bool first = !m_shownOnce;
+    const auto option = [first](const std::optional<double>& value, double otherwise) {
+        return first ? value.value_or(otherwise) : otherwise;
+    };
+    const double left = option(m_options.frequencyMin, around.left());
+    const double right = option(m_options.frequencyMax, around.right());
+    const double top = option(m_options.timeMin, around.top());
+    const double bottom = option(m_options.timeMax, around.bottom());
     const QRectF requested(QPointF(left, top), QPointF(right, bottom));
+    coords.stopAnimation();
     coords.setDisplayedValueRange(requested);
     const QString widened =
         widenedRangeWarning(requested, coords.displayedValueRange(), coords.x().scale(), coords.y().scale(),
-                            m_options.frequencyMin.has_value(), m_options.timeMin.has_value());
+                            first && m_options.frequencyMin.has_value(), first && m_options.timeMin.has_value());
     if (!widened.isEmpty())
         Q_EMIT si_warning(widened);
-    if (m_options.selection)
+    if (first && m_options.selection)
         m_selection.setSelection(*m_options.selection, SelectionFinished);
     m_ready = true;
+    m_shownOnce = true;
     m_widget->update();
     Q_EMIT si_ready();
 }

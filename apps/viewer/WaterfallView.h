@@ -1,13 +1,13 @@
 #pragma once
 
+#include "LevelStatistics.h"
+#include "PerSourceTileLoader.h"
 #include "RefreshingTileLoader.h"
+#include "TileSourceLocation.h"
 #include "ViewerOptions.h"
 
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/navigation/SelectionManager.h>
-#include <mivo/tiling/TileColorTableDescriptor.h>
-#include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
-#include <mivo/tiling/RetryingTileLoader.h>
 #include <mivo/tiling/TileProvider.h>
 
 #include <QImage>
@@ -15,6 +15,7 @@
 #include <QSet>
 
 #include <memory>
+#include <optional>
 
 namespace mivo {
 class HorizontalRulerPaintHandler;
@@ -26,8 +27,11 @@ class TilePaintHandler;
 
 namespace mivo::viewer {
 
+class ColourPopup;
 class SelectionPanel;
+class SourcePicker;
 class ViewerActions;
+class WaterfallColours;
 
 /**
  * The viewer's waterfall: a drawing widget with, bottom to top, background, tiles,
@@ -40,9 +44,14 @@ class ViewerActions;
  * When the data extents first arrive (and the widget has its size), the view shows the
  * range given in the options, completed from the extents with a small margin. The view
  * never zooms finer than the source's finest tile pixels; a requested range that would
- * is widened, with si_warning(). Colours span the options' level range. Tiles that fail
- * for a passing reason are asked for again (RetryingTileLoader); the tile cache holds
- * what fits the options' memory budget.
+ * is widened, with si_warning(). Colours start with the options' palette over their
+ * level range. Tiles that fail for a passing reason are asked for again
+ * (RetryingTileLoader); the tile cache holds what fits the options' memory budget.
+ *
+ * The action bar also opens the source picker (the sources the location's discovery
+ * URL lists) and the colour panel (editor, presets, reset, auto adjust). A source
+ * opened later than the first shows all its data, without a selection, in the
+ * colours of the moment.
  */
 class WaterfallView : public QObject
 {
@@ -58,13 +67,22 @@ public:
     SelectionManager& selection() { return m_selection; }
     SelectionPanel& selectionPanel() { return *m_selectionPanel; }
     ViewerActions& actions() { return *m_actions; }
+    SourcePicker& sources() { return *m_sources; }
+    WaterfallColours& colours() { return *m_colours; }
+    ColourPopup& colourPopup() { return *m_colourPopup; }
 
     /// The view as the user sees it: the drawing with the selection panel (its figures
     /// measured now) and the action bar over it.
     QImage grabView();
 
-    /// Opens the tile source at @p baseUrl.
+    /// Opens the tile source at @p baseUrl (a null string: none).
     void open(const QString& baseUrl);
+    /// Discovers the sources around @p location and opens its source (see SourcePicker).
+    void start(const TileSourceLocation& location);
+
+    /// Colour levels that fit the data in view now (autoLevelRange() of the cached
+    /// tiles the view shows); empty while none has arrived.
+    std::optional<LevelRange> levelRangeInView();
 
     /// True once the view shows its first range.
     bool isReady() const { return m_ready; }
@@ -81,18 +99,19 @@ Q_SIGNALS:
     void si_warning(const QString& message);
 
 private:
-    tiling::TileColorTableDescriptor colours() const;
     void sl_extentsChanged(const QRectF& extents);
     void showInitialRange();
 
     ViewerOptions m_options;
-    tiling::TileLoaderQNetworkAccessManager m_loader;
-    tiling::RetryingTileLoader m_retryingLoader;
+    PerSourceTileLoader m_loader; // each source's loader retries passing failures
     RefreshingTileLoader m_refreshingLoader;
     tiling::TileProvider m_provider;
     SelectionManager m_selection;
+    std::unique_ptr<SourcePicker> m_sources; // its manager outlives the picker in the bar
     QSet<tiling::TileId> m_failedTiles;
     bool m_ready = false;
+    bool m_awaitingExtents = true; // since the last open()
+    bool m_shownOnce = false;      // the options' ranges and selection are for the first source
     // Last: the widget and its handlers go before the models they refer to.
     std::unique_ptr<BaseDrawWidget> m_widget;
     std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
@@ -100,6 +119,8 @@ private:
     ViewerActions* m_actions = nullptr;          // owned by the widget
     SelectionPanel* m_selectionPanel = nullptr;  // owned by the widget
     std::unique_ptr<InfoWidgetDisplayer> m_infoDisplayer;
+    WaterfallColours* m_colours = nullptr; // owned by the widget
+    ColourPopup* m_colourPopup = nullptr;  // owned by the action bar
 };
 
 } // namespace mivo::viewer

@@ -29,13 +29,24 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("mivo-viewer"));
     const ViewerOptions& options = *parsed.options;
     const TileSourceLocation location = locateTileSource(options.source, options.sourceId);
-    if (location.baseUrl.isEmpty()) {
+    if (!location.error.isEmpty()) {
         std::fprintf(stderr, "mivo-viewer: %s\n", qPrintable(location.error));
         return 1;
     }
 
     WaterfallView view(options);
-    view.widget().setWindowTitle(QStringLiteral("mivo-viewer - %1").arg(location.baseUrl));
+    // The source shown, for the title and messages: it may be chosen after a discovery
+    // and changed with the picker.
+    QString shown = location.baseUrl;
+    const auto showTitle = [&view, &shown] {
+        view.widget().setWindowTitle(QStringLiteral("mivo-viewer - %1").arg(shown));
+    };
+    showTitle();
+    QObject::connect(&view.provider(), &mivo::tiling::TileProvider::si_tileSourceChanged, &app,
+                     [&shown, &showTitle](const QString& url) {
+                         shown = url;
+                         showTitle();
+                     });
     QObject::connect(&view, &WaterfallView::si_warning, &app, [](const QString& message) {
         std::fprintf(stderr, "mivo-viewer: warning: %s\n", qPrintable(message));
     });
@@ -44,20 +55,20 @@ int main(int argc, char** argv)
     if (!options.screenshotFile.isEmpty()) {
         screenshot = std::make_unique<ScreenshotTaker>(view, options.screenshotFile, options.timeoutSeconds);
         QObject::connect(screenshot.get(), &ScreenshotTaker::si_finished, &app,
-                         [&location](int exitCode, const QString& message) {
+                         [&shown](int exitCode, const QString& message) {
                              if (exitCode == 0)
                                  std::printf("%s\n", qPrintable(message));
                              else
-                                 std::fprintf(stderr, "mivo-viewer: %s: %s\n", qPrintable(location.baseUrl),
+                                 std::fprintf(stderr, "mivo-viewer: %s: %s\n", qPrintable(shown),
                                               qPrintable(message));
                              QApplication::exit(exitCode);
                          });
     } else {
-        QObject::connect(&view, &WaterfallView::si_failed, &app, [&location](const QString& message) {
-            std::fprintf(stderr, "mivo-viewer: %s: %s\n", qPrintable(location.baseUrl), qPrintable(message));
+        QObject::connect(&view, &WaterfallView::si_failed, &app, [&shown](const QString& message) {
+            std::fprintf(stderr, "mivo-viewer: %s: %s\n", qPrintable(shown), qPrintable(message));
         });
     }
     view.widget().show();
-    view.open(location.baseUrl);
+    view.start(location);
     return app.exec();
 }

@@ -110,8 +110,19 @@ QString TilePaintHandler::debugText(const TileId& tileId, const QRectF& target, 
 
 void TilePaintHandler::setTileColorTableDescriptor(const TileColorTableDescriptor& descriptor)
 {
-    m_tileProvider.setColorTable(
-        buildColorTable(descriptor, m_tileSystem.tileSystemDescriptor(), m_settings.noValueColor));
+    applyColorTable(buildColorTable(descriptor, m_tileSystem.tileSystemDescriptor(), m_settings.noValueColor));
+}
+
+void TilePaintHandler::setTileColorTableGradient(const TileColorTableDescriptor& descriptor,
+                                                 const QGradientStops& innerStops)
+{
+    applyColorTable(
+        buildColorTable(descriptor, m_tileSystem.tileSystemDescriptor(), m_settings.noValueColor, innerStops));
+}
+
+void TilePaintHandler::applyColorTable(const QVector<unsigned int>& table)
+{
+    m_tileProvider.setColorTable(table);
     // The provider gave every cached tile the new table and so a new cache key: no held
     // image can be hit again, so free them now rather than as they age out.
     m_paintImages->clear();
@@ -143,6 +154,13 @@ QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDesc
                                                         const TileSystemDescriptor& levels,
                                                         const QColor& noValueColor)
 {
+    return buildColorTable(descriptor, levels, noValueColor, QGradientStops());
+}
+
+QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDescriptor& descriptor,
+                                                        const TileSystemDescriptor& levels,
+                                                        const QColor& noValueColor, const QGradientStops& innerStops)
+{
     const double range = levels.maxValue - levels.minValue;
     const double lowPosition = (descriptor.rangeLower - levels.minValue) / range;
     const double highPosition = (descriptor.rangeUpper - levels.minValue) / range;
@@ -153,6 +171,16 @@ QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDesc
     gradient.setColorAt(lowPosition, descriptor.lowColor);
     gradient.setColorAt(midPosition, descriptor.midColor);
     gradient.setColorAt(highPosition, descriptor.highColor);
+    for (const QGradientStop& stop : innerStops) {
+        // The ends and the middle exactly where the descriptor's colours are, so that
+        // such a stop replaces one of them instead of standing next to it.
+        const double position = stop.first == 0.0 ? lowPosition
+            : stop.first == 0.5                   ? midPosition
+            : stop.first == 1.0                   ? highPosition
+                                                  : lowPosition + stop.first * (highPosition - lowPosition);
+        if (position >= 0.0 && position <= 1.0) // also false for NaN: left out quietly
+            gradient.setColorAt(position, stop.second);
+    }
 
     // 16-bit RGB on purpose: the table is this coarse.
     QImage strip(256, 1, QImage::Format_RGB16);

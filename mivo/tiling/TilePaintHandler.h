@@ -6,6 +6,7 @@
 #include <mivo/tiling/TileId.h>
 #include <mivo/tiling/TileSystemDescriptor.h>
 
+#include <QBrush>
 #include <QColor>
 #include <QList>
 #include <QObject>
@@ -69,6 +70,15 @@ public:
     /// Builds the colour table from @p descriptor, the tile system's level mapping and
     /// noValueColor, hands it to the provider and repaints. No copy is kept.
     void setTileColorTableDescriptor(const TileColorTableDescriptor& descriptor);
+    /**
+     * As setTileColorTableDescriptor(), for colour maps of more than three colours: the
+     * gradient also passes through each of @p innerStops, a colour at a place in the
+     * level range given as 0.0 at rangeLower and 1.0 at rangeUpper. They are set after
+     * the descriptor's three colours, so a stop at 0.0, 0.5 or 1.0 takes the place of
+     * lowColor, midColor or highColor. Without inner stops the table is exactly the one
+     * setTileColorTableDescriptor() builds. No copy is kept.
+     */
+    void setTileColorTableGradient(const TileColorTableDescriptor& descriptor, const QGradientStops& innerStops);
     /// Takes the settings and repaints. The colour table is not rebuilt: a new
     /// noValueColor shows from the next setTileColorTableDescriptor() on (kept).
     void setTilePaintHandlerSettings(const TilePaintHandlerSettings& settings);
@@ -94,6 +104,14 @@ public:
      */
     static QVector<unsigned int> buildColorTable(const TileColorTableDescriptor& descriptor,
                                                  const TileSystemDescriptor& levels, const QColor& noValueColor);
+    /**
+     * The same with @p innerStops in the gradient as setTileColorTableGradient() puts
+     * them. An inner stop whose place falls outside the tile system's value range, or
+     * is not a number, is left out, as the descriptor's own colours would be.
+     */
+    static QVector<unsigned int> buildColorTable(const TileColorTableDescriptor& descriptor,
+                                                 const TileSystemDescriptor& levels, const QColor& noValueColor,
+                                                 const QGradientStops& innerStops);
 
     /// The debug text of a tile: its id, then the target and the source rectangle.
     static QString debugText(const TileId& tileId, const QRectF& target, const QRectF& source);
@@ -108,6 +126,7 @@ private:
     void paintTile(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect);
     void paintTileDebugInfo(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect);
     QImage paintableImage(const QPainter& painter, const QImage& indexed);
+    void applyColorTable(const QVector<unsigned int>& table);
 
     QWidget& m_widget;
     const CoordSystem& m_coordSystem;

@@ -177,6 +177,7 @@ void TileSourceManager::handleDiscoveryReply(QNetworkReply& reply)
     const QList<QString> ids = parseTileSourceList(readBody(reply)).mid(0, maximumDiscoveredTileSources);
     for (const QString& id : ids)
         addTileSource(id, QString());
+    Q_EMIT si_discoveryFinished(m_discoveryUrl);
 }
 
 int TileSourceManager::indexOf(const QString& id) const

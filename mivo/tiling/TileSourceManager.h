@@ -103,6 +103,14 @@ public:
 Q_SIGNALS:
     /// A source was added or removed, or its descriptor or extents arrived.
     void si_tileSourceListChanged();
+    /**
+     * The answer to the discovery document of @p url has been handled: the sources it
+     * listed that were new are added (their si_tileSourceListChanged() came first).
+     * Emitted also when the answer failed, was cut off or listed nothing, so a host
+     * can tell "no sources here" from "not answered yet". Not emitted for an answer to
+     * a discovery URL that has been replaced since.
+     */
+    void si_discoveryFinished(const QString& url);
 
 private Q_SLOTS:
     void sl_networkRequestFinished(QNetworkReply* reply);

@@ -419,6 +419,116 @@ private Q_SLOTS:
         QCOMPARE(scene.provider.colorTable.at(0), QColor(Qt::red).rgb());
     }
 
+    // Colour maps of more than three colours
+
+    void withoutInnerStopsTheTableIsTheDescriptors_data()
+    {
+        QTest::addColumn<double>("lower");
+        QTest::addColumn<double>("upper");
+        QTest::newRow("whole range") << -127.0 << 127.0;
+        QTest::newRow("narrow") << -50.0 << 50.0;
+        QTest::newRow("reversed") << 40.0 << -20.0;
+        QTest::newRow("beyond the value range") << -200.0 << 90.0;
+    }
+
+    void withoutInnerStopsTheTableIsTheDescriptors()
+    {
+        QFETCH(double, lower);
+        QFETCH(double, upper);
+        TileColorTableDescriptor descriptor;
+        descriptor.rangeLower = lower;
+        descriptor.rangeUpper = upper;
+        const QVector<unsigned int> plain = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
+        QCOMPARE(TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black, QGradientStops()),
+                 plain);
+        Scene scene;
+        scene.handler.setTileColorTableGradient(descriptor, QGradientStops());
+        QCOMPARE(scene.provider.colorTableCalls, 1);
+        QCOMPARE(scene.provider.colorTable,
+                 TilePaintHandler::buildColorTable(descriptor, scene.system.tileSystemDescriptor(), Qt::black));
+    }
+
+    void innerStopsShapeTheGradient()
+    {
+        TileColorTableDescriptor descriptor; // over the whole value range: places 0 .. 1 of the strip
+        descriptor.lowColor = Qt::black;
+        descriptor.midColor = Qt::red;
+        descriptor.highColor = Qt::red;
+        const QVector<unsigned int> threeColours =
+            TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
+        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(
+            descriptor, TileSystemDescriptor(), Qt::black, QGradientStops{{0.25, QColor(Qt::red)}});
+        QCOMPARE(table.size(), 255);
+        QCOMPARE(table.at(0), 0xff000000u);
+        // Column 32 lies at (32 + 0.5) / 256 = 0.127: half way to the stop at 0.25, a
+        // quarter of the way to the middle without it.
+        QVERIFY2(close(table.at(32), QColor(130, 0, 0), 8), qPrintable(QString::number(table.at(32), 16)));
+        QVERIFY2(close(threeColours.at(32), QColor(65, 0, 0), 8), qPrintable(QString::number(threeColours.at(32), 16)));
+        // From the stop on the map is red, which the three colours reach only at the middle.
+        for (int i = 70; i < table.size(); ++i)
+            QCOMPARE(table.at(i), quantised(Qt::red));
+        QVERIFY(threeColours.at(70) != quantised(Qt::red));
+        for (const unsigned int entry : table)
+            QCOMPARE(entry, quantised(QColor::fromRgba(entry))); // 16-bit colours, as before
+    }
+
+    void innerStopsLieInTheLevelRange()
+    {
+        TileColorTableDescriptor descriptor;
+        descriptor.lowColor = Qt::black;
+        descriptor.midColor = Qt::blue;
+        descriptor.highColor = Qt::white;
+        descriptor.rangeLower = -63.5; // places 0.25 .. 0.75 of the value range -127 .. 127
+        descriptor.rangeUpper = 63.5;
+        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(
+            descriptor, TileSystemDescriptor(), Qt::black,
+            QGradientStops{{0.25, QColor(Qt::red)}, {0.5, QColor(Qt::green)}});
+        // 0.25 of the level range is 0.375 of the strip, around column 96; 0.5 replaces
+        // the middle colour at column 128.
+        QVERIFY2(close(table.at(95), QColor(Qt::red), 12), qPrintable(QString::number(table.at(95), 16)));
+        QVERIFY2(close(table.at(127), QColor(Qt::green), 12), qPrintable(QString::number(table.at(127), 16)));
+        QVERIFY2(close(table.at(128), QColor(Qt::green), 12), qPrintable(QString::number(table.at(128), 16)));
+        // Below and above the range: the outer colours, as with three colours.
+        QCOMPARE(table.at(40), quantised(Qt::black));
+        QCOMPARE(table.at(220), quantised(Qt::white));
+        // A stop at 0 or 1 takes the place of the outer colour.
+        const QVector<unsigned int> ends = TilePaintHandler::buildColorTable(
+            descriptor, TileSystemDescriptor(), Qt::black, QGradientStops{{0.0, QColor(Qt::yellow)}, {1.0, QColor(Qt::cyan)}});
+        QCOMPARE(ends.at(40), quantised(Qt::yellow));
+        QCOMPARE(ends.at(220), quantised(Qt::cyan));
+    }
+
+    void innerStopsOutsideTheValueRangeAreLeftOut()
+    {
+        TileColorTableDescriptor descriptor;
+        descriptor.rangeUpper = 381.0; // the upper level lies at place 2 of the value range
+        const QGradientStops inside{{0.25, QColor(Qt::red)}};
+        const QVector<unsigned int> expected =
+            TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black, inside);
+        QVERIFY(expected != TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black));
+        QCOMPARE(TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black,
+                                                   inside + QGradientStops{{0.75, QColor(Qt::green)}}),
+                 expected);
+        QCOMPARE(TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black,
+                                                   inside + QGradientStops{{std::nan(""), QColor(Qt::green)}}),
+                 expected);
+    }
+
+    void gradientGoesToTheProviderWithTheCurrentLevels()
+    {
+        Scene scene;
+        TileSystemDescriptor levels = scene.system.tileSystemDescriptor();
+        levels.valueSteps = 40;
+        levels.minValue = -100.0;
+        scene.system.setTileSystemDescriptor(levels);
+        const QGradientStops stops{{0.3, QColor(Qt::magenta)}};
+        scene.handler.setTileColorTableGradient(TileColorTableDescriptor(), stops);
+        QCOMPARE(scene.provider.colorTableCalls, 1);
+        QCOMPARE(scene.provider.colorTable,
+                 TilePaintHandler::buildColorTable(TileColorTableDescriptor(), levels, Qt::black, stops));
+        QCOMPARE(scene.provider.colorTable.size(), 40);
+    }
+
     // Repaints
 
     void arrivedTileRepaintsItsScreenArea()
@@ -460,6 +570,8 @@ private Q_SLOTS:
         handler.setTilePaintHandlerSettings(TilePaintHandlerSettings());
         QCOMPARE(shown.nextPaint(), QRegion(shown.widget.rect()));
         handler.setTileColorTableDescriptor(TileColorTableDescriptor());
+        QCOMPARE(shown.nextPaint(), QRegion(shown.widget.rect()));
+        handler.setTileColorTableGradient(TileColorTableDescriptor(), QGradientStops{{0.3, QColor(Qt::red)}});
         QCOMPARE(shown.nextPaint(), QRegion(shown.widget.rect()));
     }
 };

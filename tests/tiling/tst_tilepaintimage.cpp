@@ -359,8 +359,16 @@ private Q_SLOTS:
         QCOMPARE(scene.images().recencyOrder().mid(16).contains(oldKey), true);
     }
 
+    void colourChangeThroughThePainterFreesTheConvertedImages_data()
+    {
+        QTest::addColumn<bool>("gradient");
+        QTest::newRow("descriptor") << false;
+        QTest::newRow("gradient with inner stops") << true;
+    }
+
     void colourChangeThroughThePainterFreesTheConvertedImages()
     {
+        QFETCH(bool, gradient);
         Scene scene;
         scene.handler.setTileColorTableDescriptor(TileColorTableDescriptor());
         scene.deliverLevelZero();
@@ -368,7 +376,10 @@ private Q_SLOTS:
         QCOMPARE(scene.handler.paintImageBytes(), qint64(16 * 64));
         TileColorTableDescriptor other;
         other.lowColor = Qt::red;
-        scene.handler.setTileColorTableDescriptor(other);
+        if (gradient)
+            scene.handler.setTileColorTableGradient(other, QGradientStops{{0.25, Qt::green}});
+        else
+            scene.handler.setTileColorTableDescriptor(other);
         QCOMPARE(scene.handler.paintImageBytes(), qint64(0));
         scene.paint();
         QCOMPARE(scene.handler.paintImageBytes(), qint64(16 * 64));

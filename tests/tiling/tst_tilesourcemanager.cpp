@@ -275,6 +275,66 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(QStringLiteral("/old/p/tiledescriptor.json")), 0);
     }
 
+    void theEndOfADiscoveryIsSignalledAfterItsSources()
+    {
+        serveTwoSources();
+        WatchedManager watched;
+        QSignalSpy finished(&watched.manager, &TileSourceManager::si_discoveryFinished);
+        int listChangesSeen = -1;
+        connect(&watched.manager, &TileSourceManager::si_discoveryFinished, this,
+                [&] { listChangesSeen = watched.changed.count(); });
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QVERIFY(finished.wait());
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(finished.at(0).at(0).toString(), url(QStringLiteral("/tiles")));
+        QCOMPARE(listChangesSeen, 2); // both sources added, their documents not yet arrived
+        QCOMPARE(watched.manager.tileSources().size(), 2);
+        // A second discovery of the same URL adds nothing and ends all the same.
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QVERIFY(finished.wait());
+        QCOMPARE(finished.count(), 2);
+        QCOMPARE(watched.manager.tileSources().size(), 2);
+    }
+
+    void aDiscoveryThatFindsNothingEndsAllTheSame_data()
+    {
+        failedDiscoveryAddsNothing_data();
+        QTest::newRow("empty list") << TestHttpServer::Fault::None << QByteArray("[]");
+    }
+
+    void aDiscoveryThatFindsNothingEndsAllTheSame()
+    {
+        QFETCH(TestHttpServer::Fault, fault);
+        QFETCH(QByteArray, body);
+        m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), body, "application/json");
+        m_server->setFault(QStringLiteral("/tiles/tilesources.json"), fault);
+        WatchedManager watched;
+        QSignalSpy finished(&watched.manager, &TileSourceManager::si_discoveryFinished);
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QVERIFY(finished.wait());
+        QCOMPARE(finished.at(0).at(0).toString(), url(QStringLiteral("/tiles")));
+        letStrayAnswersArrive();
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(watched.changed.count(), 0);
+    }
+
+    void theEndOfAReplacedDiscoveryIsNotSignalled()
+    {
+        m_server->setDocument(QStringLiteral("/old/tilesources.json"), "[\"p\"]");
+        m_server->setFault(QStringLiteral("/old/tilesources.json"), TestHttpServer::Fault::Hold);
+        m_server->setDocument(QStringLiteral("/new/tilesources.json"), "[\"q\"]");
+        WatchedManager watched;
+        QSignalSpy finished(&watched.manager, &TileSourceManager::si_discoveryFinished);
+        watched.manager.discoverTileSources(url(QStringLiteral("/old")));
+        QTRY_COMPARE(m_server->heldCount(), 1);
+        watched.manager.discoverTileSources(url(QStringLiteral("/new")));
+        QVERIFY(finished.wait());
+        m_server->releaseAllHeld();
+        letStrayAnswersArrive();
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(finished.at(0).at(0).toString(), url(QStringLiteral("/new")));
+    }
+
     void nonStringEntriesGiveOneEmptyId()
     {
         m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[1, \"a\", null, {\"x\": 2}]");

@@ -11,6 +11,8 @@
 
 #include "TileSourceTestSupport.h"
 
+#include "../common/TilegenRecording.h"
+
 #include <NginxServer.h>
 
 #include <QLayout>
@@ -31,63 +33,10 @@ using sourcetest::letStrayAnswersArrive;
 
 namespace {
 
-// A recording: a tone over weak deterministic noise, as raw little-endian cf32.
-struct Recording
-{
-    QString id;
-    QString name;
-    double sampleRate;
-    double centre;
-    double start;
-    int samples;
-    double toneOffset;
+using testtiles::Recording;
 
-    // What mivo-tilegen documents for a complex recording: centre +- fs/2, start ..
-    // start + samples / fs.
-    QRectF extents() const
-    {
-        return QRectF(centre - sampleRate / 2, start, sampleRate, samples / sampleRate);
-    }
-};
-
-const Recording alpha{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6, 1704110400.0, 48000, 5000.0};
-const Recording beta{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6, 1704200000.5, 48000,
-                     -12000.0};
-
-QByteArray cf32Samples(const Recording& recording)
-{
-    QByteArray bytes;
-    bytes.reserve(recording.samples * 8);
-    quint32 noise = 12345;
-    const auto nextNoise = [&noise] {
-        noise = noise * 1664525u + 1013904223u;
-        return (float(noise >> 8) / float(1u << 24) - 0.5f) * 1e-3f;
-    };
-    for (int i = 0; i < recording.samples; ++i) {
-        constexpr double pi = 3.14159265358979323846;
-        const double phase = 2.0 * pi * recording.toneOffset * i / recording.sampleRate;
-        const float iq[2] = {float(0.5 * std::cos(phase)) + nextNoise(), float(0.5 * std::sin(phase)) + nextNoise()};
-        bytes.append(reinterpret_cast<const char*>(iq), sizeof iq);
-    }
-    return bytes;
-}
-
-QString runTilegen(const Recording& recording, const QString& input, const QString& output)
-{
-    QProcess process;
-    process.start(QStringLiteral(TILEGEN_EXECUTABLE),
-                  {input, output, QStringLiteral("--sample-rate"), QString::number(recording.sampleRate, 'g', 17),
-                   QStringLiteral("--center-frequency"), QString::number(recording.centre, 'g', 17),
-                   QStringLiteral("--start-time"), QString::number(recording.start, 'f', 3),
-                   QStringLiteral("--fft-size"), QStringLiteral("256"), QStringLiteral("--tile-size"),
-                   QStringLiteral("64"), QStringLiteral("--source-id"), recording.id, QStringLiteral("--name"),
-                   recording.name, QStringLiteral("--quiet")});
-    if (!process.waitForFinished(120000))
-        return QStringLiteral("mivo-tilegen did not finish");
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
-        return QString::fromLocal8Bit(process.readAllStandardError());
-    return QString();
-}
+const Recording& alpha = testtiles::alphaRecording;
+const Recording& beta = testtiles::betaRecording;
 
 QByteArray readFile(const QString& path)
 {
@@ -102,24 +51,15 @@ class TestTileSourcesNginx : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    std::unique_ptr<NginxServer> m_nginx;
+    testtiles::ServedRecordings m_served;
 
-    QString url(const QString& path) const { return m_nginx->baseUrl() + path; }
-    QString file(const QString& path) const { return m_dir.path() + path; }
+    QString url(const QString& path) const { return m_served.url(path); }
+    QString file(const QString& path) const { return m_served.file(path); }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        if (!NginxServer::isAvailable())
-            QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");
-        QVERIFY(m_dir.isValid());
-        for (const Recording& recording : {alpha, beta}) {
-            const QString input = file(QStringLiteral("/%1.cf32").arg(recording.id));
-            QVERIFY(testtiles::writeFile(input, cf32Samples(recording)));
-            const QString error = runTilegen(recording, input, file(QStringLiteral("/tiles")));
-            QVERIFY2(error.isEmpty(), qPrintable(error));
-        }
+        MIVO_START_SERVED_RECORDINGS(m_served);
 
         // Hand-made faults: a listed source without files, a broken descriptor, broken
         // extents; and a discovery document that is no list.
@@ -133,13 +73,9 @@ private Q_SLOTS:
         QVERIFY(testtiles::writeFile(file(QStringLiteral("/faulty/bad-extents/tiledescriptor.json")), descriptor));
         QVERIFY(testtiles::writeFile(file(QStringLiteral("/faulty/bad-extents/tileextents.json")), "{\"x\": "));
         QVERIFY(testtiles::writeFile(file(QStringLiteral("/notalist/tilesources.json")), "{\"alpha\": true}"));
-
-        m_nginx = std::make_unique<NginxServer>(m_dir.path());
-        QString error;
-        QVERIFY2(m_nginx->start(&error), qPrintable(error));
     }
 
-    void cleanupTestCase() { m_nginx.reset(); }
+    void cleanupTestCase() { m_served.nginx.reset(); }
 
     void theGeneratedSourcesAreDiscoveredWithTheirDocuments()
     {
@@ -163,10 +99,10 @@ private Q_SLOTS:
         }
         letStrayAnswersArrive();
         QCOMPARE(watched.changed.count(), 6);
-        QCOMPARE(m_nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
+        QCOMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const Recording& recording : {alpha, beta}) {
-            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)), 1);
-            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/tiles/%1/tileextents.json").arg(recording.id)), 1);
+            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)), 1);
+            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tileextents.json").arg(recording.id)), 1);
         }
     }
 
@@ -214,7 +150,7 @@ private Q_SLOTS:
         // A full-scale tone reads 0 dBFS; at half scale about -6 dB.
         QVERIFY2(levels.minValue + brightest * (levels.maxValue - levels.minValue) / levels.valueSteps > -10.0,
                  qPrintable(QString::number(brightest)));
-        QTRY_VERIFY(m_nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/.*\\.png$"))).size() > 0);
+        QTRY_VERIFY(m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/.*\\.png$"))).size() > 0);
     }
 
     void faultySourcesGetTheDocumentedDefaults()
@@ -267,7 +203,7 @@ private Q_SLOTS:
         WatchedManager watched;
         TileSourceSelectionWidget picker(watched.manager);
         watched.manager.discoverTileSources(url(path));
-        QTRY_COMPARE(m_nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
+        QTRY_COMPARE(m_served.nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
         letStrayAnswersArrive();
         QCOMPARE(watched.changed.count(), 0);
         QCOMPARE(buttonTexts(picker), QStringList{QStringLiteral("None")});

@@ -271,6 +271,120 @@ private Q_SLOTS:
         QVERIFY(s.measuredArea.isNull());
         QVERIFY(provider.asked.isEmpty());
     }
+    // The level distribution and the colour levels taken from it
+
+    void theDistributionHoldsEveryLevelWithItsShare()
+    {
+        Scene scene;
+        // Column 0 of rows 0..2 holds 30, the bottom row 200, the rest 50.
+        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int x, int y) {
+                                 return y == 3 ? 200 : (x == 0 ? 30 : 50);
+                             }));
+        const LevelStatistics s = scene.measure(QRectF(0, 0, 4, 4));
+        QCOMPARE(s.distribution.size(), 3);
+        QCOMPARE(s.distribution.at(0).level, level(30));
+        QCOMPARE(s.distribution.at(0).pixels, 3.0);
+        QCOMPARE(s.distribution.at(1).level, level(50));
+        QCOMPARE(s.distribution.at(1).pixels, 9.0);
+        QCOMPARE(s.distribution.at(2).level, level(200));
+        QCOMPARE(s.distribution.at(2).pixels, 4.0);
+        QCOMPARE(s.levelAt(0.0), level(30));
+        QCOMPARE(s.levelAt(3.0 / 16.0), level(30));
+        QCOMPARE(s.levelAt(0.19), level(50));
+        QCOMPARE(s.levelAt(12.0 / 16.0), level(50));
+        QCOMPARE(s.levelAt(0.76), level(200));
+        QCOMPARE(s.levelAt(1.0), level(200));
+        QCOMPARE(s.medianLevel, level(50));
+    }
+
+    void partPixelsWeighTheirShareInTheDistribution()
+    {
+        Scene scene;
+        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), ramp));
+        const LevelStatistics s = scene.measure(QRectF(0.5, 0.0, 1.0, 1.5));
+        QCOMPARE(s.distribution.size(), 4);
+        const QList<int> indices{10, 11, 14, 15};
+        const QList<double> pixels{0.5, 0.5, 0.25, 0.25};
+        for (int i = 0; i < 4; ++i) {
+            QCOMPARE(s.distribution.at(i).level, level(indices.at(i)));
+            QCOMPARE(s.distribution.at(i).pixels, pixels.at(i));
+        }
+    }
+
+    void aDownwardLevelMappingStillGivesAscendingLevels()
+    {
+        Scene scene;
+        TileSystemDescriptor descriptor = scene.tileSystem.tileSystemDescriptor();
+        descriptor.minValue = 0.0; // index 0 is 0 dB, index 255 is -100 dB
+        descriptor.maxValue = -100.0;
+        scene.tileSystem.setTileSystemDescriptor(descriptor);
+        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int x, int) { return x < 3 ? 51 : 204; }));
+        const LevelStatistics s = scene.measure(QRectF(0, 0, 4, 4));
+        QCOMPARE(s.distribution.size(), 2);
+        QCOMPARE(s.distribution.at(0).level, -80.0); // index 204
+        QCOMPARE(s.distribution.at(0).pixels, 4.0);
+        QCOMPARE(s.distribution.at(1).level, -20.0); // index 51
+        QCOMPARE(s.levelAt(0.25), -80.0);
+        QCOMPARE(s.levelAt(0.26), -20.0);
+    }
+
+    void autoLevelsSpanTheNoiseFloorToTheStrongestSignals()
+    {
+        Scene scene;
+        // 32 x 32 data pixels in 64 tiles: row 0 (3.125 %) at index 30, row 1 (up to
+        // 6.25 %) at 40, a signal of 8 pixels (0.78 %) at 220, the rest at 60.
+        for (quint64 ty = 0; ty < 8; ++ty) {
+            for (quint64 tx = 0; tx < 8; ++tx) {
+                const TileId id(tx, ty, 0, 0);
+                scene.provider.place(id, tile(id, [tx, ty](int x, int y) {
+                                         const quint64 X = tx * 4 + quint64(x);
+                                         const quint64 Y = ty * 4 + quint64(y);
+                                         if (Y == 0)
+                                             return 30;
+                                         if (Y == 1)
+                                             return 40;
+                                         return X >= 30 && Y >= 28 ? 220 : 60;
+                                     }));
+            }
+        }
+        const LevelStatistics s = scene.measure(QRectF(0, 0, 32, 32));
+        QCOMPARE(s.dataPixels, 1024.0);
+        // The 5th percentile is the first level past 5 %: 40 (-87.16 dB), widened down
+        // to -88; the 99.5th the first past 99.5 %: 220 (92.14 dB), widened up to 93.
+        const std::optional<LevelRange> range = autoLevelRange(s);
+        QVERIFY(range);
+        QCOMPARE(range->lower, -88.0);
+        QCOMPARE(range->upper, 93.0);
+        // Other quantiles: everything from the lowest to the highest level.
+        const std::optional<LevelRange> all = autoLevelRange(s, 0.0, 1.0);
+        QCOMPARE(all->lower, std::floor(level(30)));
+        QCOMPARE(all->upper, std::ceil(level(220)));
+        const std::optional<LevelRange> middle = autoLevelRange(s, 0.1, 0.9);
+        QCOMPARE(middle->lower, std::floor(level(60)));
+        QCOMPARE(middle->upper, std::ceil(level(60)));
+    }
+
+    void autoLevelsOfASingleWholeLevelAreOneDbApart()
+    {
+        Scene scene;
+        // Index 255 is exactly 127 dB: floor and ceiling meet.
+        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int, int) { return 255; }));
+        const std::optional<LevelRange> range = autoLevelRange(scene.measure(QRectF(0, 0, 4, 4)));
+        QVERIFY(range);
+        QCOMPARE(range->lower, 127.0);
+        QCOMPARE(range->upper, 128.0);
+    }
+
+    void withoutDataThereAreNoAutoLevels()
+    {
+        Scene scene;
+        const LevelStatistics missing = scene.measure(QRectF(0, 0, 4, 4)); // no tile placed
+        QVERIFY(missing.distribution.isEmpty());
+        QCOMPARE(missing.levelAt(0.5), 0.0);
+        QVERIFY(!autoLevelRange(missing));
+        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int, int) { return 0; }));
+        QVERIFY(!autoLevelRange(scene.measure(QRectF(0, 0, 4, 4)))); // index 0: no data
+    }
 };
 
 QTEST_MAIN(TestLevelStatistics)

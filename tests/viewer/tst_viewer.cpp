@@ -1,3 +1,4 @@
+#include "ColourScheme.h"
 #include "RefreshingTileLoader.h"
 #include "TileSourceLocation.h"
 #include "ViewerOptions.h"
@@ -20,6 +21,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <cmath>
 
 using namespace mivo;
 using namespace mivo::tiling;
@@ -95,6 +98,13 @@ private Q_SLOTS:
         QCOMPARE(plain.options->levelLower, -100.0);
         QCOMPARE(plain.options->levelUpper, -30.0);
         QVERIFY(plain.options->screenshotFile.isEmpty());
+        QCOMPARE(plain.options->palette, QStringLiteral("default"));
+        for (const QString& name : {QStringLiteral("viridis"), QStringLiteral("inferno"), QStringLiteral("grayscale"),
+                                    QStringLiteral("default")}) {
+            const ViewerOptionsResult coloured = parse({QStringLiteral("x"), QStringLiteral("--palette"), name});
+            QVERIFY2(coloured.options, qPrintable(coloured.error));
+            QCOMPARE(coloured.options->palette, name);
+        }
 
         const ViewerOptionsResult full = parse(
             {QStringLiteral("http://h/tiles"), QStringLiteral("--source"), QStringLiteral("scene"),
@@ -151,6 +161,13 @@ private Q_SLOTS:
         QTest::newRow("reversed selection")
             << QStringList{QStringLiteral("a"), QStringLiteral("--selection"), QStringLiteral("2M:1M,10:20")}
             << QStringLiteral("--selection: \"2M:1M,10:20\" is not min:max,start:end");
+        QTest::newRow("unknown palette")
+            << QStringList{QStringLiteral("a"), QStringLiteral("--palette"), QStringLiteral("jet")}
+            << QStringLiteral("--palette: unknown palette \"jet\" (known: default, viridis, inferno, grayscale)");
+        QTest::newRow("palette by its title") << QStringList{QStringLiteral("a"), QStringLiteral("--palette"),
+                                                             QStringLiteral("Viridis")}
+                                              << QStringLiteral("--palette: unknown palette \"Viridis\" (known: "
+                                                                "default, viridis, inferno, grayscale)");
         QTest::newRow("unknown option") << QStringList{QStringLiteral("a"), QStringLiteral("--colour")}
                                         << QStringLiteral("Unknown option 'colour'. (see --help)");
     }
@@ -178,6 +195,30 @@ private Q_SLOTS:
                  QStringLiteral("http://h:8080/tiles/scene"));
         QCOMPARE(locateTileSource(QStringLiteral("https://h/tiles/scene"), QString()).baseUrl,
                  QStringLiteral("https://h/tiles/scene"));
+
+        // Where the sources to pick from are listed, and which one is shown.
+        const TileSourceLocation inDirectory = locateTileSource(dir.path(), QString());
+        QCOMPARE(inDirectory.discoveryUrl, QUrl::fromLocalFile(dir.path()).toString());
+        QCOMPARE(inDirectory.sourceId, QStringLiteral("uniform"));
+        QVERIFY(!inDirectory.awaitDiscovery);
+        const TileSourceLocation sourceDirectory = locateTileSource(source, QString());
+        QCOMPARE(sourceDirectory.discoveryUrl, QUrl::fromLocalFile(dir.path()).toString()); // its parent lists it
+        QCOMPARE(sourceDirectory.sourceId, QStringLiteral("uniform"));
+        QVERIFY(sourceDirectory.error.isEmpty());
+        QTemporaryDir lone;
+        testtiles::writeFile(lone.path() + QStringLiteral("/tiledescriptor.json"), "{}");
+        const TileSourceLocation alone = locateTileSource(lone.path(), QString());
+        QCOMPARE(alone.baseUrl, QUrl::fromLocalFile(lone.path()).toString());
+        QVERIFY(alone.discoveryUrl.isEmpty());
+        QVERIFY(alone.sourceId.isEmpty());
+        const TileSourceLocation withId = locateTileSource(QStringLiteral("http://h:8080/tiles/"), QStringLiteral("scene"));
+        QCOMPARE(withId.discoveryUrl, QStringLiteral("http://h:8080/tiles"));
+        QCOMPARE(withId.sourceId, QStringLiteral("scene"));
+        QVERIFY(!withId.awaitDiscovery);
+        const TileSourceLocation withoutId = locateTileSource(QStringLiteral("https://h/tiles/scene"), QString());
+        QCOMPARE(withoutId.discoveryUrl, QStringLiteral("https://h/tiles/scene"));
+        QVERIFY(withoutId.sourceId.isEmpty());
+        QVERIFY(withoutId.awaitDiscovery); // a source, or a discovery URL: its answer decides
 
         const TileSourceLocation missing = locateTileSource(dir.path(), QStringLiteral("other"));
         QVERIFY(missing.baseUrl.isEmpty());
@@ -321,6 +362,32 @@ private Q_SLOTS:
         QCOMPARE(shot.pixel(395, 150), qRgb(0, 0, 0));
     }
 
+    void screenshotShowsThePaletteAskedFor()
+    {
+        QTemporaryDir dir;
+        writeUniformPyramid(dir.path());
+        const QString png = dir.path() + QStringLiteral("/grey.png");
+        const Run run = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
+                                   QStringLiteral("400x300"), QStringLiteral("--palette"), QStringLiteral("grayscale"),
+                                   QStringLiteral("--level-range"), QStringLiteral("-90:40")});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        const QImage shot = QImage(png).convertToFormat(QImage::Format_RGB32);
+        // As in the screenshot above: level-3 tiles of one index each, here through grey.
+        const ColourScheme grey = colourSchemeOf(*findColourPreset(QStringLiteral("grayscale")), -90.0, 40.0);
+        const QVector<unsigned int> table =
+            TilePaintHandler::buildColorTable(grey.descriptor, TileSystemDescriptor(), Qt::black, grey.innerStops);
+        TileSystem geometry;
+        geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
+        const double xScale = (4096 * 1.06) / 400.0;
+        const double yScale = (4096 * 1.06) / 300.0;
+        for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(300, 200)}) {
+            const TileId id = geometry.valueToTileId(QPointF((p.x() + 0.5) * xScale, (p.y() + 0.5) * yScale), 3, 3);
+            const QRgb expected = table.at(int(40 + 50 * id.x + 100 * id.y));
+            QCOMPARE(shot.pixel(p), expected);
+            QVERIFY(std::abs(qRed(expected) - qGreen(expected)) <= 4 && qRed(expected) == qBlue(expected)); // grey
+        }
+    }
+
     void screenshotTimesOutWhenTilesDoNotArrive()
     {
         TestHttpServer server;
@@ -351,6 +418,8 @@ private Q_SLOTS:
         QVERIFY2(help.exitCode == 0, qPrintable(help.err));
         QVERIFY2(help.out.startsWith(QStringLiteral("Usage: ")), qPrintable(help.out));
         QVERIFY(help.out.contains(QStringLiteral("--frequency-range <min:max>")));
+        QVERIFY(help.out.contains(QStringLiteral("--palette <name>")));
+        QVERIFY(help.out.simplified().contains(QStringLiteral("default, viridis, inferno, grayscale")));
         QVERIFY(help.err.isEmpty());
 
         const Run version = runViewer({QStringLiteral("--version")}, 60000, withoutDisplay);

@@ -1,4 +1,6 @@
+#include "ColourPopup.h"
 #include "SelectionPanel.h"
+#include "SourcePicker.h"
 #include "ViewerActions.h"
 #include "ViewerKeyboardHandler.h"
 #include "ViewerOptions.h"
@@ -16,6 +18,7 @@
 #include <QClipboard>
 #include <QFile>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QToolButton>
 
 #include <cmath>
@@ -103,15 +106,7 @@ struct OpenView
     {
         ViewerOptions options;
         options.windowSize = viewSize;
-        view = std::make_unique<WaterfallView>(options);
-        QSignalSpy ready(view.get(), &WaterfallView::si_ready);
-        view->widget().show();
-        if (!QTest::qWaitForWindowExposed(&view->widget()))
-            qFatal("the view was never shown");
-        view->open(QUrl::fromLocalFile(source).toString());
-        // Generous: the machine may be busy; a failure here is no timing check.
-        if (!ready.wait(60000))
-            qFatal("the view never became ready");
+        view = viewertest::openedView(options, QUrl::fromLocalFile(source).toString());
     }
 
     BaseDrawWidget& widget() { return view->widget(); }
@@ -230,12 +225,8 @@ private Q_SLOTS:
         ViewerOptions options;
         options.windowSize = viewSize;
         options.selection = QRectF(1000, 1000, 500, 500); // selected from the start
-        WaterfallView view(options);
-        QSignalSpy ready(&view, &WaterfallView::si_ready);
-        view.widget().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
-        view.open(QUrl::fromLocalFile(m_uniform).toString());
-        QVERIFY(ready.wait(60000));
+        const std::unique_ptr<WaterfallView> shown = viewertest::openedView(options, QUrl::fromLocalFile(m_uniform).toString());
+        WaterfallView& view = *shown;
         QCOMPARE(view.selection().state(), SelectionFinished);
         QCOMPARE(view.selection().selection(), QRectF(1000, 1000, 500, 500));
 
@@ -251,7 +242,7 @@ private Q_SLOTS:
         // The bar's buttons: its area differs from the drawing beneath it.
         auto* bar = view.widget().findChild<GlobalActionBar*>();
         int differing = 0;
-        for (const QToolButton* button : bar->findChildren<QToolButton*>()) {
+        for (const QToolButton* button : bar->findChildren<QToolButton*>(QString(), Qt::FindDirectChildrenOnly)) {
             const QRect area = button->geometry().translated(bar->pos());
             for (int y = area.top(); y <= area.bottom(); ++y)
                 for (int x = area.left(); x <= area.right(); ++x)
@@ -290,7 +281,28 @@ private Q_SLOTS:
                     drawn += qAlpha(icon.pixel(x, y)) > 0 ? 1 : 0;
             QVERIFY2(drawn > 20, qPrintable(action->text()));
         }
-        QCOMPARE(bar->findChildren<QToolButton*>().size(), commands.size());
+        // Below them, the two panels: sources, then colours, opening at once.
+        const QList<QAction*> panels{open.view->sources().action(), open.view->colourPopup().action()};
+        for (QAction* action : panels) {
+            QToolButton* button = open.button(action);
+            QVERIFY2(button, qPrintable(action->text()));
+            QVERIFY(button->y() > previousY);
+            previousY = button->y();
+            QCOMPARE(button->popupMode(), QToolButton::InstantPopup);
+            QVERIFY(!action->toolTip().isEmpty());
+            const QImage icon = action->icon().pixmap(24, 24).toImage().convertToFormat(QImage::Format_ARGB32);
+            int drawn = 0;
+            for (int y = 0; y < icon.height(); ++y)
+                for (int x = 0; x < icon.width(); ++x)
+                    drawn += qAlpha(icon.pixel(x, y)) > 0 ? 1 : 0;
+            QVERIFY2(drawn > 20, qPrintable(action->text()));
+        }
+        QCOMPARE(open.button(panels.at(0))->menu()->actions().size(), 1);
+        // Opened without a discovery there is nothing to pick from; colours are always there.
+        QVERIFY(!panels.at(0)->isEnabled());
+        QVERIFY(panels.at(1)->isEnabled());
+        QCOMPARE(bar->findChildren<QToolButton*>(QString(), Qt::FindDirectChildrenOnly).size(),
+                 commands.size() + panels.size());
     }
 
     void theButtonsChangeTheView()
