@@ -3,6 +3,7 @@
 #include <mivo/mivo_export.h>
 
 #include <QImage>
+#include <QMetaType>
 #include <QObject>
 #include <QPair>
 #include <QRectF>
@@ -111,3 +112,5 @@ private:
 };
 
 } // namespace mivo::sdm
+
+Q_DECLARE_METATYPE(mivo::sdm::RenderRequest)
