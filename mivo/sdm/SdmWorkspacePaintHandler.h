@@ -103,9 +103,10 @@ public:
     void setSettings(const SdmWorkspacePaintHandlerSettings& settings);
     const SdmWorkspacePaintHandlerSettings& settings() const { return m_settings; }
 
-    /// The renderer of the active workspace's items (owned by the handler), for hosts
+    /// The renderer of the active workspace's items, owned by the handler: for hosts
     /// that wait for its image, as a screenshot does.
     const AsyncItemRenderer& renderer() const { return *m_renderer; }
+    AsyncItemRenderer& renderer() { return *m_renderer; }
     /// The number of repository signals about the active workspace so far.
     quint32 generation() const { return m_generation; }
 
