@@ -52,12 +52,14 @@
 // tiling
 #include <mivo/tiling/ITileLoader.h>
 #include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/RetryingTileLoader.h>
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileAxis.h>
 #include <mivo/tiling/TileCache.h>
 #include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileColorTableEditorWidget.h>
 #include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileLoadFailure.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TilePaintHandler.h>

@@ -79,7 +79,10 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption timeout(QStringLiteral("timeout"),
                                      QStringLiteral("Seconds the screenshot mode waits for tiles (default 60)"),
                                      QStringLiteral("seconds"));
-    parser.addOptions({source, frequency, time, selection, levels, size, refresh, screenshot, timeout});
+    const QCommandLineOption cache(QStringLiteral("cache-mb"),
+                                   QStringLiteral("Memory the tile cache may take, in MiB (default 512)"),
+                                   QStringLiteral("MiB"));
+    parser.addOptions({source, frequency, time, selection, levels, size, refresh, screenshot, timeout, cache});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -142,6 +145,12 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         options.timeoutSeconds = parser.value(timeout).toInt(&ok);
         if (!ok || options.timeoutSeconds <= 0)
             return failure(QStringLiteral("--timeout: \"%1\" is not a number of seconds").arg(parser.value(timeout)));
+    }
+    if (parser.isSet(cache)) {
+        bool ok = false;
+        options.cacheMegabytes = parser.value(cache).toInt(&ok);
+        if (!ok || options.cacheMegabytes <= 0 || options.cacheMegabytes > 1024 * 1024)
+            return failure(QStringLiteral("--cache-mb: \"%1\" is not a number of MiB").arg(parser.value(cache)));
     }
     ViewerOptionsResult result;
     result.options = options;

@@ -24,6 +24,7 @@ struct ViewerOptions
     int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
     QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
     int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles
+    int cacheMegabytes = 512;            ///< --cache-mb, memory budget of the tile cache (MiB)
 };
 
 struct ViewerOptionsResult

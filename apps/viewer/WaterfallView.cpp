@@ -44,7 +44,8 @@ void limitScale(Axis& axis, double finestScale)
 WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     : QObject(parent)
     , m_options(options)
-    , m_refreshingLoader(m_loader, quint32(std::max(0, options.refreshIntervalMs)))
+    , m_retryingLoader(m_loader)
+    , m_refreshingLoader(m_retryingLoader, quint32(std::max(0, options.refreshIntervalMs)))
     , m_provider(m_refreshingLoader)
     , m_widget(std::make_unique<BaseDrawWidget>())
 {
@@ -96,6 +97,8 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 // (its rule for such scales), so the view stops at the finest pixels.
                 limitScale(m_widget->coordSystem().x(), descriptor.xaxis.basevalue);
                 limitScale(m_widget->coordSystem().y(), descriptor.yaxis.basevalue);
+                m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
+                    quint64(m_options.cacheMegabytes) << 20, descriptor));
                 m_tilePainter->setTileColorTableDescriptor(colours()); // the source's level mapping
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);

@@ -7,6 +7,7 @@
 #include <mivo/navigation/SelectionManager.h>
 #include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
+#include <mivo/tiling/RetryingTileLoader.h>
 #include <mivo/tiling/TileProvider.h>
 
 #include <QImage>
@@ -39,7 +40,9 @@ class ViewerActions;
  * When the data extents first arrive (and the widget has its size), the view shows the
  * range given in the options, completed from the extents with a small margin. The view
  * never zooms finer than the source's finest tile pixels; a requested range that would
- * is widened, with si_warning(). Colours span the options' level range.
+ * is widened, with si_warning(). Colours span the options' level range. Tiles that fail
+ * for a passing reason are asked for again (RetryingTileLoader); the tile cache holds
+ * what fits the options' memory budget.
  */
 class WaterfallView : public QObject
 {
@@ -84,6 +87,7 @@ private:
 
     ViewerOptions m_options;
     tiling::TileLoaderQNetworkAccessManager m_loader;
+    tiling::RetryingTileLoader m_retryingLoader;
     RefreshingTileLoader m_refreshingLoader;
     tiling::TileProvider m_provider;
     SelectionManager m_selection;

@@ -53,6 +53,34 @@ class TestViewer : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+
+    void cacheBudgetIsParsedInMegabytes()
+    {
+        QCOMPARE(parse({QStringLiteral("src")}).options->cacheMegabytes, 512);
+        QCOMPARE(parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), QStringLiteral("64")}).options->cacheMegabytes,
+                 64);
+        for (const QString& bad : {QStringLiteral("0"), QStringLiteral("-5"), QStringLiteral("lots")}) {
+            const ViewerOptionsResult result = parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), bad});
+            QVERIFY(!result.options);
+            QCOMPARE(result.exitCode, 2);
+            QCOMPARE(result.error, QStringLiteral("--cache-mb: \"%1\" is not a number of MiB").arg(bad));
+        }
+    }
+
+    void theCacheHoldsWhatFitsTheBudget()
+    {
+        QTemporaryDir dir;
+        ViewerOptions options;
+        options.windowSize = QSize(400, 300);
+        options.cacheMegabytes = 64;
+        WaterfallView view(options);
+        QCOMPARE(view.provider().cache().maximumSize(), TileProvider::defaultCacheSize);
+        QSignalSpy ready(&view, &WaterfallView::si_ready);
+        QVERIFY(showAndOpen(view, dir.path() + QStringLiteral("/budget"),
+                            testtiles::descriptorJson(QStringLiteral("b"), 1.0, 512, 2), QRectF(0, 0, 100, 100), ready));
+        // 64 MiB over 512 x 512 tiles of 262656 bytes with their overhead.
+        QCOMPARE(view.provider().cache().maximumSize(), quint64(255));
+    }
     // Command line
 
     void defaultsAndRanges()
