@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AnnotationWorkspaces.h"
 #include "RefreshingTileLoader.h"
 #include "ViewerOptions.h"
 
@@ -26,14 +27,15 @@ class TilePaintHandler;
 
 namespace mivo::viewer {
 
+class AnnotationLayer;
 class SelectionPanel;
 class ViewerActions;
 
 /**
  * The viewer's waterfall: a drawing widget with, bottom to top, background, tiles,
- * frequency grid, time grid, ruler (at the newest time of the data) and selection; the
- * selection, pan, wheel-zoom and double-click-zoom mouse handlers; and the tile
- * tooltip. The models (loader, provider, selection) belong to it and outlive the widget.
+ * frequency grid, time grid, annotations, ruler (at the newest time of the data) and
+ * selection; the selection, annotation, pan, wheel-zoom and double-click-zoom mouse
+ * handlers; and the annotation and tile tooltips. The models (loader, provider, selection) belong to it and outlive the widget.
  * Over the drawing: the selection's panel (with its figures) and the action bar; the
  * keys navigate (see ViewerKeyboardHandler). Labels use the viewer's formatters.
  *
@@ -58,6 +60,9 @@ public:
     SelectionManager& selection() { return m_selection; }
     SelectionPanel& selectionPanel() { return *m_selectionPanel; }
     ViewerActions& actions() { return *m_actions; }
+    /// The annotation workspaces shown over the waterfall (none until opened).
+    AnnotationWorkspaces& annotations() { return m_annotations; }
+    AnnotationLayer& annotationLayer() { return *m_annotationLayer; }
 
     /// The view as the user sees it: the drawing with the selection panel (its figures
     /// measured now) and the action bar over it.
@@ -68,6 +73,8 @@ public:
 
     /// True once the view shows its first range.
     bool isReady() const { return m_ready; }
+    /// True when the annotations' image for the last paint is ready (see AnnotationLayer).
+    bool annotationsSettled() const;
     /// Tiles the last paint required that neither arrived nor failed yet.
     int unsettledTileCount() const;
     int requiredTileCount() const;
@@ -93,6 +100,7 @@ private:
     SelectionManager m_selection;
     QSet<tiling::TileId> m_failedTiles;
     bool m_ready = false;
+    AnnotationWorkspaces m_annotations;
     // Last: the widget and its handlers go before the models they refer to.
     std::unique_ptr<BaseDrawWidget> m_widget;
     std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
@@ -100,6 +108,7 @@ private:
     ViewerActions* m_actions = nullptr;          // owned by the widget
     SelectionPanel* m_selectionPanel = nullptr;  // owned by the widget
     std::unique_ptr<InfoWidgetDisplayer> m_infoDisplayer;
+    std::unique_ptr<AnnotationLayer> m_annotationLayer;
 };
 
 } // namespace mivo::viewer
