@@ -48,6 +48,7 @@ using mivo::sdm::SdmWorkspaceRepository;
 namespace {
 
 const QSize viewSize(1920, 1080);
+constexpr int panMoves = 200;
 
 double threadCpuSeconds()
 {
@@ -202,10 +203,19 @@ struct PaintCounter : mivo::IPaintHandler
     int paints = 0;
 };
 
-// (c) Frames per second of a pan by synthetic mouse moves on a shown widget: press in
+// (c) Frames per second of a pan by synthetic mouse moves on a shown widget, with the
+// CPU time it takes: press in
 // the middle, then moves of 3 pixels, each followed by the event loop until the widget
 // has painted the new view.
-double panFramesPerSecond(const std::shared_ptr<SdmWorkspace>& workspace, const QRectF& view, bool withWorkspaces)
+struct PanFigures
+{
+    double framesPerSecond = 0.0;
+    double guiCpuPerFrame = 0.0;     // seconds of the GUI thread's CPU time
+    double processCpuPerFrame = 0.0; // seconds of all the program's threads
+    double imagesPerFrame = 0.0;     // item images the renderer finished
+};
+
+PanFigures pan(const std::shared_ptr<SdmWorkspace>& workspace, const QRectF& view, bool withWorkspaces)
 {
     SdmWorkspaceRepository repository;
     if (withWorkspaces) {
@@ -216,13 +226,19 @@ double panFramesPerSecond(const std::shared_ptr<SdmWorkspace>& workspace, const 
     widget.resize(viewSize);
     auto counter = std::make_shared<PaintCounter>();
     widget.addPaintHandler(std::make_shared<mivo::BackgroundPaintHandler>(widget));
-    if (withWorkspaces)
-        widget.addPaintHandler(std::make_shared<SdmWorkspacePaintHandler>(widget, repository));
+    int images = 0;
+    QObject imageCounter;
+    if (withWorkspaces) {
+        auto painter = std::make_shared<SdmWorkspacePaintHandler>(widget, repository);
+        QObject::connect(&painter->renderer(), &AsyncItemRenderer::si_prerenderFinished, &imageCounter,
+                         [&images] { ++images; });
+        widget.addPaintHandler(painter);
+    }
     widget.addPaintHandler(counter);
     widget.addMouseHandler(std::make_shared<mivo::PanMouseHandler>(widget, widget.coordSystem()));
     widget.show();
     if (!waitUntil([&widget] { return widget.windowHandle() && widget.windowHandle()->isExposed(); }, 10000))
-        return 0.0;
+        return {};
     showRange(widget, view);
     waitUntil([&counter] { return counter->paints > 0; }, 10000);
 
@@ -232,10 +248,13 @@ double panFramesPerSecond(const std::shared_ptr<SdmWorkspace>& workspace, const 
     };
     QPoint pos(viewSize.width() / 2, viewSize.height() / 2);
     send(QEvent::MouseButtonPress, pos, Qt::LeftButton, Qt::LeftButton);
-    constexpr int moves = 400;
+    constexpr int moves = panMoves;
     int lostFrames = 0;
     QElapsedTimer clock;
+    const double guiCpuBefore = threadCpuSeconds();
+    const double processCpuBefore = processCpuSeconds();
     clock.start();
+    const int imagesBefore = images;
     for (int m = 0; m < moves; ++m) {
         // A square path, so that the view stays over the day's items.
         const int leg = (m / 50) % 4;
@@ -246,10 +265,15 @@ double panFramesPerSecond(const std::shared_ptr<SdmWorkspace>& workspace, const 
             ++lostFrames;
     }
     const double seconds = double(clock.nsecsElapsed()) * 1e-9;
+    PanFigures figures;
+    figures.framesPerSecond = moves / seconds;
+    figures.guiCpuPerFrame = (threadCpuSeconds() - guiCpuBefore) / moves;
+    figures.processCpuPerFrame = (processCpuSeconds() - processCpuBefore) / moves;
+    figures.imagesPerFrame = double(images - imagesBefore) / moves;
     send(QEvent::MouseButtonRelease, pos, Qt::LeftButton, Qt::NoButton);
     if (lostFrames > 0)
         std::printf("    %d moves painted nothing within 2 s\n", lostFrames);
-    return moves / seconds;
+    return figures;
 }
 
 } // namespace
@@ -266,22 +290,38 @@ int main(int argc, char** argv)
     // Ten times the items: the whole band over the same time.
     const QRectF wideView(sdmbench::bandStart, view.y(), sdmbench::bandWidth, view.height());
 
-    paintWhileRendering(workspace, view);
-    renderImages(workspace, view, "the 10 MHz view", 20);
-    renderImages(workspace, wideView, "the whole band", 8);
+    // "pan" as the only argument runs (c) alone.
+    const bool panOnly = QCoreApplication::arguments().contains(QStringLiteral("pan"));
+    if (!panOnly) {
+        paintWhileRendering(workspace, view);
+        renderImages(workspace, view, "the 10 MHz view", 20);
+        renderImages(workspace, wideView, "the whole band", 8);
+    }
 
     // Alternated, so that the load of the shared machine weighs on both alike.
-    std::vector<double> with;
-    std::vector<double> without;
+    std::vector<PanFigures> with;
+    std::vector<PanFigures> without;
     for (int run = 0; run < 3; ++run) {
-        without.push_back(panFramesPerSecond(workspace, view, false));
-        with.push_back(panFramesPerSecond(workspace, view, true));
+        without.push_back(pan(workspace, view, false));
+        with.push_back(pan(workspace, view, true));
     }
-    const double withFps = summarise(with).median;
-    const double withoutFps = summarise(without).median;
-    std::printf("(c) pan of 400 moves on a shown %dx%d widget, medians of 3: without workspaces %.1f fps, "
+    const auto median = [](const std::vector<PanFigures>& runs, double PanFigures::*figure) {
+        std::vector<double> values;
+        for (const PanFigures& run : runs)
+            values.push_back(run.*figure);
+        return summarise(values).median;
+    };
+    const double withFps = median(with, &PanFigures::framesPerSecond);
+    const double withoutFps = median(without, &PanFigures::framesPerSecond);
+    std::printf("(c) pan of %d moves on a shown %dx%d widget, medians of 3: without workspaces %.1f fps, "
                 "with %.1f fps: %.1f %%   target >= 90 %%\n",
-                viewSize.width(), viewSize.height(), withoutFps, withFps,
+                panMoves, viewSize.width(), viewSize.height(), withoutFps, withFps,
                 withoutFps > 0.0 ? 100.0 * withFps / withoutFps : 0.0);
+    std::printf("    cpu a frame: GUI thread %.1f ms without, %.1f ms with; whole program %.1f ms without, "
+                "%.1f ms with\n",
+                median(without, &PanFigures::guiCpuPerFrame) * 1e3, median(with, &PanFigures::guiCpuPerFrame) * 1e3,
+                median(without, &PanFigures::processCpuPerFrame) * 1e3,
+                median(with, &PanFigures::processCpuPerFrame) * 1e3);
+    std::printf("    item images finished a frame while panning: %.2f\n", median(with, &PanFigures::imagesPerFrame));
     return 0;
 }

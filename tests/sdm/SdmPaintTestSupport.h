@@ -186,3 +186,12 @@ inline QString describePixel(QRgb pixel)
 }
 
 } // namespace sdmpaint
+
+/// Fails the test unless pixel (@p x, @p y) of @p image is @p expected, naming both.
+#define COMPARE_PIXEL(image, x, y, expected)                                                                           \
+    QVERIFY2((image).pixel((x), (y)) == (expected),                                                                    \
+             qPrintable(QStringLiteral("pixel (%1, %2) is %3, expected %4")                                            \
+                            .arg(x)                                                                                    \
+                            .arg(y)                                                                                    \
+                            .arg(sdmpaint::describePixel((image).pixel((x), (y))))                                     \
+                            .arg(sdmpaint::describePixel(expected))))

@@ -23,7 +23,6 @@ using mivo::sdm::SdmWorkspace;
 using mivo::sdm::SdmWorkspaceItem;
 using mivo::sdm::SdmWorkspacePaintHandlerSettings;
 using sdmpaint::composed;
-using sdmpaint::describePixel;
 using sdmpaint::RenderCounter;
 using sdmpaint::RendererBlocker;
 using sdmpaint::waitForCurrentImage;
@@ -51,14 +50,6 @@ QImage rendered(AsyncItemRenderer& renderer, const RenderRequest& request)
         return QImage();
     return renderer.lastResult().second;
 }
-
-#define COMPARE_PIXEL(image, x, y, expected)                                                                           \
-    QVERIFY2((image).pixel((x), (y)) == (expected),                                                                    \
-             qPrintable(QStringLiteral("pixel (%1, %2) is %3, expected %4")                                            \
-                            .arg(x)                                                                                    \
-                            .arg(y)                                                                                    \
-                            .arg(describePixel((image).pixel((x), (y))))                                               \
-                            .arg(describePixel(expected))))
 
 // Destroys the renderer a while after its request, so that the destruction lands at
 // some point of the render; no result depends on where it lands.

@@ -107,14 +107,6 @@ std::shared_ptr<SdmWorkspace> itemsOf(const QString& id, const QList<SdmWorkspac
     return workspace;
 }
 
-#define COMPARE_PIXEL(image, x, y, expected)                                                                           \
-    QVERIFY2((image).pixel((x), (y)) == (expected),                                                                    \
-             qPrintable(QStringLiteral("pixel (%1, %2) is %3, expected %4")                                            \
-                            .arg(x)                                                                                    \
-                            .arg(y)                                                                                    \
-                            .arg(describePixel((image).pixel((x), (y))))                                               \
-                            .arg(describePixel(expected))))
-
 // Where the marks of a workspace at pixel rectangle @p rect would be on a 200 x 100 view
 // with a pen 2 pixels wide: per side the line of pixels that only a mark covers (not the
 // outline), and the pixels along it from the visible part's shrunk corners.
