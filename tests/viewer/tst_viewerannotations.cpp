@@ -13,6 +13,7 @@
 
 #include <mivo/core/BaseDrawWidget.h>
 #include <mivo/core/CoordSystem.h>
+#include <mivo/sdm/AsyncItemRenderer.h>
 #include <mivo/sdm/SdmWorkspace.h>
 #include <mivo/sdm/SdmWorkspaceFileWriter.h>
 #include <mivo/sdm/SdmWorkspaceMouseHandler.h>
@@ -25,6 +26,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -321,6 +323,30 @@ private Q_SLOTS:
                                                                             .arg(shown.width())
                                                                             .arg(shown.height())));
         QVERIFY(shown.left() < 600.0 && shown.right() > 800.0 && shown.top() < 50.0 && shown.bottom() > 90.0);
+    }
+
+    // What the screenshot waits for: the image of the last paint's request, made for
+    // the active workspace.
+    void settledOnceTheActiveWorkspacesImageIsMade()
+    {
+        LayerScene s;
+        QVERIFY(s.layer.isSettled()); // nothing to draw
+        QVERIFY(s.open());
+        QVERIFY(!s.layer.isSettled()); // no paint has asked yet
+        QImage frame(500, 250, QImage::Format_ARGB32_Premultiplied);
+        const auto paint = [&s, &frame] {
+            QPainter painter(&frame);
+            s.layer.paintHandler()->handlePaint(painter);
+        };
+        paint();
+        QTRY_VERIFY(s.layer.isSettled());
+        // Another workspace becomes active: its image has not been asked for yet.
+        s.workspaces.repository().setActivateWorkspace(s.workspaces.repository().workspace(QStringLiteral("v")));
+        QVERIFY(!s.layer.isSettled());
+        paint();
+        QTRY_VERIFY(s.layer.isSettled());
+        QCOMPARE(s.layer.paintHandler()->renderer().lastResult().first.workspace,
+                 s.workspaces.repository().workspace(QStringLiteral("v")));
     }
 
     // The program: the pyramid's own workspace in the screenshot.
