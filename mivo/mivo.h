@@ -63,6 +63,7 @@
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TilePaintHandler.h>
+#include <mivo/tiling/TilePaintImageCache.h>
 #include <mivo/tiling/TileProvider.h>
 #include <mivo/tiling/TileServerProtocol.h>
 #include <mivo/tiling/TileSource.h>
