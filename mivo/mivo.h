@@ -38,12 +38,16 @@
 #include <mivo/overlays/TimeGridPaintHandler.h>
 
 // sdm
+#include <mivo/sdm/AsyncItemRenderer.h>
 #include <mivo/sdm/SdmWorkspace.h>
 #include <mivo/sdm/SdmWorkspaceDocument.h>
 #include <mivo/sdm/SdmWorkspaceFileReader.h>
 #include <mivo/sdm/SdmWorkspaceFileWriter.h>
 #include <mivo/sdm/SdmWorkspaceItem.h>
+#include <mivo/sdm/SdmWorkspaceMouseHandler.h>
+#include <mivo/sdm/SdmWorkspacePaintHandler.h>
 #include <mivo/sdm/SdmWorkspaceRepository.h>
+#include <mivo/sdm/SdmWorkspaceToolTipHandler.h>
 
 // tiling
 #include <mivo/tiling/ITileLoader.h>

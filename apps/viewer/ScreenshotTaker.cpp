@@ -23,12 +23,17 @@ ScreenshotTaker::ScreenshotTaker(WaterfallView& view, QString file, int timeoutS
 void ScreenshotTaker::poll()
 {
     if (m_clock.elapsed() > qint64(m_timeoutSeconds) * 1000) {
-        finish(3, m_view.isReady()
-                      ? tr("timed out after %1 s: %2 of %3 visible tiles have not arrived")
-                            .arg(m_timeoutSeconds)
-                            .arg(m_view.unsettledTileCount())
-                            .arg(m_view.requiredTileCount())
-                      : tr("timed out after %1 s waiting for the tile descriptor and extents").arg(m_timeoutSeconds));
+        QString reason;
+        if (!m_view.isReady())
+            reason = tr("timed out after %1 s waiting for the tile descriptor and extents").arg(m_timeoutSeconds);
+        else if (m_view.unsettledTileCount() > 0)
+            reason = tr("timed out after %1 s: %2 of %3 visible tiles have not arrived")
+                         .arg(m_timeoutSeconds)
+                         .arg(m_view.unsettledTileCount())
+                         .arg(m_view.requiredTileCount());
+        else
+            reason = tr("timed out after %1 s waiting for the annotations to be drawn").arg(m_timeoutSeconds);
+        finish(3, reason);
         return;
     }
     if (!m_view.isReady())
@@ -39,7 +44,8 @@ void ScreenshotTaker::poll()
         m_primed = true;
         return;
     }
-    if (m_view.unsettledTileCount() > 0)
+    // The annotations as well: their image is made on the renderer's thread.
+    if (m_view.unsettledTileCount() > 0 || !m_view.annotationsSettled())
         return;
     const QImage frame = m_view.grabView();
     if (frame.isNull() || !frame.save(m_file, "PNG")) {

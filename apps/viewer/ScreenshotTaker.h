@@ -10,11 +10,11 @@ namespace mivo::viewer {
 class WaterfallView;
 
 /**
- * The headless mode: once the view shows its range and every tile the view requires
- * has arrived (or failed), grabs the view (the drawing with the panel and the action bar
+ * The headless mode: once the view shows its range, every tile the view requires has
+ * arrived (or failed) and the annotations of the active workspace are drawn, grabs the view (the drawing with the panel and the action bar
  * over it) and writes it as PNG.
  * Finishes with exit code 0, or with a message and a non-zero code on failure (1) or
- * when the tiles do not all arrive in time (3).
+ * when the tiles or the annotations are not ready in time (3).
  */
 class ScreenshotTaker : public QObject
 {

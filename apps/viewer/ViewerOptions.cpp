@@ -88,7 +88,12 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption cache(QStringLiteral("cache-mb"),
                                    QStringLiteral("Memory the tile cache may take, in MiB (default 512)"),
                                    QStringLiteral("MiB"));
-    parser.addOptions({source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache});
+    const QCommandLineOption workspace(QStringLiteral("workspace"),
+                                       QStringLiteral("A workspace file of annotations to show besides the "
+                                                      "source's own workspace.json (repeatable)"),
+                                       QStringLiteral("file"));
+    parser.addOptions(
+        {source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache, workspace});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -164,6 +169,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         if (!ok || options.cacheMegabytes <= 0 || options.cacheMegabytes > 1024 * 1024)
             return failure(QStringLiteral("--cache-mb: \"%1\" is not a number of MiB").arg(parser.value(cache)));
     }
+    options.workspaceFiles = parser.values(workspace);
     ViewerOptionsResult result;
     result.options = options;
     return result;

@@ -26,6 +26,7 @@ struct ViewerOptions
     QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
     int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles
     int cacheMegabytes = 512;            ///< --cache-mb, memory budget of the tile cache (MiB)
+    QStringList workspaceFiles;          ///< --workspace FILE (repeatable): annotation workspaces to show
 };
 
 struct ViewerOptionsResult

@@ -1,6 +1,8 @@
 #include "WaterfallView.h"
 
 #include "ActionBarBuilder.h"
+#include "AnnotationLayer.h"
+#include "AnnotationPanel.h"
 #include "ColourPopup.h"
 #include "RangeWidening.h"
 #include "SelectionPanel.h"
@@ -21,6 +23,9 @@
 #include <mivo/overlays/HorizontalRulerPaintHandler.h>
 #include <mivo/overlays/InfoWidgetDisplayer.h>
 #include <mivo/overlays/TimeGridPaintHandler.h>
+#include <mivo/sdm/SdmWorkspaceMouseHandler.h>
+#include <mivo/sdm/SdmWorkspacePaintHandler.h>
+#include <mivo/sdm/SdmWorkspaceToolTipHandler.h>
 #include <mivo/tiling/TilePaintHandler.h>
 #include <mivo/tiling/TileTooltipHandler.h>
 
@@ -57,6 +62,7 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     , m_provider(m_refreshingLoader)
     , m_sources(std::make_unique<SourcePicker>())
     , m_widget(std::make_unique<BaseDrawWidget>())
+    , m_annotationLayer(std::make_unique<AnnotationLayer>(*m_widget, m_annotations))
 {
     BaseDrawWidget& w = *m_widget;
     CoordSystem& coords = w.coordSystem();
@@ -70,14 +76,17 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     w.addPaintHandler(frequencyGrid);
     auto timeGrid = std::make_shared<TimeGridPaintHandler>(w, coords);
     w.addPaintHandler(timeGrid);
+    w.addPaintHandler(m_annotationLayer->paintHandler());
     m_ruler = std::make_shared<HorizontalRulerPaintHandler>(w);
     w.addPaintHandler(m_ruler);
     w.addPaintHandler(std::make_shared<SelectionPaintHandler>(w, coords, m_selection));
 
     w.addMouseHandler(std::make_shared<SelectionMouseHandler>(w, coords, m_selection));
+    w.addMouseHandler(m_annotationLayer->mouseHandler());
     w.addMouseHandler(std::make_shared<PanMouseHandler>(w, coords));
     w.addMouseHandler(std::make_shared<WheelZoomMouseHandler>(w, coords));
     w.addMouseHandler(std::make_shared<DoubleClickZoomMouseHandler>(w, coords));
+    w.addToolTipHandler(m_annotationLayer->toolTipHandler());
     auto tooltip = std::make_shared<tiling::TileTooltipHandler>(w, m_provider, tileSystem);
     w.addToolTipHandler(tooltip);
     installViewerFormatters(w, *frequencyGrid, *timeGrid, *m_ruler, *tooltip);
@@ -89,6 +98,7 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     connect(m_actions->copyFigures(), &QAction::triggered, m_selectionPanel, &SelectionPanel::copyToClipboard);
     m_infoDisplayer = std::make_unique<InfoWidgetDisplayer>(w);
     m_infoDisplayer->addInfoWidget(m_selectionPanel);
+    m_infoDisplayer->addInfoWidget(&m_annotationLayer->panel());
     m_colourPopup = new ColourPopup(*m_colours, [this] { return levelRangeInView(); });
     // Before the first resize, which places it.
     buildActionBar(w, *m_actions,
@@ -209,6 +219,11 @@ QImage WaterfallView::grabView()
             child->render(&painter, child->pos());
     }
     return frame;
+}
+
+bool WaterfallView::annotationsSettled() const
+{
+    return m_annotationLayer->isSettled();
 }
 
 int WaterfallView::requiredTileCount() const

@@ -2,6 +2,7 @@
 
 #include "LevelStatistics.h"
 #include "PerSourceTileLoader.h"
+#include "AnnotationWorkspaces.h"
 #include "RefreshingTileLoader.h"
 #include "TileSourceLocation.h"
 #include "ViewerOptions.h"
@@ -28,6 +29,7 @@ class TilePaintHandler;
 namespace mivo::viewer {
 
 class ColourPopup;
+class AnnotationLayer;
 class SelectionPanel;
 class SourcePicker;
 class ViewerActions;
@@ -35,9 +37,9 @@ class WaterfallColours;
 
 /**
  * The viewer's waterfall: a drawing widget with, bottom to top, background, tiles,
- * frequency grid, time grid, ruler (at the newest time of the data) and selection; the
- * selection, pan, wheel-zoom and double-click-zoom mouse handlers; and the tile
- * tooltip. The models (loader, provider, selection) belong to it and outlive the widget.
+ * frequency grid, time grid, annotations, ruler (at the newest time of the data) and
+ * selection; the selection, annotation, pan, wheel-zoom and double-click-zoom mouse
+ * handlers; and the annotation and tile tooltips. The models (loader, provider, selection) belong to it and outlive the widget.
  * Over the drawing: the selection's panel (with its figures) and the action bar; the
  * keys navigate (see ViewerKeyboardHandler). Labels use the viewer's formatters.
  *
@@ -70,6 +72,9 @@ public:
     SourcePicker& sources() { return *m_sources; }
     WaterfallColours& colours() { return *m_colours; }
     ColourPopup& colourPopup() { return *m_colourPopup; }
+    /// The annotation workspaces shown over the waterfall (none until opened).
+    AnnotationWorkspaces& annotations() { return m_annotations; }
+    AnnotationLayer& annotationLayer() { return *m_annotationLayer; }
 
     /// The view as the user sees it: the drawing with the selection panel (its figures
     /// measured now) and the action bar over it.
@@ -86,6 +91,8 @@ public:
 
     /// True once the view shows its first range.
     bool isReady() const { return m_ready; }
+    /// True when the annotations' image for the last paint is ready (see AnnotationLayer).
+    bool annotationsSettled() const;
     /// Tiles the last paint required that neither arrived nor failed yet.
     int unsettledTileCount() const;
     int requiredTileCount() const;
@@ -112,6 +119,7 @@ private:
     bool m_ready = false;
     bool m_awaitingExtents = true; // since the last open()
     bool m_shownOnce = false;      // the options' ranges and selection are for the first source
+    AnnotationWorkspaces m_annotations;
     // Last: the widget and its handlers go before the models they refer to.
     std::unique_ptr<BaseDrawWidget> m_widget;
     std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
@@ -121,6 +129,7 @@ private:
     std::unique_ptr<InfoWidgetDisplayer> m_infoDisplayer;
     WaterfallColours* m_colours = nullptr; // owned by the widget
     ColourPopup* m_colourPopup = nullptr;  // owned by the action bar
+    std::unique_ptr<AnnotationLayer> m_annotationLayer;
 };
 
 } // namespace mivo::viewer

@@ -1,5 +1,6 @@
 // mivo-viewer: shows the waterfall of a tile source, or writes it to a PNG.
 
+#include "AnnotationWorkspaces.h"
 #include "ScreenshotTaker.h"
 #include "TileSourceLocation.h"
 #include "ViewerOptions.h"
@@ -35,6 +36,21 @@ int main(int argc, char** argv)
     }
 
     WaterfallView view(options);
+    // The source's own annotations first, so that they are the active workspace; a
+    // broken one is reported and left out, a broken --workspace file ends the program.
+    const QString ownWorkspace = sourceWorkspaceFile(location.baseUrl);
+    if (!ownWorkspace.isEmpty()) {
+        const QString error = view.annotations().open(ownWorkspace);
+        if (!error.isEmpty())
+            std::fprintf(stderr, "mivo-viewer: warning: %s\n", qPrintable(error));
+    }
+    for (const QString& file : options.workspaceFiles) {
+        const QString error = view.annotations().open(file);
+        if (!error.isEmpty()) {
+            std::fprintf(stderr, "mivo-viewer: %s\n", qPrintable(error));
+            return 1;
+        }
+    }
     // The source shown, for the title and messages: it may be chosen after a discovery
     // and changed with the picker.
     QString shown = location.baseUrl;

@@ -5,6 +5,8 @@
 // Every benchmark runs three times; the summary at the end prints the medians and the
 // ratios to the scans.
 
+#include "DayOfDetections.h"
+
 #include <mivo/sdm/SdmWorkspace.h>
 #include <mivo/sdm/SdmWorkspaceItem.h>
 
@@ -26,54 +28,9 @@
 
 using mivo::sdm::SdmWorkspace;
 using mivo::sdm::SdmWorkspaceItem;
+using namespace sdmbench;
 
 namespace {
-
-constexpr int dayItemCount = 1000000;
-constexpr int addedItemCount = 100000;
-constexpr double bandStart = 400.0e6; // Hz
-constexpr double bandWidth = 100.0e6;
-constexpr double dayStart = 1.7e9; // seconds since the epoch
-constexpr double dayLength = 86400.0;
-// A view of 10 MHz by 2 h 20 min meets about 1 % of the day's items: close to 10 000.
-constexpr double viewWidth = 10.0e6;
-constexpr double viewHeight = 8400.0;
-constexpr std::size_t queryCount = 64; // views and points cycled through, a power of two
-
-// Detections: widths 1 kHz to 200 kHz, durations 10 ms to 60 s, anywhere in the band
-// and the day. A fixed seed per set.
-QList<SdmWorkspaceItem> detections(int count, const QString& prefix, unsigned seed)
-{
-    std::mt19937_64 random(seed);
-    std::uniform_real_distribution<double> widths(1.0e3, 200.0e3);
-    std::uniform_real_distribution<double> durations(0.01, 60.0);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    QList<SdmWorkspaceItem> items;
-    items.reserve(count);
-    for (int i = 0; i < count; ++i) {
-        SdmWorkspaceItem item;
-        item.id = prefix + QString::number(i);
-        const double width = widths(random);
-        const double duration = durations(random);
-        item.rect = QRectF(bandStart + unit(random) * (bandWidth - width), dayStart + unit(random) * (dayLength - duration),
-                           width, duration);
-        item.marked = i % 10 == 0;
-        items.append(item);
-    }
-    return items;
-}
-
-const QList<SdmWorkspaceItem>& day()
-{
-    static const QList<SdmWorkspaceItem> items = detections(dayItemCount, QStringLiteral("d"), 20240611);
-    return items;
-}
-
-const QList<SdmWorkspaceItem>& laterDetections()
-{
-    static const QList<SdmWorkspaceItem> items = detections(addedItemCount, QStringLiteral("a"), 20240612);
-    return items;
-}
 
 // The day, loaded once for the query benchmarks.
 SdmWorkspace& dayWorkspace()
@@ -106,28 +63,6 @@ const Scanned& scanned()
         return result;
     }();
     return vectors;
-}
-
-std::vector<QRectF> views()
-{
-    std::mt19937_64 random(7);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    std::vector<QRectF> result;
-    for (std::size_t i = 0; i < queryCount; ++i) {
-        result.emplace_back(bandStart + unit(random) * (bandWidth - viewWidth),
-                            dayStart + unit(random) * (dayLength - viewHeight), viewWidth, viewHeight);
-    }
-    return result;
-}
-
-std::vector<QPointF> points()
-{
-    std::mt19937_64 random(8);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    std::vector<QPointF> result;
-    for (std::size_t i = 0; i < queryCount; ++i)
-        result.emplace_back(bandStart + unit(random) * bandWidth, dayStart + unit(random) * dayLength);
-    return result;
 }
 
 // The scan: the closed-interval test of the index, over every rectangle.

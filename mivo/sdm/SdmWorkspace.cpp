@@ -1,5 +1,6 @@
 #include <mivo/sdm/SdmWorkspace.h>
 
+#include "DescribedLock_p.h"
 #include "SdmMetaTypes_p.h"
 #include "ZOrder_p.h"
 
@@ -15,18 +16,6 @@
 #include <iterator>
 #include <utility>
 #include <vector>
-
-#if defined(__SANITIZE_THREAD__)
-#define MIVO_ANNOTATE_LOCKS 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define MIVO_ANNOTATE_LOCKS 1
-#endif
-#endif
-
-#ifdef MIVO_ANNOTATE_LOCKS
-#include <sanitizer/tsan_interface.h>
-#endif
 
 namespace mivo::sdm {
 
@@ -94,50 +83,6 @@ void prefetchForWriting(const QString& text)
 #endif
 }
 
-// Holds the workspace lock for a scope. Qt's QReadWriteLock hands over through
-// atomics and futexes inside an uninstrumented Qt, invisible to ThreadSanitizer;
-// in such builds the lock is described to it, so it checks what the lock orders.
-template <bool Exclusive>
-class Locker
-{
-public:
-    explicit Locker(QReadWriteLock& lock)
-        : m_lock(lock)
-    {
-#ifdef MIVO_ANNOTATE_LOCKS
-        __tsan_mutex_pre_lock(&m_lock, flags);
-#endif
-        if (Exclusive)
-            m_lock.lockForWrite();
-        else
-            m_lock.lockForRead();
-#ifdef MIVO_ANNOTATE_LOCKS
-        __tsan_mutex_post_lock(&m_lock, flags, 0);
-#endif
-    }
-
-    ~Locker()
-    {
-#ifdef MIVO_ANNOTATE_LOCKS
-        __tsan_mutex_pre_unlock(&m_lock, flags);
-#endif
-        m_lock.unlock();
-#ifdef MIVO_ANNOTATE_LOCKS
-        __tsan_mutex_post_unlock(&m_lock, flags);
-#endif
-    }
-
-private:
-    Q_DISABLE_COPY(Locker)
-
-#ifdef MIVO_ANNOTATE_LOCKS
-    static constexpr unsigned flags = Exclusive ? 0u : __tsan_mutex_read_lock;
-#endif
-    QReadWriteLock& m_lock;
-};
-
-using ReadLocker = Locker<false>;
-using WriteLocker = Locker<true>;
 
 } // namespace
 
@@ -147,16 +92,6 @@ public:
     explicit Private(const QString& id)
         : id(id)
     {
-#ifdef MIVO_ANNOTATE_LOCKS
-        __tsan_mutex_create(&lock, __tsan_mutex_not_static);
-#endif
-    }
-
-    ~Private()
-    {
-#ifdef MIVO_ANNOTATE_LOCKS
-        __tsan_mutex_destroy(&lock, __tsan_mutex_not_static);
-#endif
     }
 
     // The items the index finds for @p predicate, in the order of its traversal.
@@ -216,7 +151,7 @@ public:
             selectedItemsArea |= item.rect;
     }
 
-    QReadWriteLock lock; // non-recursive: no public function calls another while holding it
+    DescribedLock<QReadWriteLock> lock; // non-recursive: no public function calls another while holding it
     const QString id;
     QRectF extents;
     QSet<SdmWorkspaceItem> marked;
