@@ -2,6 +2,7 @@
 
 #include "BoundedBody_p.h"
 #include "TileBodyDecoder_p.h"
+#include "TileLoadFailureReporter_p.h"
 #include "TilingLog_p.h"
 
 #include <mivo/tiling/TileServerProtocol.h>
@@ -20,7 +21,8 @@ const char tileIdProperty[] = "tileid";
 } // namespace
 
 TileLoaderThread::TileLoaderThread()
-    : m_networkAccessManager(new QNetworkAccessManager(this))
+    : m_failureReporter(new TileLoadFailureReporter(this))
+    , m_networkAccessManager(new QNetworkAccessManager(this))
 {
     moveToThread(this);
     connect(m_networkAccessManager, &QNetworkAccessManager::finished, this, &TileLoaderThread::sl_replyFinished);
@@ -76,6 +78,11 @@ QSize TileLoaderThread::tileSize() const
 void TileLoaderThread::synchronizeHandOver() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+}
+
+TileLoadFailureReporter& TileLoaderThread::failureReporter() const
+{
+    return *m_failureReporter;
 }
 
 void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
@@ -157,7 +164,7 @@ void TileLoaderThread::deliver(const TileId& tileId, const QByteArray& body)
 void TileLoaderThread::fail(const TileId& tileId, const TileLoadFailure& failure)
 {
     qCDebug(lcTiling).noquote() << "tile" << tileId.toString() << "failed:" << failure.reason;
-    Q_EMIT si_tileLoadFailedBecause(tileId, failure);
+    Q_EMIT m_failureReporter->si_tileLoadFailedBecause(tileId, failure);
     Q_EMIT si_tileLoadFailed(tileId);
 }
 
