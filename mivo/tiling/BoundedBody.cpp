@@ -8,6 +8,7 @@
 #include <zlib.h>
 
 #include <cerrno>
+#include <utility>
 #include <cstring>
 
 #include <fcntl.h>
@@ -226,11 +227,12 @@ BoundedBody BoundedBodyReader::result()
         readAvailable();
     if (m_refusal)
         return {QByteArray(), m_refusal};
+    QByteArray body = std::exchange(m_body, QByteArray());
     if (const std::optional<TileLoadFailure> failure = replyFailure(m_reply))
-        return {m_body, failure};
+        return {std::move(body), failure};
     if (m_decoder && !m_decoder->complete())
         return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short"))};
-    return {m_body, std::nullopt};
+    return {std::move(body), std::nullopt};
 }
 
 BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
@@ -245,6 +247,13 @@ BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
     if (const std::optional<TileLoadFailure> failure = replyFailure(reply))
         return {bytes, failure};
     return {bytes, std::nullopt};
+}
+
+void BoundedBodyReader::release(QNetworkReply& reply)
+{
+    delete reply.findChild<BoundedBodyReader*>(QString(), Qt::FindDirectChildrenOnly);
+    if (reply.isOpen())
+        reply.skip(reply.bytesAvailable());
 }
 
 BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)

@@ -46,9 +46,12 @@ public:
     /// Reads @p reply's body within @p maximumBytes; once its header has arrived, the
     /// body must end within @p bodyTimeoutMs milliseconds.
     static void attach(QNetworkReply& reply, qint64 maximumBytes, int bodyTimeoutMs);
-    /// The body of a finished reply. A reply without a reader is read now, within
+    /// The body of a finished reply, handed over once: a second take() of the same
+    /// reply gives an empty body. A reply without a reader is read now, within
     /// @p maximumBytes.
     static BoundedBody take(QNetworkReply& reply, qint64 maximumBytes);
+    /// Drops the reader of a finished reply that is kept, with any body still held.
+    static void release(QNetworkReply& reply);
 
     ~BoundedBodyReader() override;
 
