@@ -1,7 +1,6 @@
 #include <mivo/tiling/TileProvider.h>
 
 #include "TileGeometry_p.h"
-#include "TilingMetaTypes_p.h"
 
 #include <mivo/tiling/ITileLoader.h>
 
@@ -56,7 +55,7 @@ TileProvider::TileProvider(ITileLoader& loader, QObject* parent)
     , m_loader(loader)
     , m_cache(defaultCacheSize)
 {
-    registerTilingMetaTypes();
+    // ITileProvider registered the meta types.
     connect(&m_loader, &ITileLoader::si_tileSystemDescriptorLoaded, this,
             &TileProvider::sl_tileSystemDescriptorLoaded);
     connect(&m_loader, &ITileLoader::si_tileSystemExtentsLoaded, this, &TileProvider::sl_tileSystemExtentsLoaded);
