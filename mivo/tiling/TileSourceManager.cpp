@@ -1,7 +1,7 @@
 #include <mivo/tiling/TileSourceManager.h>
 
 #include "BoundedBody_p.h"
-#include "TilingLog_p.h"
+#include "../core/Logging_p.h"
 #include "TilingMetaTypes_p.h"
 
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
@@ -171,8 +171,13 @@ void TileSourceManager::handleExtentsReply(const QString& id, QNetworkReply& rep
 
 void TileSourceManager::handleDiscoveryReply(QNetworkReply& reply)
 {
-    const QList<QString> ids = parseTileSourceList(readBody(reply)).mid(0, maximumDiscoveredTileSources);
-    for (const QString& id : ids)
+    QList<QString> ids = parseTileSourceList(readBody(reply));
+    if (ids.size() > maximumDiscoveredTileSources) {
+        qCDebug(lcTiling).noquote() << "discovery" << reply.url().toString() << "lists" << ids.size()
+                                    << "sources; only the first" << maximumDiscoveredTileSources << "are read";
+        ids = ids.mid(0, maximumDiscoveredTileSources);
+    }
+    for (const QString& id : qAsConst(ids))
         addTileSource(id, QString());
 }
 

@@ -29,10 +29,12 @@ void registerTilingMetaTypes()
         // by ("TileId", "std::shared_ptr<Tile>"; "bool" is built in), and the loader's
         // queued calls into them by name use these names, so they must resolve too.
         // "TileSystemDescriptor" is registered alongside for hosts that queue the
-        // descriptor by that name.
+        // descriptor by that name, and "TileColorTableDescriptor" for those that queue
+        // the colour table editor's signal by the short name it had (kept).
         qRegisterMetaType<TileId>("TileId");
         qRegisterMetaType<TileSystemDescriptor>("TileSystemDescriptor");
         qRegisterMetaType<std::shared_ptr<Tile>>("std::shared_ptr<Tile>");
+        qRegisterMetaType<TileColorTableDescriptor>("TileColorTableDescriptor");
     });
 }
 
