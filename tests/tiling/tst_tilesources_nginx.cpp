@@ -13,6 +13,8 @@
 
 #include <NginxServer.h>
 
+#include <TestSupport.h>
+
 #include <QLayout>
 #include <QProcess>
 #include <QRegularExpression>
@@ -27,7 +29,6 @@
 using namespace mivo::tiling;
 using sourcetest::WatchedManager;
 using sourcetest::buttonTexts;
-using sourcetest::letStrayAnswersArrive;
 
 namespace {
 
@@ -161,7 +162,7 @@ private Q_SLOTS:
             QCOMPARE(source.descriptor.xaxis.tilesize, quint16(64));
             QCOMPARE(source.extents, recording.extents());
         }
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(m_nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const Recording& recording : {alpha, beta}) {
@@ -268,7 +269,7 @@ private Q_SLOTS:
         TileSourceSelectionWidget picker(watched.manager);
         watched.manager.discoverTileSources(url(path));
         QTRY_COMPARE(m_nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 0);
         QCOMPARE(buttonTexts(picker), QStringList{QStringLiteral("None")});
     }
