@@ -23,9 +23,9 @@ namespace mivo::tiling {
  * "mivo::tiling::TileSystemDescriptor", "std::shared_ptr<mivo::tiling::Tile>",
  * "mivo::tiling::TileLoadFailure", "mivo::tiling::TileColorTableDescriptor",
  * "mivo::tiling::TileSource"); those are the names a host uses in queued connections
- * and queued calls by name. The short names "TileId", "TileSystemDescriptor" and
- * "std::shared_ptr<Tile>" are registered as well, for TileLoaderThread's meta methods
- * that spell them so.
+ * and queued calls by name. The short names "TileId", "TileSystemDescriptor",
+ * "std::shared_ptr<Tile>" and "TileColorTableDescriptor" are registered as well, the
+ * first three for TileLoaderThread's meta methods that spell them so.
  */
 class MIVO_EXPORT ITileLoader : public QObject
 {

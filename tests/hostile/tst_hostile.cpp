@@ -185,7 +185,7 @@ int runSourcesCase(const QStringList& arguments)
         return 2;
     QString outcome = QStringLiteral("sources %1").arg(manager.tileSources().size());
     for (const TileSource& s : manager.tileSources())
-        outcome += QStringLiteral(" %1 %2").arg(s.id, s.descriptor.isValid() ? s.descriptor.name : QStringLiteral("invalid"));
+        outcome += QStringLiteral(" %1 %2").arg(s.id, !s.descriptor.name.isNull() ? s.descriptor.name : QStringLiteral("invalid"));
     report(QStringLiteral("outcome: ") + outcome);
     return 0;
 }
