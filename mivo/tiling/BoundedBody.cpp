@@ -3,10 +3,11 @@
 #include <QFile>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QTimer>
+#include <QTimerEvent>
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 #include <cstring>
@@ -14,6 +15,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+// How Qt hands out a reply's download buffer (QNetworkRequest::DownloadBufferAttribute),
+// declared under the name Qt registers it with.
+Q_DECLARE_METATYPE(QSharedPointer<char>)
 
 namespace mivo::tiling {
 
@@ -58,6 +63,11 @@ void prepareBoundedRequest(QNetworkRequest& request)
 {
     // The same value Qt sends by itself; set here, it stops Qt from inflating.
     request.setRawHeader(QByteArrayLiteral("Accept-Encoding"), QByteArrayLiteral("gzip, deflate"));
+}
+
+void allowZeroCopyBody(QNetworkRequest& request, qint64 maximumBytes)
+{
+    request.setAttribute(QNetworkRequest::MaximumDownloadBufferSizeAttribute, maximumBytes);
 }
 
 // Inflates gzip or zlib ("deflate") bodies, several gzip members included.
@@ -151,10 +161,9 @@ void BoundedBodyReader::sl_metaDataChanged()
     if (m_headerSeen || m_refusal)
         return;
     m_headerSeen = true;
-    m_bodyTimer = new QTimer(this);
-    m_bodyTimer->setSingleShot(true);
-    connect(m_bodyTimer, &QTimer::timeout, this, &BoundedBodyReader::sl_timedOut);
-    m_bodyTimer->start(m_bodyTimeoutMs);
+    // A basic timer rather than a QTimer object: one allocation and connection less
+    // per reply.
+    m_bodyTimer.start(m_bodyTimeoutMs, this);
 
     const QVariant length = m_reply.header(QNetworkRequest::ContentLengthHeader);
     if (length.isValid() && length.toLongLong() > m_maximumBytes) {
@@ -162,6 +171,9 @@ void BoundedBodyReader::sl_metaDataChanged()
                QStringLiteral("declares %1 bytes, more than %2").arg(length.toLongLong()).arg(m_maximumBytes));
         return;
     }
+    // Qt sets the buffer up before it announces the header, for a body whose length it
+    // knows within the request's maximum (allowZeroCopyBody()).
+    m_zeroCopy = m_reply.attribute(QNetworkRequest::DownloadBufferAttribute).value<QSharedPointer<char>>();
     const QByteArray encoding = m_reply.rawHeader(QByteArrayLiteral("Content-Encoding")).trimmed().toLower();
     if (encoding == "gzip" || encoding == "x-gzip" || encoding == "deflate") {
         m_decoder = std::make_unique<Decoder>();
@@ -173,12 +185,16 @@ void BoundedBodyReader::sl_metaDataChanged()
 
 void BoundedBodyReader::sl_readyRead()
 {
-    if (!m_refusal)
+    // A zero-copy body stays in Qt's buffer until taken (its size is within the limit).
+    if (!m_refusal && !m_zeroCopy)
         readAvailable();
 }
 
-void BoundedBodyReader::sl_timedOut()
+void BoundedBodyReader::timerEvent(QTimerEvent* event)
 {
+    if (event->timerId() != m_bodyTimer.timerId())
+        return QObject::timerEvent(event);
+    m_bodyTimer.stop();
     if (!m_refusal && m_reply.isRunning())
         refuse(TileLoadFailure::Kind::Timeout, QStringLiteral("body not complete after %1 ms").arg(m_bodyTimeoutMs));
 }
@@ -212,8 +228,7 @@ void BoundedBodyReader::refuse(TileLoadFailure::Kind kind, const QString& reason
 {
     m_refusal = failureOf(kind, reason);
     m_body = QByteArray();
-    if (m_bodyTimer)
-        m_bodyTimer->stop();
+    m_bodyTimer.stop();
     // finished() follows from inside abort(); whoever handles it takes the refusal.
     if (m_reply.isRunning())
         m_reply.abort();
@@ -221,18 +236,47 @@ void BoundedBodyReader::refuse(TileLoadFailure::Kind kind, const QString& reason
 
 BoundedBody BoundedBodyReader::result()
 {
-    if (m_bodyTimer)
-        m_bodyTimer->stop();
+    m_bodyTimer.stop();
+    if (m_zeroCopy && !m_refusal)
+        return takeZeroCopy();
+    if (m_zeroCopyTaken)
+        return {QByteArray(), std::nullopt, {}};
     if (!m_refusal)
         readAvailable();
     if (m_refusal)
-        return {QByteArray(), m_refusal};
+        return {QByteArray(), m_refusal, {}};
     QByteArray body = std::exchange(m_body, QByteArray());
     if (const std::optional<TileLoadFailure> failure = replyFailure(m_reply))
-        return {std::move(body), failure};
+        return {std::move(body), failure, {}};
     if (m_decoder && !m_decoder->complete())
-        return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short"))};
-    return {std::move(body), std::nullopt};
+        return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short")), {}};
+    return {std::move(body), std::nullopt, {}};
+}
+
+BoundedBody BoundedBodyReader::takeZeroCopy()
+{
+    QSharedPointer<char> storage = std::exchange(m_zeroCopy, QSharedPointer<char>());
+    // What arrived of the body, which Qt keeps within the length it declared. Left
+    // unread in the reply; a second take() finds the body gone.
+    const qint64 size = m_reply.bytesAvailable();
+    m_zeroCopyTaken = true;
+    const QByteArray raw = QByteArray::fromRawData(storage.data(), int(std::min(size, m_maximumBytes)));
+    if (const std::optional<TileLoadFailure> failure = replyFailure(m_reply))
+        return {QByteArray(raw.constData(), raw.size()), failure, {}};
+    if (!m_decoder)
+        return {raw, std::nullopt, std::move(storage)};
+    QString error;
+    if (!m_decoder->feed(raw, m_body, m_maximumBytes, error)) {
+        m_body = QByteArray();
+        return {QByteArray(),
+                failureOf(error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
+                                                                       : TileLoadFailure::Kind::BadEncoding,
+                          error),
+                {}};
+    }
+    if (!m_decoder->complete())
+        return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short")), {}};
+    return {std::exchange(m_body, QByteArray()), std::nullopt, {}};
 }
 
 BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
@@ -242,11 +286,11 @@ BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
     // A reply the loader did not start (no reader): read what is there, within the limit.
     if (reply.bytesAvailable() > maximumBytes)
         return {QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                        QStringLiteral("body is larger than %1 bytes").arg(maximumBytes))};
+                                        QStringLiteral("body is larger than %1 bytes").arg(maximumBytes)), {}};
     const QByteArray bytes = reply.read(maximumBytes);
     if (const std::optional<TileLoadFailure> failure = replyFailure(reply))
-        return {bytes, failure};
-    return {bytes, std::nullopt};
+        return {bytes, failure, {}};
+    return {bytes, std::nullopt, {}};
 }
 
 void BoundedBodyReader::release(QNetworkReply& reply)
@@ -259,7 +303,8 @@ void BoundedBodyReader::release(QNetworkReply& reply)
 BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
 {
     const auto fileFailure = [&path](const QString& why) {
-        return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::FileError, path + QStringLiteral(": ") + why)};
+        return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::FileError, path + QStringLiteral(": ") + why),
+                           {}};
     };
     // Non-blocking: opening a FIFO for reading would otherwise wait for a writer.
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
@@ -277,7 +322,8 @@ BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
         return fileFailure(QStringLiteral("not a regular file"));
     const auto tooLarge = [&] {
         return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                                   QStringLiteral("%1: larger than %2 bytes").arg(path).arg(maximumBytes))};
+                                                   QStringLiteral("%1: larger than %2 bytes").arg(path).arg(maximumBytes)),
+                           {}};
     };
     if (status.st_size > maximumBytes)
         return tooLarge();
@@ -300,7 +346,7 @@ BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
         got += n;
     }
     bytes.truncate(int(got));
-    return {bytes, std::nullopt};
+    return {bytes, std::nullopt, {}};
 }
 
 } // namespace mivo::tiling

@@ -4,7 +4,7 @@
 
 #include "BoundedBody_p.h"
 #include "TileLoadFailureReporter_p.h"
-#include "TilingLog_p.h"
+#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TileServerProtocol.h>
@@ -38,7 +38,11 @@ TileLoaderQNetworkAccessManager::Private::Private(TileLoaderQNetworkAccessManage
         worker->start(QThread::InheritPriority);
         worker->setBaseUrl(baseUrl);
         worker->setPriority(QThread::LowPriority);
-        // Queued into the loader's thread.
+        // Worker signals forwarded as the loader's, queued into the loader's thread. The
+        // loaded tile takes one step more than a signal-to-signal connection: it passes
+        // the worker's mutex (synchronizeHandOver()), kept only so that ThreadSanitizer
+        // sees the tile built before it is used here; Qt's event queue hands it over
+        // through a mutex that ThreadSanitizer cannot see.
         connect(worker, &TileLoaderThread::si_tileLoaded, this, [this, worker](const std::shared_ptr<Tile>& tile) {
             worker->synchronizeHandOver();
             Q_EMIT q.si_tileLoaded(tile);

@@ -3,7 +3,7 @@
 #include "BoundedBody_p.h"
 #include "TileBodyDecoder_p.h"
 #include "TileLoadFailureReporter_p.h"
-#include "TilingLog_p.h"
+#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileServerProtocol.h>
 
@@ -106,6 +106,7 @@ void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
     // Stated, not left to Qt's default (which Qt 6 changes): a tile is its URL's answer.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     prepareBoundedRequest(request);
+    allowZeroCopyBody(request, limits.maximumTileBytes); // the reply goes once its tile is decoded
     QNetworkReply* reply = m_networkAccessManager->get(request);
     reply->setProperty(tileIdProperty, QVariant::fromValue(tileId));
     BoundedBodyReader::attach(*reply, limits.maximumTileBytes, limits.bodyTimeoutMs);

@@ -89,9 +89,11 @@ private:
     void deliver(const TileId& tileId, const QByteArray& body);
     void fail(const TileId& tileId, const TileLoadFailure& failure);
 
-    // Guards the base URL, written from the loader's thread while this thread reads it,
-    // and hands the rest of this object's state to the thread that destroys it: the
-    // worker takes it last when its event loop ends, the destructor first.
+    // Guards the base URL, the settings and the tile size, written from the loader's
+    // thread while this thread reads them. Also kept for ThreadSanitizer, which cannot
+    // see Qt's own hand-overs: it passes a built tile to the loader's thread
+    // (synchronizeHandOver()) and this object's state to the thread that destroys it
+    // (the worker takes it last when its event loop ends, the destructor first).
     mutable std::mutex m_mutex;
     QString m_baseUrl;
     TileLoaderQNetworkAccessManagerSettings m_settings;
