@@ -57,6 +57,18 @@ std::optional<TileLoadFailure> replyFailure(const QNetworkReply& reply)
     }
 }
 
+// Why inflating stopped, from the decoder's message: past the limit, or a corrupt stream.
+TileLoadFailure::Kind inflateFailureKind(const QString& error)
+{
+    return error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
+                                                        : TileLoadFailure::Kind::BadEncoding;
+}
+
+TileLoadFailure cutShort()
+{
+    return failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short"));
+}
+
 } // namespace
 
 void prepareBoundedRequest(QNetworkRequest& request)
@@ -216,9 +228,7 @@ void BoundedBodyReader::readAvailable()
         }
         QString error;
         if (!m_decoder->feed(chunk, m_body, m_maximumBytes, error)) {
-            refuse(error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
-                                                                : TileLoadFailure::Kind::BadEncoding,
-                   error);
+            refuse(inflateFailureKind(error), error);
             return;
         }
     }
@@ -249,7 +259,7 @@ BoundedBody BoundedBodyReader::result()
     if (const std::optional<TileLoadFailure> failure = replyFailure(m_reply))
         return {std::move(body), failure, {}};
     if (m_decoder && !m_decoder->complete())
-        return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short")), {}};
+        return {QByteArray(), cutShort(), {}};
     return {std::move(body), std::nullopt, {}};
 }
 
@@ -268,14 +278,10 @@ BoundedBody BoundedBodyReader::takeZeroCopy()
     QString error;
     if (!m_decoder->feed(raw, m_body, m_maximumBytes, error)) {
         m_body = QByteArray();
-        return {QByteArray(),
-                failureOf(error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
-                                                                       : TileLoadFailure::Kind::BadEncoding,
-                          error),
-                {}};
+        return {QByteArray(), failureOf(inflateFailureKind(error), error), {}};
     }
     if (!m_decoder->complete())
-        return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short")), {}};
+        return {QByteArray(), cutShort(), {}};
     return {std::exchange(m_body, QByteArray()), std::nullopt, {}};
 }
 
@@ -322,7 +328,9 @@ BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
         return fileFailure(QStringLiteral("not a regular file"));
     const auto tooLarge = [&] {
         return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                                   QStringLiteral("%1: larger than %2 bytes").arg(path).arg(maximumBytes)),
+                                                   QStringLiteral("%1: larger than %2 bytes")
+                                                       .arg(path)
+                                                       .arg(maximumBytes)),
                            {}};
     };
     if (status.st_size > maximumBytes)

@@ -184,8 +184,10 @@ int runSourcesCase(const QStringList& arguments)
     if (!QTest::qWaitFor(settled, 120000))
         return 2;
     QString outcome = QStringLiteral("sources %1").arg(manager.tileSources().size());
-    for (const TileSource& s : manager.tileSources())
-        outcome += QStringLiteral(" %1 %2").arg(s.id, !s.descriptor.name.isNull() ? s.descriptor.name : QStringLiteral("invalid"));
+    for (const TileSource& s : manager.tileSources()) {
+        const QString descriptor = s.descriptor.name.isNull() ? QStringLiteral("invalid") : s.descriptor.name;
+        outcome += QStringLiteral(" %1 %2").arg(s.id, descriptor);
+    }
     report(QStringLiteral("outcome: ") + outcome);
     return 0;
 }
@@ -442,8 +444,9 @@ private Q_SLOTS:
         plain.framing = Framing::ContentLength;
         GeneratedBody chunked = plain;
         chunked.framing = Framing::Chunked;
-        QTest::newRow("discovery gzip inflating to 1 GiB")
-            << QStringLiteral("/tilesources.json") << gigabyteGzipBomb("application/json") << QStringLiteral("sources 0");
+        QTest::newRow("discovery gzip inflating to 1 GiB") << QStringLiteral("/tilesources.json")
+                                                           << gigabyteGzipBomb("application/json")
+                                                           << QStringLiteral("sources 0");
         QTest::newRow("discovery 1 GiB chunked") << QStringLiteral("/tilesources.json") << chunked
                                                   << QStringLiteral("sources 0");
         QTest::newRow("descriptor gzip inflating to 1 GiB") << QStringLiteral("/a/tiledescriptor.json")
