@@ -156,6 +156,10 @@ QImage decodePalette8(const QByteArray& png, const PngHeader& header)
         for (int y = 0; y < image.height(); ++y)
             std::memcpy(image.scanLine(y), pixels.constData() + size_t(y) * rowBytes, rowBytes);
     }
+    // The rest of the file as Qt reads it: libspng checks the last image data chunk's CRC
+    // and what follows only when asked, and Qt refuses a body that fails there.
+    if (spng_decode_chunks(ctx) != 0)
+        return {};
     if (plte.n_entries < 256) {
         // Qt reads an index beyond the palette as 0; so does this decoder.
         for (int y = 0; y < image.height(); ++y) {
