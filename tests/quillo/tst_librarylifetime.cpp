@@ -7,10 +7,12 @@
 // mivo object is gone, unloading the plug-in unloads mivo as well (its context is
 // unregistered); QtCore keeps the type registrations, whose copy and destroy functions
 // lie in the unmapped library, but nothing calls them: no value of those types is
-// left, and QtCore drops its registry at exit without calling them. Loading and using
-// mivo a second time reuses those registrations; the process still ends cleanly,
-// which CTest checks through the exit code. (A plug-in must not leave a
-// QTimer::singleShot() with a functor pending when it is unloaded: Qt's event
+// left, and QtCore drops its registry at exit without calling them. The process ends
+// cleanly, which CTest checks through the exit code. Not supported: loading mivo again
+// in the same process after its types were used. QtCore reuses the first
+// registrations, so where the library is mapped at another address (as under
+// AddressSanitizer) the first queued TileId calls into unmapped code. (A plug-in must
+// not leave a QTimer::singleShot() with a functor pending either: Qt's event
 // dispatcher keeps it and calls into the unmapped code at exit; the probe once did.)
 
 #include <quillo/TranslationCenter.h>
@@ -88,21 +90,20 @@ private Q_SLOTS:
         QVERIFY(!isRegistered());
     }
 
+    // Last: mivo cannot be loaded again in this process once its types were used.
     void unloadingAfterLoadingTilesThroughTheLibrary()
     {
-        for (int round = 0; round < 2; ++round) {
-            QTemporaryDir pyramid;
-            QVERIFY(pyramid.isValid());
-            QLibrary probe(QStringLiteral(MIVO_LIFETIME_PROBE_FILE));
-            QVERIFY2(probe.load(), qPrintable(probe.errorString()));
-            QVERIFY(isRegistered());
-            using LoadTiles = int (*)(const char*);
-            const auto loadTiles = reinterpret_cast<LoadTiles>(probe.resolve("mivoLifetimeProbeLoadTiles"));
-            QVERIFY(loadTiles);
-            QCOMPARE(loadTiles(QFile::encodeName(pyramid.path()).constData()), 4);
-            QVERIFY2(probe.unload(), qPrintable(probe.errorString()));
-            QVERIFY(!isRegistered()); // mivo went with the plug-in
-        }
+        QTemporaryDir pyramid;
+        QVERIFY(pyramid.isValid());
+        QLibrary probe(QStringLiteral(MIVO_LIFETIME_PROBE_FILE));
+        QVERIFY2(probe.load(), qPrintable(probe.errorString()));
+        QVERIFY(isRegistered());
+        using LoadTiles = int (*)(const char*);
+        const auto loadTiles = reinterpret_cast<LoadTiles>(probe.resolve("mivoLifetimeProbeLoadTiles"));
+        QVERIFY(loadTiles);
+        QCOMPARE(loadTiles(QFile::encodeName(pyramid.path()).constData()), 4);
+        QVERIFY2(probe.unload(), qPrintable(probe.errorString()));
+        QVERIFY(!isRegistered()); // mivo went with the plug-in
     }
 };
 
