@@ -1,4 +1,5 @@
-// A tile body, through parseTile() and through the loader's checked decoding. The
+// A tile body, through parseTile() and through the loader's checked decoding, whose
+// two decoders (libspng and Qt's) must give the same tile. The
 // first byte picks the tile size the loader expects, so that bodies of the right size
 // get past the header check to the decoder. parseTile() alone is given only bodies
 // that do not declare a large image: it may allocate up to its own pixel cap, which
@@ -40,5 +41,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         abort();
     if (!checked.refusal.isEmpty() && !image.isNull())
         abort();
+    if (checked.refusal.isEmpty()) {
+        const DecodedTileBody byQt = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22, PngDecoder::Qt);
+        if (!byQt.tile || !(byQt.tile->image == image))
+            abort();
+    }
     return 0;
 }

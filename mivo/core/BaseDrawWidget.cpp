@@ -6,6 +6,7 @@
 #include <mivo/core/IPaintHandler.h>
 #include <mivo/core/IToolTipHandler.h>
 
+#include <QHash>
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -18,10 +19,51 @@ namespace mivo {
 
 namespace {
 
+// How deep each widget is in its handler chains (GUI thread only). The chains are
+// walked in place, so adding a handler from inside a callback is a contract breach.
+QHash<const BaseDrawWidget*, int>& dispatchDepth()
+{
+    static QHash<const BaseDrawWidget*, int> depth;
+    return depth;
+}
+
+// Tracked only where Q_ASSERT checks it: release builds pay nothing per event.
+class DispatchScope
+{
+public:
+#ifdef QT_NO_DEBUG
+    explicit DispatchScope(const BaseDrawWidget&) {}
+#else
+    explicit DispatchScope(const BaseDrawWidget& widget)
+        : m_widget(widget)
+    {
+        ++dispatchDepth()[&m_widget];
+    }
+    ~DispatchScope()
+    {
+        if (--dispatchDepth()[&m_widget] == 0)
+            dispatchDepth().remove(&m_widget);
+    }
+#endif
+    DispatchScope(const DispatchScope&) = delete;
+    DispatchScope& operator=(const DispatchScope&) = delete;
+
+#ifndef QT_NO_DEBUG
+private:
+    const BaseDrawWidget& m_widget;
+#endif
+};
+
+[[maybe_unused]] bool isDispatching(const BaseDrawWidget& widget)
+{
+    return dispatchDepth().contains(&widget);
+}
+
 // Runs a whole chain: every handler is called, with the flag accumulated so far.
 template <typename Handler, typename Call>
-bool dispatch(const QList<std::shared_ptr<Handler>>& chain, Call call)
+bool dispatch(const BaseDrawWidget& widget, const QList<std::shared_ptr<Handler>>& chain, Call call)
 {
+    const DispatchScope scope(widget);
     bool handled = false;
     for (const std::shared_ptr<Handler>& handler : chain) {
         if (call(*handler, handled))
@@ -50,21 +92,29 @@ CoordSystem& BaseDrawWidget::coordSystem()
 
 void BaseDrawWidget::addPaintHandler(std::shared_ptr<IPaintHandler> handler)
 {
+    Q_ASSERT(handler && "a handler must not be null");
+    Q_ASSERT(!isDispatching(*this) && "handlers must not be added from inside a handler callback");
     m_paintHandlers.append(std::move(handler));
 }
 
 void BaseDrawWidget::addMouseHandler(std::shared_ptr<IMouseHandler> handler)
 {
+    Q_ASSERT(handler && "a handler must not be null");
+    Q_ASSERT(!isDispatching(*this) && "handlers must not be added from inside a handler callback");
     m_mouseHandlers.append(std::move(handler));
 }
 
 void BaseDrawWidget::addKeyboardHandler(std::shared_ptr<IKeyboardHandler> handler)
 {
+    Q_ASSERT(handler && "a handler must not be null");
+    Q_ASSERT(!isDispatching(*this) && "handlers must not be added from inside a handler callback");
     m_keyboardHandlers.append(std::move(handler));
 }
 
 void BaseDrawWidget::addToolTipHandler(std::shared_ptr<IToolTipHandler> handler)
 {
+    Q_ASSERT(handler && "a handler must not be null");
+    Q_ASSERT(!isDispatching(*this) && "handlers must not be added from inside a handler callback");
     m_toolTipHandlers.append(std::move(handler));
 }
 
@@ -99,6 +149,7 @@ void BaseDrawWidget::paintGL()
 
 void BaseDrawWidget::paintLayers(QPainter& painter)
 {
+    const DispatchScope scope(*this);
     // save()/restore() around each layer: none can leak state into the next.
     for (const std::shared_ptr<IPaintHandler>& handler : qAsConst(m_paintHandlers)) {
         painter.save();
@@ -117,7 +168,7 @@ void BaseDrawWidget::resizeEvent(QResizeEvent* event)
 
 void BaseDrawWidget::mousePressEvent(QMouseEvent* event)
 {
-    dispatch(qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
         return handler.handleMousePress(event, handled);
     });
     updateCursor(event);
@@ -125,7 +176,7 @@ void BaseDrawWidget::mousePressEvent(QMouseEvent* event)
 
 void BaseDrawWidget::mouseReleaseEvent(QMouseEvent* event)
 {
-    dispatch(qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
         return handler.handleMouseRelease(event, handled);
     });
     updateCursor(event);
@@ -133,7 +184,7 @@ void BaseDrawWidget::mouseReleaseEvent(QMouseEvent* event)
 
 void BaseDrawWidget::mouseDoubleClickEvent(QMouseEvent* event)
 {
-    dispatch(qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
         return handler.handleMouseDoubleClick(event, handled);
     });
     updateCursor(event);
@@ -141,7 +192,7 @@ void BaseDrawWidget::mouseDoubleClickEvent(QMouseEvent* event)
 
 void BaseDrawWidget::mouseMoveEvent(QMouseEvent* event)
 {
-    dispatch(qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
         return handler.handleMouseMove(event, handled);
     });
     updateCursor(event);
@@ -150,21 +201,21 @@ void BaseDrawWidget::mouseMoveEvent(QMouseEvent* event)
 void BaseDrawWidget::wheelEvent(QWheelEvent* event)
 {
     // Unlike the other mouse events, a wheel step leaves the cursor alone.
-    dispatch(qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
         return handler.handleWheel(event, handled);
     });
 }
 
 void BaseDrawWidget::keyPressEvent(QKeyEvent* event)
 {
-    dispatch(qAsConst(m_keyboardHandlers), [event](IKeyboardHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_keyboardHandlers), [event](IKeyboardHandler& handler, bool handled) {
         return handler.handleKeyPress(event, handled);
     });
 }
 
 void BaseDrawWidget::keyReleaseEvent(QKeyEvent* event)
 {
-    dispatch(qAsConst(m_keyboardHandlers), [event](IKeyboardHandler& handler, bool handled) {
+    dispatch(*this, qAsConst(m_keyboardHandlers), [event](IKeyboardHandler& handler, bool handled) {
         return handler.handleKeyRelease(event, handled);
     });
 }
@@ -178,7 +229,7 @@ bool BaseDrawWidget::event(QEvent* event)
 
 bool BaseDrawWidget::toolTipEvent(QHelpEvent* event)
 {
-    return dispatch(qAsConst(m_toolTipHandlers), [event](IToolTipHandler& handler, bool handled) {
+    return dispatch(*this, qAsConst(m_toolTipHandlers), [event](IToolTipHandler& handler, bool handled) {
         return handler.handleToolTip(event, handled);
     });
 }
@@ -190,6 +241,7 @@ void BaseDrawWidget::sl_updateWidget()
 
 void BaseDrawWidget::updateCursor(QMouseEvent* event)
 {
+    const DispatchScope scope(*this);
     for (const std::shared_ptr<IMouseHandler>& entry : qAsConst(m_mouseHandlers)) {
         // Hold the handler while it is asked, whatever it does to the widget.
         const std::shared_ptr<IMouseHandler> handler = entry;

@@ -1,5 +1,7 @@
 #include <mivo/sdm/SdmWorkspaceFileReader.h>
 
+#include "../core/Logging_p.h"
+
 #include "WorkspaceFileFormat_p.h"
 
 #include <QFile>
@@ -116,8 +118,11 @@ bool SdmWorkspaceFileReader::read(const QString& fileName)
         return fail(tooLarge);
     if (file.error() != QFileDevice::NoError)
         return fail(fileName + QStringLiteral(": cannot be read: ") + file.errorString());
-    if (!parse(bytes))
-        return fail(fileName + QStringLiteral(": ") + m_errorString);
+    if (!parse(bytes)) {
+        // parse() has failed (and logged) already; only the file name is added.
+        m_errorString = fileName + QStringLiteral(": ") + m_errorString;
+        return false;
+    }
     return true;
 }
 
@@ -179,6 +184,7 @@ bool SdmWorkspaceFileReader::fail(const QString& message)
 {
     m_document = SdmWorkspaceDocument();
     m_errorString = message;
+    qCDebug(lcSdm).noquote() << "workspace document refused:" << message;
     return false;
 }
 

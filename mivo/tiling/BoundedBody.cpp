@@ -3,16 +3,22 @@
 #include <QFile>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QTimer>
+#include <QTimerEvent>
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+// How Qt hands out a reply's download buffer (QNetworkRequest::DownloadBufferAttribute),
+// declared under the name Qt registers it with.
+Q_DECLARE_METATYPE(QSharedPointer<char>)
 
 namespace mivo::tiling {
 
@@ -51,12 +57,29 @@ std::optional<TileLoadFailure> replyFailure(const QNetworkReply& reply)
     }
 }
 
+// Why inflating stopped, from the decoder's message: past the limit, or a corrupt stream.
+TileLoadFailure::Kind inflateFailureKind(const QString& error)
+{
+    return error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
+                                                        : TileLoadFailure::Kind::BadEncoding;
+}
+
+TileLoadFailure cutShort()
+{
+    return failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short"));
+}
+
 } // namespace
 
 void prepareBoundedRequest(QNetworkRequest& request)
 {
     // The same value Qt sends by itself; set here, it stops Qt from inflating.
     request.setRawHeader(QByteArrayLiteral("Accept-Encoding"), QByteArrayLiteral("gzip, deflate"));
+}
+
+void allowZeroCopyBody(QNetworkRequest& request, qint64 maximumBytes)
+{
+    request.setAttribute(QNetworkRequest::MaximumDownloadBufferSizeAttribute, maximumBytes);
 }
 
 // Inflates gzip or zlib ("deflate") bodies, several gzip members included.
@@ -150,10 +173,9 @@ void BoundedBodyReader::sl_metaDataChanged()
     if (m_headerSeen || m_refusal)
         return;
     m_headerSeen = true;
-    m_bodyTimer = new QTimer(this);
-    m_bodyTimer->setSingleShot(true);
-    connect(m_bodyTimer, &QTimer::timeout, this, &BoundedBodyReader::sl_timedOut);
-    m_bodyTimer->start(m_bodyTimeoutMs);
+    // A basic timer rather than a QTimer object: one allocation and connection less
+    // per reply.
+    m_bodyTimer.start(m_bodyTimeoutMs, this);
 
     const QVariant length = m_reply.header(QNetworkRequest::ContentLengthHeader);
     if (length.isValid() && length.toLongLong() > m_maximumBytes) {
@@ -161,6 +183,9 @@ void BoundedBodyReader::sl_metaDataChanged()
                QStringLiteral("declares %1 bytes, more than %2").arg(length.toLongLong()).arg(m_maximumBytes));
         return;
     }
+    // Qt sets the buffer up before it announces the header, for a body whose length it
+    // knows within the request's maximum (allowZeroCopyBody()).
+    m_zeroCopy = m_reply.attribute(QNetworkRequest::DownloadBufferAttribute).value<QSharedPointer<char>>();
     const QByteArray encoding = m_reply.rawHeader(QByteArrayLiteral("Content-Encoding")).trimmed().toLower();
     if (encoding == "gzip" || encoding == "x-gzip" || encoding == "deflate") {
         m_decoder = std::make_unique<Decoder>();
@@ -172,12 +197,16 @@ void BoundedBodyReader::sl_metaDataChanged()
 
 void BoundedBodyReader::sl_readyRead()
 {
-    if (!m_refusal)
+    // A zero-copy body stays in Qt's buffer until taken (its size is within the limit).
+    if (!m_refusal && !m_zeroCopy)
         readAvailable();
 }
 
-void BoundedBodyReader::sl_timedOut()
+void BoundedBodyReader::timerEvent(QTimerEvent* event)
 {
+    if (event->timerId() != m_bodyTimer.timerId())
+        return QObject::timerEvent(event);
+    m_bodyTimer.stop();
     if (!m_refusal && m_reply.isRunning())
         refuse(TileLoadFailure::Kind::Timeout, QStringLiteral("body not complete after %1 ms").arg(m_bodyTimeoutMs));
 }
@@ -199,9 +228,7 @@ void BoundedBodyReader::readAvailable()
         }
         QString error;
         if (!m_decoder->feed(chunk, m_body, m_maximumBytes, error)) {
-            refuse(error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
-                                                                : TileLoadFailure::Kind::BadEncoding,
-                   error);
+            refuse(inflateFailureKind(error), error);
             return;
         }
     }
@@ -211,8 +238,7 @@ void BoundedBodyReader::refuse(TileLoadFailure::Kind kind, const QString& reason
 {
     m_refusal = failureOf(kind, reason);
     m_body = QByteArray();
-    if (m_bodyTimer)
-        m_bodyTimer->stop();
+    m_bodyTimer.stop();
     // finished() follows from inside abort(); whoever handles it takes the refusal.
     if (m_reply.isRunning())
         m_reply.abort();
@@ -220,17 +246,43 @@ void BoundedBodyReader::refuse(TileLoadFailure::Kind kind, const QString& reason
 
 BoundedBody BoundedBodyReader::result()
 {
-    if (m_bodyTimer)
-        m_bodyTimer->stop();
+    m_bodyTimer.stop();
+    if (m_zeroCopy && !m_refusal)
+        return takeZeroCopy();
+    if (m_zeroCopyTaken)
+        return {QByteArray(), std::nullopt, {}};
     if (!m_refusal)
         readAvailable();
     if (m_refusal)
-        return {QByteArray(), m_refusal};
+        return {QByteArray(), m_refusal, {}};
+    QByteArray body = std::exchange(m_body, QByteArray());
     if (const std::optional<TileLoadFailure> failure = replyFailure(m_reply))
-        return {m_body, failure};
+        return {std::move(body), failure, {}};
     if (m_decoder && !m_decoder->complete())
-        return {QByteArray(), failureOf(TileLoadFailure::Kind::BadEncoding, QStringLiteral("compressed body cut short"))};
-    return {m_body, std::nullopt};
+        return {QByteArray(), cutShort(), {}};
+    return {std::move(body), std::nullopt, {}};
+}
+
+BoundedBody BoundedBodyReader::takeZeroCopy()
+{
+    QSharedPointer<char> storage = std::exchange(m_zeroCopy, QSharedPointer<char>());
+    // What arrived of the body, which Qt keeps within the length it declared. Left
+    // unread in the reply; a second take() finds the body gone.
+    const qint64 size = m_reply.bytesAvailable();
+    m_zeroCopyTaken = true;
+    const QByteArray raw = QByteArray::fromRawData(storage.data(), int(std::min(size, m_maximumBytes)));
+    if (const std::optional<TileLoadFailure> failure = replyFailure(m_reply))
+        return {QByteArray(raw.constData(), raw.size()), failure, {}};
+    if (!m_decoder)
+        return {raw, std::nullopt, std::move(storage)};
+    QString error;
+    if (!m_decoder->feed(raw, m_body, m_maximumBytes, error)) {
+        m_body = QByteArray();
+        return {QByteArray(), failureOf(inflateFailureKind(error), error), {}};
+    }
+    if (!m_decoder->complete())
+        return {QByteArray(), cutShort(), {}};
+    return {std::exchange(m_body, QByteArray()), std::nullopt, {}};
 }
 
 BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
@@ -240,17 +292,25 @@ BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
     // A reply the loader did not start (no reader): read what is there, within the limit.
     if (reply.bytesAvailable() > maximumBytes)
         return {QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                        QStringLiteral("body is larger than %1 bytes").arg(maximumBytes))};
+                                        QStringLiteral("body is larger than %1 bytes").arg(maximumBytes)), {}};
     const QByteArray bytes = reply.read(maximumBytes);
     if (const std::optional<TileLoadFailure> failure = replyFailure(reply))
-        return {bytes, failure};
-    return {bytes, std::nullopt};
+        return {bytes, failure, {}};
+    return {bytes, std::nullopt, {}};
+}
+
+void BoundedBodyReader::release(QNetworkReply& reply)
+{
+    delete reply.findChild<BoundedBodyReader*>(QString(), Qt::FindDirectChildrenOnly);
+    if (reply.isOpen())
+        reply.skip(reply.bytesAvailable());
 }
 
 BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
 {
     const auto fileFailure = [&path](const QString& why) {
-        return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::FileError, path + QStringLiteral(": ") + why)};
+        return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::FileError, path + QStringLiteral(": ") + why),
+                           {}};
     };
     // Non-blocking: opening a FIFO for reading would otherwise wait for a writer.
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
@@ -268,7 +328,10 @@ BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
         return fileFailure(QStringLiteral("not a regular file"));
     const auto tooLarge = [&] {
         return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                                   QStringLiteral("%1: larger than %2 bytes").arg(path).arg(maximumBytes))};
+                                                   QStringLiteral("%1: larger than %2 bytes")
+                                                       .arg(path)
+                                                       .arg(maximumBytes)),
+                           {}};
     };
     if (status.st_size > maximumBytes)
         return tooLarge();
@@ -291,7 +354,7 @@ BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
         got += n;
     }
     bytes.truncate(int(got));
-    return {bytes, std::nullopt};
+    return {bytes, std::nullopt, {}};
 }
 
 } // namespace mivo::tiling

@@ -17,6 +17,15 @@ namespace mivo::tiling {
  * Fetches the documents and tiles of the active tile source and reports them by
  * signals, in the thread the loader lives in. Implementations decide where the work
  * happens; TileLoaderQNetworkAccessManager is the library's.
+ *
+ * Meta types: constructing any of the library's tiling objects registers the tiling
+ * records under their qualified names ("mivo::tiling::TileId",
+ * "mivo::tiling::TileSystemDescriptor", "std::shared_ptr<mivo::tiling::Tile>",
+ * "mivo::tiling::TileLoadFailure", "mivo::tiling::TileColorTableDescriptor",
+ * "mivo::tiling::TileSource"); those are the names a host uses in queued connections
+ * and queued calls by name. The short names "TileId", "TileSystemDescriptor",
+ * "std::shared_ptr<Tile>" and "TileColorTableDescriptor" are registered as well, the
+ * first three for TileLoaderThread's meta methods that spell them so.
  */
 class MIVO_EXPORT ITileLoader : public QObject
 {
@@ -39,10 +48,13 @@ public:
     virtual void cancelTileLoad(const TileId& tileId) = 0;
 
 Q_SIGNALS:
-    void si_tileSystemDescriptorLoaded(const TileSystemDescriptor& descriptor);
+    // Argument types are spelled fully qualified, the names under which the library
+    // registers them, so a host may connect these signals queued across threads (by
+    // member pointer, or by these names with SIGNAL()).
+    void si_tileSystemDescriptorLoaded(const mivo::tiling::TileSystemDescriptor& descriptor);
     void si_tileSystemExtentsLoaded(const QRectF& extents);
-    void si_tileLoaded(const std::shared_ptr<Tile>& tile);
-    void si_tileLoadFailed(const TileId& tileId);
+    void si_tileLoaded(const std::shared_ptr<mivo::tiling::Tile>& tile);
+    void si_tileLoadFailed(const mivo::tiling::TileId& tileId);
 
 private:
     Q_DISABLE_COPY(ITileLoader)

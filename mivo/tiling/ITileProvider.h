@@ -33,7 +33,9 @@ public:
     virtual std::shared_ptr<Tile> tile(const TileId& tileId) = 0;
 
 Q_SIGNALS:
-    void si_tileAvailable(const TileId& tileId);
+    /// Spelled fully qualified: the name under which TileId is registered, so the
+    /// signal may be connected queued.
+    void si_tileAvailable(const mivo::tiling::TileId& tileId);
 
 private:
     Q_DISABLE_COPY(ITileProvider)

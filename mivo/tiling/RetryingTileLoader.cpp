@@ -1,6 +1,6 @@
 #include <mivo/tiling/RetryingTileLoader.h>
 
-#include "TilingLog_p.h"
+#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 

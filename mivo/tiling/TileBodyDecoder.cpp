@@ -4,6 +4,11 @@
 
 #include <QtEndian>
 
+#include <spng.h>
+
+#include <cstring>
+#include <memory>
+
 namespace mivo::tiling {
 
 namespace {
@@ -37,6 +42,7 @@ struct Inspection
 {
     PngHeader header;
     QByteArray essential; // the signature and the critical chunks, in their order
+    bool ancillary = false; // whether the body has chunks that essential leaves out
     QString refusal;
 };
 
@@ -48,6 +54,7 @@ Inspection inspect(const QByteArray& body)
         result.refusal = QStringLiteral("not a PNG image");
         return result;
     }
+    // Built while walking the chunks; dropped for the body itself when nothing is left out.
     result.essential.reserve(body.size());
     result.essential.append(body.constData(), signatureLength);
     const char* const data = body.constData();
@@ -73,7 +80,9 @@ Inspection inspect(const QByteArray& body)
             result.header.colourType = static_cast<quint8>(fields[9]);
             first = false;
         }
-        if (!isAncillary(type))
+        if (isAncillary(type))
+            result.ancillary = true;
+        else
             result.essential.append(data + at, int(chunkOverhead + length));
         at += chunkOverhead + qint64(length);
         if (qstrncmp(type, "IEND", 4) == 0)
@@ -81,6 +90,9 @@ Inspection inspect(const QByteArray& body)
     }
     if (first)
         result.refusal = QStringLiteral("PNG has no header");
+    // Without ancillary chunks the body is its own essential part: decoded in place.
+    if (!result.ancillary)
+        result.essential = body;
     return result;
 }
 
@@ -109,17 +121,80 @@ QString refusalFor(const PngHeader& header, const QSize& expectedSize, qint64 ma
     return {};
 }
 
+// An 8-bit palette PNG decoded by libspng straight into the tile's image: the pixels
+// are the palette indices (an index beyond the palette reads as 0) and the colour
+// table is the palette, opaque (the transparency chunk is ancillary and never read),
+// as Qt decodes it. Null when libspng
+// does not take the body; Qt's decoder then gets it, so that what libspng cannot read
+// ends as it always did.
+QImage decodePalette8(const QByteArray& png, const PngHeader& header)
+{
+    const std::unique_ptr<spng_ctx, decltype(&spng_ctx_free)> context(spng_ctx_new(0), &spng_ctx_free);
+    spng_ctx* const ctx = context.get();
+    if (!ctx || spng_set_png_buffer(ctx, png.constData(), size_t(png.size())) != 0
+        || spng_set_image_limits(ctx, header.width, header.height) != 0) {
+        return {};
+    }
+    spng_ihdr ihdr{};
+    spng_plte plte{};
+    if (spng_get_ihdr(ctx, &ihdr) != 0 || ihdr.color_type != SPNG_COLOR_TYPE_INDEXED || ihdr.bit_depth != 8
+        || ihdr.width != header.width || ihdr.height != header.height || spng_get_plte(ctx, &plte) != 0) {
+        return {};
+    }
+    QImage image(int(header.width), int(header.height), QImage::Format_Indexed8);
+    if (image.isNull())
+        return {};
+    const size_t rowBytes = header.width;
+    if (image.bytesPerLine() == qsizetype(rowBytes)) {
+        if (spng_decode_image(ctx, image.bits(), rowBytes * header.height, SPNG_FMT_RAW, 0) != 0)
+            return {};
+    } else {
+        // Rows padded to 32 bits: decoded row by row (interlaced ones whole, then copied).
+        QByteArray pixels(int(rowBytes * header.height), Qt::Uninitialized);
+        if (spng_decode_image(ctx, pixels.data(), size_t(pixels.size()), SPNG_FMT_RAW, 0) != 0)
+            return {};
+        for (int y = 0; y < image.height(); ++y)
+            std::memcpy(image.scanLine(y), pixels.constData() + size_t(y) * rowBytes, rowBytes);
+    }
+    // The rest of the file as Qt reads it: libspng checks the last image data chunk's CRC
+    // and what follows only when asked, and Qt refuses a body that fails there.
+    if (spng_decode_chunks(ctx) != 0)
+        return {};
+    if (plte.n_entries < 256) {
+        // Qt reads an index beyond the palette as 0; so does this decoder.
+        for (int y = 0; y < image.height(); ++y) {
+            uchar* const row = image.scanLine(y);
+            for (size_t x = 0; x < rowBytes; ++x) {
+                if (row[x] >= plte.n_entries)
+                    row[x] = 0;
+            }
+        }
+    }
+    QVector<QRgb> colours(int(plte.n_entries));
+    for (int i = 0; i < colours.size(); ++i)
+        colours[i] = qRgb(plte.entries[i].red, plte.entries[i].green, plte.entries[i].blue);
+    image.setColorTable(colours);
+    return image;
+}
+
 } // namespace
 
 DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const QSize& expectedSize,
-                               qint64 maximumPixels)
+                               qint64 maximumPixels, PngDecoder decoder)
 {
     Inspection inspection = inspect(body);
     if (inspection.refusal.isEmpty())
         inspection.refusal = refusalFor(inspection.header, expectedSize, maximumPixels);
     if (!inspection.refusal.isEmpty())
         return {std::make_shared<Tile>(id, QImage()), inspection.refusal};
-    std::shared_ptr<Tile> tile = parseTile(inspection.essential, id);
+    std::shared_ptr<Tile> tile;
+    if (decoder == PngDecoder::Fast && inspection.header.colourType == Palette && inspection.header.bitDepth == 8) {
+        QImage image = decodePalette8(inspection.essential, inspection.header);
+        if (!image.isNull())
+            tile = std::make_shared<Tile>(id, image);
+    }
+    if (!tile)
+        tile = parseTile(inspection.essential, id);
     // The decoder reads the same header; anything else is a body to distrust.
     if (!tile->image.isNull()
         && (quint32(tile->image.width()) != inspection.header.width

@@ -1,10 +1,6 @@
 #include <mivo/tiling/TileLoadFailure.h>
 
-#include "TilingLog_p.h"
-
 namespace mivo::tiling {
-
-Q_LOGGING_CATEGORY(lcTiling, "mivo.tiling", QtInfoMsg)
 
 bool TileLoadFailure::isTransient() const
 {

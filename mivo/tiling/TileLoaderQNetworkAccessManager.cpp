@@ -3,13 +3,14 @@
 #include "TileLoaderQNetworkAccessManager_p.h"
 
 #include "BoundedBody_p.h"
-#include "TilingLog_p.h"
-#include "TilingMetaTypes_p.h"
+#include "TileLoadFailureReporter_p.h"
+#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TileServerProtocol.h>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -23,7 +24,7 @@ namespace mivo::tiling {
 
 namespace {
 
-constexpr unsigned long workerShutdownTimeoutMs = 10000;
+constexpr qint64 workerShutdownTimeoutMs = 10000;
 
 } // namespace
 
@@ -37,12 +38,16 @@ TileLoaderQNetworkAccessManager::Private::Private(TileLoaderQNetworkAccessManage
         worker->start(QThread::InheritPriority);
         worker->setBaseUrl(baseUrl);
         worker->setPriority(QThread::LowPriority);
-        // Queued into the loader's thread.
+        // Worker signals forwarded as the loader's, queued into the loader's thread. The
+        // loaded tile takes one step more than a signal-to-signal connection: it passes
+        // the worker's mutex (synchronizeHandOver()), kept only so that ThreadSanitizer
+        // sees the tile built before it is used here; Qt's event queue hands it over
+        // through a mutex that ThreadSanitizer cannot see.
         connect(worker, &TileLoaderThread::si_tileLoaded, this, [this, worker](const std::shared_ptr<Tile>& tile) {
             worker->synchronizeHandOver();
             Q_EMIT q.si_tileLoaded(tile);
         });
-        connect(worker, &TileLoaderThread::si_tileLoadFailedBecause, &q,
+        connect(&worker->failureReporter(), &TileLoadFailureReporter::si_tileLoadFailedBecause, &q,
                 &TileLoaderQNetworkAccessManager::si_tileLoadFailedBecause);
         connect(worker, &TileLoaderThread::si_tileLoadFailed, &q, &ITileLoader::si_tileLoadFailed);
         workers.append(worker);
@@ -56,30 +61,40 @@ TileLoaderQNetworkAccessManager::Private::~Private()
 
 void TileLoaderQNetworkAccessManager::Private::shutDownWorkers()
 {
-    for (TileLoaderThread* worker : qAsConst(workers)) {
+    // Two passes: every worker is asked to end first, then each is waited for against
+    // one deadline, so that a pool of busy workers costs one timeout, not one each.
+    for (TileLoaderThread* worker : qAsConst(workers))
         QMetaObject::invokeMethod(worker, "sl_shutdown", Qt::QueuedConnection);
-        if (worker->wait(workerShutdownTimeoutMs)) {
+    const QDeadlineTimer deadline(workerShutdownTimeoutMs);
+    for (TileLoaderThread* worker : qAsConst(workers)) {
+        if (worker->wait(deadline))
             delete worker;
-            continue;
-        }
-        // Deleting a running QThread aborts the process. Release the worker once it has
-        // finished instead; its results no longer reach anybody. Whichever of the two
-        // paths below sees it finished first deletes it.
-        worker->disconnect(this);
-        worker->disconnect(&q);
-        const auto claimed = std::make_shared<std::atomic_bool>(false);
-        const auto release = [worker, claimed] {
-            if (claimed->exchange(true))
-                return;
-            worker->wait();
-            delete worker;
-        };
-        if (QCoreApplication::instance())
-            QObject::connect(worker, &QThread::finished, QCoreApplication::instance(), release, Qt::QueuedConnection);
-        if (worker->isFinished())
-            release();
+        else
+            releaseWhenFinished(*worker);
     }
     workers.clear();
+}
+
+void TileLoaderQNetworkAccessManager::Private::releaseWhenFinished(TileLoaderThread& worker)
+{
+    // Deleting a running QThread aborts the process. Release the worker once it has
+    // finished instead; its results no longer reach anybody. Whichever of the two
+    // paths below sees it finished first deletes it.
+    worker.disconnect(this);
+    worker.disconnect(&q);
+    worker.failureReporter().disconnect(&q);
+    const auto claimed = std::make_shared<std::atomic_bool>(false);
+    TileLoaderThread* const released = &worker;
+    const auto release = [released, claimed] {
+        if (claimed->exchange(true))
+            return;
+        released->wait();
+        delete released;
+    };
+    if (QCoreApplication::instance())
+        QObject::connect(released, &QThread::finished, QCoreApplication::instance(), release, Qt::QueuedConnection);
+    if (released->isFinished())
+        release();
 }
 
 TileLoaderThread& TileLoaderQNetworkAccessManager::Private::workerFor(const TileId& tileId) const
@@ -145,7 +160,7 @@ TileLoaderQNetworkAccessManager::TileLoaderQNetworkAccessManager()
 }
 
 TileLoaderQNetworkAccessManager::TileLoaderQNetworkAccessManager(int idealThreadCount)
-    : d((registerTilingMetaTypes(), std::make_unique<Private>(*this, workerCountFor(idealThreadCount))))
+    : d(std::make_unique<Private>(*this, workerCountFor(idealThreadCount))) // ITileLoader registered the meta types
 {
 }
 

@@ -53,9 +53,10 @@ struct TileLoaderQNetworkAccessManagerSettings
  * are matched to their requests by URL): a redirected document yields its defaults and a
  * redirected tile a null image. Without a base URL nothing is requested.
  *
- * The pool starts in the constructor and stops in the destructor: each worker is
- * asked to finish and waited for at most 10 s; a worker that is still busy then is
- * released as soon as it finishes instead of blocking or crashing the process.
+ * The pool starts in the constructor and stops in the destructor: every worker is
+ * asked to finish, then the destructor waits for them, at most 10 s for the whole
+ * pool; a worker that is still busy then is released as soon as it finishes instead
+ * of blocking or crashing the process.
  *
  * Bounded: bodies are read within the limits of TileLoaderQNetworkAccessManagerSettings.
  * The loader asks for gzip and deflate itself and inflates them under the same limits

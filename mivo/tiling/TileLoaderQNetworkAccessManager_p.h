@@ -42,6 +42,7 @@ public Q_SLOTS:
 
 private:
     void shutDownWorkers();
+    void releaseWhenFinished(TileLoaderThread& worker);
 };
 
 } // namespace mivo::tiling

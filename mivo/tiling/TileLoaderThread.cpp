@@ -2,7 +2,8 @@
 
 #include "BoundedBody_p.h"
 #include "TileBodyDecoder_p.h"
-#include "TilingLog_p.h"
+#include "TileLoadFailureReporter_p.h"
+#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileServerProtocol.h>
 
@@ -20,7 +21,8 @@ const char tileIdProperty[] = "tileid";
 } // namespace
 
 TileLoaderThread::TileLoaderThread()
-    : m_networkAccessManager(new QNetworkAccessManager(this))
+    : m_failureReporter(new TileLoadFailureReporter(this))
+    , m_networkAccessManager(new QNetworkAccessManager(this))
 {
     moveToThread(this);
     connect(m_networkAccessManager, &QNetworkAccessManager::finished, this, &TileLoaderThread::sl_replyFinished);
@@ -78,6 +80,11 @@ void TileLoaderThread::synchronizeHandOver() const
     const std::lock_guard<std::mutex> lock(m_mutex);
 }
 
+TileLoadFailureReporter& TileLoaderThread::failureReporter() const
+{
+    return *m_failureReporter;
+}
+
 void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
 {
     // No second request, and the running request keeps its priority.
@@ -99,6 +106,7 @@ void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
     // Stated, not left to Qt's default (which Qt 6 changes): a tile is its URL's answer.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     prepareBoundedRequest(request);
+    allowZeroCopyBody(request, limits.maximumTileBytes); // the reply goes once its tile is decoded
     QNetworkReply* reply = m_networkAccessManager->get(request);
     reply->setProperty(tileIdProperty, QVariant::fromValue(tileId));
     BoundedBodyReader::attach(*reply, limits.maximumTileBytes, limits.bodyTimeoutMs);
@@ -157,7 +165,7 @@ void TileLoaderThread::deliver(const TileId& tileId, const QByteArray& body)
 void TileLoaderThread::fail(const TileId& tileId, const TileLoadFailure& failure)
 {
     qCDebug(lcTiling).noquote() << "tile" << tileId.toString() << "failed:" << failure.reason;
-    Q_EMIT si_tileLoadFailedBecause(tileId, failure);
+    Q_EMIT m_failureReporter->si_tileLoadFailedBecause(tileId, failure);
     Q_EMIT si_tileLoadFailed(tileId);
 }
 

@@ -19,6 +19,8 @@ class QNetworkReply;
 
 namespace mivo::tiling {
 
+class TileLoadFailureReporter;
+
 /**
  * One worker of TileLoaderQNetworkAccessManager: a thread that lives in itself, with
  * its own network access manager, and fetches and decodes tiles there.
@@ -27,8 +29,14 @@ namespace mivo::tiling {
  * pending in this worker is not requested again. Cancelling does not abort a request:
  * a cancelled tile runs to its end and is reported like any other (kept on purpose).
  * Results leave by si_tileLoaded() and si_tileLoadFailed(), emitted in this thread;
- * a failure is preceded by si_tileLoadFailedBecause() with its reason. Bodies are read
- * and decoded within the limits described with TileLoaderQNetworkAccessManager.
+ * before si_tileLoadFailed() the reason goes out through failureReporter(). Bodies
+ * are read and decoded within the limits described with
+ * TileLoaderQNetworkAccessManager.
+ *
+ * Its meta methods are exactly these, in this order: the two signals, then the four
+ * slots. Their argument types are spelled "TileId", "bool" and
+ * "std::shared_ptr<Tile>", the names the loader's queued calls use (registered by
+ * the loader); from another thread, invoke the slots by these names.
  */
 class MIVO_EXPORT TileLoaderThread : public QThread
 {
@@ -54,11 +62,14 @@ public:
     /// ThreadSanitizer sees (Qt hands the tile over through its event queue, whose
     /// mutex it cannot see).
     void synchronizeHandOver() const;
+    /// Library-internal: lives in this worker's thread and emits, right before each
+    /// si_tileLoadFailed(), why the tile failed. Owned by this object.
+    TileLoadFailureReporter& failureReporter() const;
 
 Q_SIGNALS:
+    // The argument types are spelled as the loader's queued calls name them.
     void si_tileLoaded(std::shared_ptr<Tile> tile);
     void si_tileLoadFailed(TileId tileId);
-    void si_tileLoadFailedBecause(TileId tileId, mivo::tiling::TileLoadFailure failure);
 
 public Q_SLOTS:
     void sl_loadTile(TileId tileId, bool highPriority);
@@ -66,7 +77,8 @@ public Q_SLOTS:
     /// Ends the worker: its network access manager is released in this thread and the
     /// event loop quits. Pending replies are not aborted first.
     void sl_shutdown();
-    void sl_replyFinished(QNetworkReply* reply);
+    /// Delivers a finished reply that carries a "tileid" property; leaves others alone.
+    void sl_replyFinished(QNetworkReply*);
 
 protected:
     void run() override;
@@ -77,13 +89,16 @@ private:
     void deliver(const TileId& tileId, const QByteArray& body);
     void fail(const TileId& tileId, const TileLoadFailure& failure);
 
-    // Guards the base URL, written from the loader's thread while this thread reads it,
-    // and hands the rest of this object's state to the thread that destroys it: the
-    // worker takes it last when its event loop ends, the destructor first.
+    // Guards the base URL, the settings and the tile size, written from the loader's
+    // thread while this thread reads them. Also kept for ThreadSanitizer, which cannot
+    // see Qt's own hand-overs: it passes a built tile to the loader's thread
+    // (synchronizeHandOver()) and this object's state to the thread that destroys it
+    // (the worker takes it last when its event loop ends, the destructor first).
     mutable std::mutex m_mutex;
     QString m_baseUrl;
     TileLoaderQNetworkAccessManagerSettings m_settings;
     QSize m_tileSize;
+    TileLoadFailureReporter* m_failureReporter;     // child of this object
     QNetworkAccessManager* m_networkAccessManager; // child of this object until shutdown
     QMap<TileId, QNetworkReply*> m_pendingReplies;  // keyed and ordered by tile key
 };

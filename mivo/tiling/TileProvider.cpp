@@ -1,7 +1,8 @@
 #include <mivo/tiling/TileProvider.h>
 
+#include "../core/Logging_p.h"
+
 #include "TileGeometry_p.h"
-#include "TilingMetaTypes_p.h"
 
 #include <mivo/tiling/ITileLoader.h>
 
@@ -56,7 +57,7 @@ TileProvider::TileProvider(ITileLoader& loader, QObject* parent)
     , m_loader(loader)
     , m_cache(defaultCacheSize)
 {
-    registerTilingMetaTypes();
+    // ITileProvider registered the meta types.
     connect(&m_loader, &ITileLoader::si_tileSystemDescriptorLoaded, this,
             &TileProvider::sl_tileSystemDescriptorLoaded);
     connect(&m_loader, &ITileLoader::si_tileSystemExtentsLoaded, this, &TileProvider::sl_tileSystemExtentsLoaded);
@@ -228,8 +229,11 @@ void TileProvider::preloadBaseTiles(const QRectF& extents)
     const QList<TileId> baseTiles =
         m_tileSystem.tilesInRange(extents, m_tileSystem.x().maxzoomlevel, m_tileSystem.y().maxzoomlevel);
     // More than can stay resident: the coarsest level is no overview; preload nothing.
-    if (quint64(baseTiles.size()) > maximumBaseTiles())
+    if (quint64(baseTiles.size()) > maximumBaseTiles()) {
+        qCDebug(lcTiling) << "coarsest level has" << baseTiles.size() << "tiles, more than the" << maximumBaseTiles()
+                          << "that stay resident: none preloaded";
         return;
+    }
     for (const TileId& id : baseTiles) {
         if (!m_cache.contains(id))
             m_loader.loadTile(id, true);

@@ -1,7 +1,10 @@
 #include <mivo/tiling/TileSourceManager.h>
 
+#include "BoundedBody_p.h"
+#include "../core/Logging_p.h"
 #include "TilingMetaTypes_p.h"
 
+#include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileServerProtocol.h>
 
 #include <QNetworkAccessManager>
@@ -17,14 +20,19 @@ namespace mivo::tiling {
 
 namespace {
 
-// The whole body; nothing when the reply was aborted (a closed reply has none) or
-// when a body over the limit arrived in one piece, too quickly to be aborted. A second
-// reader of the same reply gets an empty body.
+// The same limits as the tile loader's documents.
+const TileLoaderQNetworkAccessManagerSettings documentLimits;
+static_assert(TileSourceManager::maximumDocumentSize == TileLoaderQNetworkAccessManagerSettings().maximumDocumentBytes,
+              "the source manager reads documents within the loader's limit");
+
+// The whole body as read within the limits; nothing when it was refused (too large,
+// too slow, badly encoded). A second reader of the same reply gets an empty body.
 QByteArray readBody(QNetworkReply& reply)
 {
-    if (!reply.isOpen() || reply.bytesAvailable() > TileSourceManager::maximumDocumentSize)
-        return QByteArray();
-    return reply.readAll();
+    BoundedBody body = BoundedBodyReader::take(reply, documentLimits.maximumDocumentBytes);
+    if (body.failure)
+        qCDebug(lcTiling).noquote() << "document" << reply.url().toString() << "failed:" << body.failure->reason;
+    return std::move(body.bytes);
 }
 
 } // namespace
@@ -107,19 +115,9 @@ void TileSourceManager::get(const QString& url)
     QNetworkRequest request(QUrl(url, QUrl::TolerantMode));
     // Answers are matched by reply->url(), which a followed redirect would change.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    prepareBoundedRequest(request);
     QNetworkReply* reply = m_networkAccessManager->get(request);
-    // Bounded memory: the network stack buffers no more than one byte over the limit
-    // before it waits for us, and such a body is cut off there. Content-Length says so
-    // earlier when it is sent.
-    reply->setReadBufferSize(maximumDocumentSize + 1);
-    connect(reply, &QNetworkReply::readyRead, reply, [reply] {
-        if (reply->bytesAvailable() > maximumDocumentSize)
-            reply->abort();
-    });
-    connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64, qint64 total) {
-        if (total > maximumDocumentSize)
-            reply->abort();
-    });
+    BoundedBodyReader::attach(*reply, documentLimits.maximumDocumentBytes, documentLimits.bodyTimeoutMs);
 }
 
 void TileSourceManager::sl_networkRequestFinished(QNetworkReply* reply)
@@ -136,11 +134,10 @@ void TileSourceManager::sl_networkRequestFinished(QNetworkReply* reply)
     }
     if (url == QUrl(tileSourceListUrl(m_discoveryUrl)))
         handleDiscoveryReply(*reply);
-    // Not deleted: the reply stays a child of the network access manager. A body no
-    // source read (an answer for a source removed meanwhile) is dropped, so that kept
-    // replies hold no documents.
-    if (reply->isOpen())
-        reply->skip(reply->bytesAvailable());
+    // Not deleted: the reply stays a child of the network access manager. Its reader
+    // goes, with a body no source read (an answer for a source removed meanwhile), so
+    // that kept replies hold no documents.
+    BoundedBodyReader::release(*reply);
 }
 
 void TileSourceManager::handleDescriptorReply(const QString& id, QNetworkReply& reply)
@@ -174,8 +171,13 @@ void TileSourceManager::handleExtentsReply(const QString& id, QNetworkReply& rep
 
 void TileSourceManager::handleDiscoveryReply(QNetworkReply& reply)
 {
-    const QList<QString> ids = parseTileSourceList(readBody(reply)).mid(0, maximumDiscoveredTileSources);
-    for (const QString& id : ids)
+    QList<QString> ids = parseTileSourceList(readBody(reply));
+    if (ids.size() > maximumDiscoveredTileSources) {
+        qCDebug(lcTiling).noquote() << "discovery" << reply.url().toString() << "lists" << ids.size()
+                                    << "sources; only the first" << maximumDiscoveredTileSources << "are read";
+        ids = ids.mid(0, maximumDiscoveredTileSources);
+    }
+    for (const QString& id : qAsConst(ids))
         addTileSource(id, QString());
     Q_EMIT si_discoveryFinished(m_discoveryUrl);
 }

@@ -36,8 +36,12 @@ namespace mivo::tiling {
  *
  * Failures are not reported and nothing is retried: a failed or unreadable discovery
  * adds nothing; a failed descriptor stores a default (invalid) descriptor and still
- * asks for the extents; failed extents store (0, 0, 0, 0). A document whose body
- * exceeds maximumDocumentSize bytes is cut off and counts as failed.
+ * asks for the extents; failed extents store (0, 0, 0, 0). Documents are read within
+ * the tile loader's limits (TileLoaderQNetworkAccessManagerSettings' defaults): a
+ * body of more than maximumDocumentSize bytes, as sent or as decompressed, one that
+ * is not complete 30 s after its header, or one in an encoding other than gzip or
+ * deflate is refused and counts as failed. Each refusal is logged at debug level in
+ * the category "mivo.tiling".
  *
  * Finished replies are not deleted: they stay children of the manager's private
  * network access manager until the manager is destroyed (one per request made, its
@@ -51,7 +55,8 @@ class MIVO_EXPORT TileSourceManager : public QObject
     Q_OBJECT
 
 public:
-    /// The largest document body read; a longer answer is aborted and counts as failed.
+    /// The largest document body read, in bytes (as sent and as decompressed); a longer
+    /// answer is aborted and counts as failed. The tile loader's document limit.
     static constexpr qint64 maximumDocumentSize = qint64(1) << 20;
     /// Entries of one discovery document read; later ones are ignored. Every source
     /// costs requests and replies kept until the manager goes (a server could list a

@@ -1,5 +1,7 @@
 #include <mivo/tiling/TileSystem.h>
 
+#include "../core/Logging_p.h"
+
 #include "TileGeometry_p.h"
 
 #include <algorithm>
@@ -171,6 +173,7 @@ QList<TileId> TileSystem::tilesInRange(const QRectF& range, quint16 xZoomLevel, 
     const quint64 columns = xFirst > xLast ? 0 : xLast - xFirst; // likewise, when any
     if (rows >= maximumTilesInRange || columns >= maximumTilesInRange
         || (xFirst <= xLast && (rows + 1) * (columns + 1) > maximumTilesInRange)) {
+        qCDebug(lcTiling) << "range needs more than" << maximumTilesInRange << "tiles: none listed";
         return tiles;
     }
     if (xFirst > xLast)
@@ -201,6 +204,7 @@ QList<TileId> TileSystem::tilesInRange(const QRectF& range, double xScale, doubl
     ViewAxis y{m_y, area.top(), area.top() + area.height(), yZoomLevel};
     if (!fitAxis(x, tileBudget(m_x, range.width() / xScale)) || !fitAxis(y, tileBudget(m_y, range.height() / yScale))
         || !fitView(x, y, maximumTilesPerView)) {
+        qCDebug(lcTiling) << "view needs more tiles than its pixels can show, even at the coarsest levels: none listed";
         return {};
     }
     return tilesInRange(range, x.zoomLevel, y.zoomLevel);

@@ -64,6 +64,7 @@ struct SharedState
     QStringList log;
     QHash<QString, int> held;
     int openConnections = 0;
+    int acceptedConnections = 0;
 };
 
 struct PendingRequest
@@ -254,6 +255,7 @@ private:
                     [this, id](QAbstractSocket::SocketError) { dropIfUnconnected(id); }, Qt::QueuedConnection);
             std::lock_guard<std::mutex> lock(m_shared.mutex);
             ++m_shared.openConnections;
+            ++m_shared.acceptedConnections;
         }
     }
 
@@ -954,6 +956,13 @@ void TestHttpServer::resetCounts()
     d->shared.counts.clear();
     d->shared.headers.clear();
     d->shared.log.clear();
+    d->shared.acceptedConnections = 0;
+}
+
+int TestHttpServer::acceptedConnectionCount() const
+{
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
+    return d->shared.acceptedConnections;
 }
 
 int TestHttpServer::openConnectionCount() const

@@ -134,12 +134,15 @@ public:
     /// line and the header lines exactly as received, each with its line end (CRLF from any
     /// ordinary client), without the empty line that ends the block.
     QList<QByteArray> requestHeaders(const QString& path) const;
-    /// Forgets counts, log and recorded headers (documents, faults, delays and held requests stay).
+    /// Forgets counts, log, recorded headers and the accepted connections (documents, faults,
+    /// delays and held requests stay).
     void resetCounts();
 
     /// Client connections currently open. A connection closed by the client is noticed by the
     /// server thread shortly after, so wait with QTRY_COMPARE.
     int openConnectionCount() const;
+    /// Client connections accepted since start() or the last resetCounts(), open or closed.
+    int acceptedConnectionCount() const;
 
     /// The value of header `name` (compared without case) in a block from requestHeaders(),
     /// or a null QByteArray when the block has no such header.

@@ -2,6 +2,8 @@
 
 #include "../common/SignalLog.h"
 
+#include <TestSupport.h>
+
 #include <QEasingCurve>
 #include <QMetaMethod>
 #include <QPropertyAnimation>
@@ -646,7 +648,7 @@ private Q_SLOTS:
         const double scale = axis.scale();
         QVERIFY(offset < 1000.0);
         QVERIFY(scale < 100.0);
-        QTest::qWait(50); // nothing moves any more
+        testsupport::letNothingHappen(50); // nothing moves any more
         QCOMPARE(axis.offset(), offset);
         QCOMPARE(axis.scale(), scale);
     }

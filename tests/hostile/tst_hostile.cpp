@@ -12,6 +12,7 @@
 #include <mivo/core/CoordSystem.h>
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 #include <mivo/tiling/TileProvider.h>
+#include <mivo/tiling/TileSourceManager.h>
 
 #include <TestHttpServer.h>
 
@@ -23,6 +24,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -155,6 +157,41 @@ int runLoaderCase(const QStringList& arguments)
     return 0;
 }
 
+// Set by the message handler of a "sources" case once a document was refused.
+bool documentRefused = false;
+
+void noteRefusals(QtMsgType, const QMessageLogContext&, const QString& message)
+{
+    if (message.startsWith(QLatin1String("document ")) && message.contains(QLatin1String(" failed: ")))
+        documentRefused = true;
+    std::fprintf(stderr, "%s\n", qPrintable(message));
+}
+
+// "sources URL": a source manager discovers the sources under URL; the outcome lists
+// the sources with their descriptors once every listed source has its extents, or
+// once the discovery document was refused.
+int runSourcesCase(const QStringList& arguments)
+{
+    qInstallMessageHandler(noteRefusals);
+    TileSourceManager manager;
+    manager.discoverTileSources(arguments.value(0));
+    const auto settled = [&manager] {
+        const QList<TileSource>& sources = manager.tileSources();
+        if (sources.isEmpty())
+            return documentRefused;
+        return std::all_of(sources.cbegin(), sources.cend(), [](const TileSource& s) { return !s.extents.isNull(); });
+    };
+    if (!QTest::qWaitFor(settled, 120000))
+        return 2;
+    QString outcome = QStringLiteral("sources %1").arg(manager.tileSources().size());
+    for (const TileSource& s : manager.tileSources()) {
+        const QString descriptor = s.descriptor.name.isNull() ? QStringLiteral("invalid") : s.descriptor.name;
+        outcome += QStringLiteral(" %1 %2").arg(s.id, descriptor);
+    }
+    report(QStringLiteral("outcome: ") + outcome);
+    return 0;
+}
+
 // "session URL MIB": the viewer's waterfall pans over a large source until at least 5000
 // distinct tiles have arrived, each view waited for.
 int runSessionCase(const QStringList& arguments)
@@ -197,6 +234,9 @@ int runChild(int argc, char** argv)
     if (kind == QLatin1String("session")) {
         QApplication app(argc, argv);
         result = runSessionCase(QApplication::arguments().mid(3));
+    } else if (kind == QLatin1String("sources")) {
+        QCoreApplication app(argc, argv);
+        result = runSourcesCase(QCoreApplication::arguments().mid(3));
     } else {
         QCoreApplication app(argc, argv);
         result = runLoaderCase(QCoreApplication::arguments().mid(2));
@@ -389,6 +429,49 @@ private Q_SLOTS:
         QCOMPARE(run.line(QStringLiteral("outcome")),
                  document == QLatin1String("descriptor") ? QStringLiteral("descriptor invalid")
                                                          : QStringLiteral("extents 0 0 0 0"));
+        QVERIFY2(run.err.contains(QStringLiteral("failed:")), qPrintable(run.err));
+    }
+
+    void sourceManagerRefusesHugeDocuments_data()
+    {
+        QTest::addColumn<QString>("document");
+        QTest::addColumn<GeneratedBody>("body");
+        QTest::addColumn<QString>("outcome");
+        GeneratedBody plain;
+        plain.prefix = "[\"";
+        plain.fill = 'x';
+        plain.length = gigabyte;
+        plain.framing = Framing::ContentLength;
+        GeneratedBody chunked = plain;
+        chunked.framing = Framing::Chunked;
+        QTest::newRow("discovery gzip inflating to 1 GiB") << QStringLiteral("/tilesources.json")
+                                                           << gigabyteGzipBomb("application/json")
+                                                           << QStringLiteral("sources 0");
+        QTest::newRow("discovery 1 GiB chunked") << QStringLiteral("/tilesources.json") << chunked
+                                                  << QStringLiteral("sources 0");
+        QTest::newRow("descriptor gzip inflating to 1 GiB") << QStringLiteral("/a/tiledescriptor.json")
+                                                            << gigabyteGzipBomb("application/json")
+                                                            << QStringLiteral("sources 1 a invalid");
+        QTest::newRow("descriptor 1 GiB plain") << QStringLiteral("/a/tiledescriptor.json") << plain
+                                                << QStringLiteral("sources 1 a invalid");
+    }
+
+    void sourceManagerRefusesHugeDocuments()
+    {
+        QFETCH(QString, document);
+        QFETCH(GeneratedBody, body);
+        QFETCH(QString, outcome);
+        m_server->setDocument(source + QStringLiteral("/tilesources.json"), "[\"a\"]", "application/json");
+        m_server->setDocument(source + QStringLiteral("/a/tiledescriptor.json"),
+                              testtiles::descriptorJson(QStringLiteral("A"), 1.0, 256, 3), "application/json");
+        m_server->setDocument(source + QStringLiteral("/a/tileextents.json"),
+                              testtiles::extentsJson(QRectF(0, 0, 10, 10)), "application/json");
+        m_server->setGeneratedBody(source + document, body);
+        const Bounds bounds{20, 200};
+        const ChildRun run = runCase({QStringLiteral("sources"), url()}, bounds);
+        CHECK_BOUNDS(run, bounds);
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.line(QStringLiteral("outcome")), outcome);
         QVERIFY2(run.err.contains(QStringLiteral("failed:")), qPrintable(run.err));
     }
 

@@ -6,6 +6,8 @@
 
 #include "PaintTestSupport.h"
 
+#include <TestSupport.h>
+
 #include <QFontMetricsF>
 #include <QTest>
 
@@ -119,7 +121,7 @@ private Q_SLOTS:
         BackgroundPaintHandlerSettings settings;
         settings.color = Qt::red;
         background->updateSettings(settings);
-        QTest::qWait(200); // a repaint, had one been asked for, would have happened by now
+        testsupport::letNothingHappen(200); // a repaint, had one been asked for, would have happened by now
         QCOMPARE(view.paints(), before);
         view.widget->update();
         QTRY_VERIFY(view.paints() > before);

@@ -12,6 +12,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -264,6 +265,17 @@ private Q_SLOTS:
         QVERIFY(reader.document().items.isEmpty());
         QVERIFY(reader.document().itemDetails.isEmpty());
         QVERIFY(reader.document().extraFields.isEmpty());
+    }
+
+    void refusalsAreLoggedWhenAsked()
+    {
+        SdmWorkspaceFileReader reader;
+        QLoggingCategory::setFilterRules(QStringLiteral("mivo.*=true"));
+        QTest::ignoreMessage(QtDebugMsg, "workspace document refused: the document is not a JSON object");
+        const bool read = reader.parse("[]");
+        QLoggingCategory::setFilterRules(QString());
+        QVERIFY(!read);
+        QCOMPARE(reader.errorString(), QStringLiteral("the document is not a JSON object"));
     }
 
     void longIdsAreCutShortInMessages()

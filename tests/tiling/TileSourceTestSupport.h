@@ -1,8 +1,7 @@
 #pragma once
 
 // Shared by the tile source suites: sources served by the in-test server, a manager
-// whose list changes are counted, the buttons of a source picker, and the one bare
-// wait of these suites.
+// whose list changes are counted, the buttons of a source picker.
 
 #include <mivo/tiling/TileSourceManager.h>
 #include <mivo/tiling/TileSourceSelectionWidget.h>
@@ -19,13 +18,6 @@
 #include <QTest>
 
 namespace sourcetest {
-
-/// For checks that nothing (more) happens: answers on loopback arrive within
-/// milliseconds, so anything still to come would have come by then.
-inline void letStrayAnswersArrive()
-{
-    QTest::qWait(300);
-}
 
 /// Serves a source's descriptor and extents under @p base.
 inline void serveSource(TestHttpServer& server, const QString& base, const QByteArray& descriptor,

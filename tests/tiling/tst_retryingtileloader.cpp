@@ -6,6 +6,8 @@
 
 #include <TestHttpServer.h>
 
+#include <TestSupport.h>
+
 #include <QSignalSpy>
 #include <QTest>
 
@@ -52,12 +54,6 @@ bool waitForARetry(Retrying& r)
     r.loader.setSettings(settings);
     r.loader.loadTile(tile, true);
     return QTest::qWaitFor([&r] { return r.scheduled.count() == 1; }, 10000);
-}
-
-// Waits a while in which nothing may happen; the only bare wait of this suite.
-void letTimePass(int ms)
-{
-    QTest::qWait(ms);
 }
 
 } // namespace
@@ -191,7 +187,7 @@ private Q_SLOTS:
         r.loader.loadTile(tile, false);
         r.loader.cancelTileLoad(tile);
         QCOMPARE(r.failed.count(), 1);
-        letTimePass(200);
+        testsupport::letNothingHappen(200);
         QCOMPARE(m_server->requestCount(path()), 1);
         QCOMPARE(r.failed.count(), 1);
     }

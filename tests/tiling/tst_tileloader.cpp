@@ -6,11 +6,14 @@
 
 #include <TestHttpServer.h>
 
+#include <TestSupport.h>
+
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QElapsedTimer>
 #include <QLoggingCategory>
 #include <QRegularExpression>
 #include <QTest>
@@ -18,6 +21,7 @@
 
 #include <zlib.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -153,6 +157,33 @@ private Q_SLOTS:
                  TileLoaderQNetworkAccessManager::workerCountFor(QThread::idealThreadCount()));
     }
 
+    void workerHasExactlyTheTwoSignalsAndFourSlotsInOrder()
+    {
+        const QMetaObject& meta = TileLoaderThread::staticMetaObject;
+        struct Expected
+        {
+            QMetaMethod::MethodType type;
+            QByteArray signature;
+            QList<QByteArray> parameterNames;
+        };
+        const QList<Expected> expected{
+            {QMetaMethod::Signal, "si_tileLoaded(std::shared_ptr<Tile>)", {"tile"}},
+            {QMetaMethod::Signal, "si_tileLoadFailed(TileId)", {"tileId"}},
+            {QMetaMethod::Slot, "sl_loadTile(TileId,bool)", {"tileId", "highPriority"}},
+            {QMetaMethod::Slot, "sl_cancelLoadTile(TileId)", {"tileId"}},
+            {QMetaMethod::Slot, "sl_shutdown()", {}},
+            {QMetaMethod::Slot, "sl_replyFinished(QNetworkReply*)", {""}},
+        };
+        QCOMPARE(meta.methodCount() - meta.methodOffset(), expected.size());
+        for (int i = 0; i < expected.size(); ++i) {
+            const QMetaMethod method = meta.method(meta.methodOffset() + i);
+            QCOMPARE(method.methodType(), expected.at(i).type);
+            QCOMPARE(method.methodSignature(), expected.at(i).signature);
+            QCOMPARE(method.parameterNames(), expected.at(i).parameterNames);
+        }
+        QCOMPARE(meta.superClass(), &QThread::staticMetaObject);
+    }
+
     void metaTypesAreRegisteredUnderEveryName()
     {
         const TileLoaderQNetworkAccessManager loader(2);
@@ -160,6 +191,29 @@ private Q_SLOTS:
                                  "QNetworkReply*"})
             QVERIFY2(QMetaType::type(name) != QMetaType::UnknownType, name);
         QCOMPARE(QMetaType::type("TileId"), qMetaTypeId<TileId>());
+    }
+
+    // Diagnosis
+
+    void whyATileIsMissingIsLoggedWhenAsked()
+    {
+        const TileId missing(2, 3, 0, 0);
+        const TileId refused(4, 3, 0, 0);
+        m_server->setDocument(base + tilePath(refused), "not a PNG", "image/png");
+        WatchedLoader watched(sourceUrl());
+        QLoggingCategory::setFilterRules(QStringLiteral("mivo.*=true"));
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^tile \\(2; 3; 0; 0; \\d+\\) failed: "
+                                                                           "HTTP status 404$")));
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^tile \\(4; 3; 0; 0; \\d+\\) refused: "
+                                                                           "not a PNG image$")));
+        watched.loader.loadTile(missing, true);
+        watched.loader.loadTile(refused, true);
+        QTRY_COMPARE(watched.failed.count(), 1);
+        QTRY_COMPARE(watched.loaded.count(), 1);
+        QLoggingCategory::setFilterRules(QString());
+        // The outcomes are those without logging.
+        QCOMPARE(idOf(watched.failed.at(0).at(0)).toString(), missing.toString());
+        QVERIFY(tileOf(watched.loaded.at(0).at(0))->image.isNull());
     }
 
     // Documents
@@ -306,6 +360,22 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(base + tilePath(id)), firstRequests + 1);
     }
 
+    void tilesOneAfterAnotherReuseTheirWorkersConnection()
+    {
+        // Keep-alive on the wire: each worker opens one connection and keeps it.
+        WatchedLoader watched(sourceUrl());
+        QSet<int> workersUsed;
+        for (quint64 x = 0; x < 24; ++x) {
+            const TileId id(x, 5, 0, 0);
+            serveTile(id);
+            workersUsed.insert(int(id.key() % quint32(watched.loader.workerCount())));
+            watched.loader.loadTile(id, true);
+            QTRY_COMPARE(watched.loaded.count(), int(x) + 1);
+        }
+        QCOMPARE(m_server->totalRequestCount(), 24);
+        QCOMPARE(m_server->acceptedConnectionCount(), workersUsed.size());
+    }
+
     void duplicateRequestsWhilePendingMakeOneRequest()
     {
         const TileId id(4, 4, 2, 2);
@@ -347,7 +417,17 @@ private Q_SLOTS:
             loader.loadTile(id, false);
         for (const TileId& id : high)
             loader.loadTile(id, true);
-        QTest::qWait(2000); // lets the worker hand all six to Qt's queue
+        // A barrier through every hop the six take (the worker's queued calls, Qt's start
+        // of each request, its network thread): once the worker has made the six
+        // requests, one more from it, to another server, reaches that server only after
+        // the six were queued for this one (Qt queues per host and port, so it is sent
+        // at once).
+        QVERIFY(testsupport::drainQueuedCalls(loader.worker(int(high.last().key() % quint32(loader.workerCount())))));
+        TestHttpServer marker;
+        QVERIFY(marker.start());
+        loader.setBaseUrl(QUrl(marker.baseUrl() + base));
+        loader.loadTile(sameWorkerTile(sameWorker.last(), loader.workerCount()), true);
+        QTRY_COMPARE(marker.totalRequestCount(), 1);
         QCOMPARE(m_server->totalRequestCount(), 6);
 
         // Each released blocker frees one connection, which takes the next request.
@@ -610,36 +690,54 @@ private Q_SLOTS:
         QCOMPARE(destroyed.count(), 1);
         QVERIFY2(timer.elapsed() < 10000, "shutdown must not wait for the held requests");
         m_server->releaseAllHeld();
-        QTest::qWait(100); // late answers must find nothing to crash into
+        testsupport::letNothingHappen(100); // late answers must find nothing to crash into
     }
 
-    void workerStillBusyAtShutdownIsReleasedOnceItFinishes()
+    void workersStillBusyAtShutdownAreReleasedOnceTheyFinish()
     {
         // A slot connected directly to a worker runs in the worker's thread. While it
-        // blocks, the worker cannot stop within the loader's ten-second wait.
-        const TileId id(2, 2, 0, 0);
-        serveTile(id);
-        auto loader = std::make_unique<TileLoaderQNetworkAccessManager>(2);
+        // blocks, the worker cannot stop within the loader's ten-second wait. Every
+        // worker of the pool is blocked: the wait covers the pool, not each worker.
+        constexpr int workers = 4;
+        auto loader = std::make_unique<TileLoaderQNetworkAccessManager>(2 * workers);
+        QCOMPARE(loader->workerCount(), workers);
         loader->setBaseUrl(QUrl(sourceUrl()));
-        const QPointer<const TileLoaderThread> worker = &loader->worker(int(id.key() % quint32(loader->workerCount())));
-        std::promise<void> entered;
         std::promise<void> release;
         const std::shared_future<void> released = release.get_future().share();
-        connect(
-            worker.data(), &TileLoaderThread::si_tileLoaded, worker.data(),
-            [&entered, released](const std::shared_ptr<Tile>&) {
-                entered.set_value();
-                released.wait();
-            },
-            Qt::DirectConnection);
-        loader->loadTile(id, true);
-        QVERIFY(entered.get_future().wait_for(std::chrono::seconds(30)) == std::future_status::ready);
+        std::atomic_int entered{0};
+        QList<QPointer<const TileLoaderThread>> pool;
+        for (int i = 0; i < workers; ++i) {
+            pool.append(&loader->worker(i));
+            connect(
+                pool.last().data(), &TileLoaderThread::si_tileLoaded, pool.last().data(),
+                [&entered, released](const std::shared_ptr<Tile>&) {
+                    ++entered;
+                    released.wait();
+                },
+                Qt::DirectConnection);
+        }
+        for (quint64 x = 0, blocked = 0; blocked < workers; ++x) {
+            const TileId id(x, 0, 0, 0);
+            if (id.key() % quint32(workers) != blocked)
+                continue;
+            serveTile(id);
+            loader->loadTile(id, true);
+            ++blocked;
+        }
+        QTRY_COMPARE(entered.load(), workers);
 
-        loader.reset(); // gives up on the blocked worker after ten seconds
-        QVERIFY(worker);
-        QVERIFY(worker->isRunning());
+        QElapsedTimer clock;
+        clock.start();
+        loader.reset(); // gives up on the blocked workers after one ten-second wait
+        // One wait for the pool; one per worker would be four.
+        QVERIFY2(clock.elapsed() < 2 * 10000, qPrintable(QString::number(clock.elapsed())));
+        for (const auto& worker : qAsConst(pool)) {
+            QVERIFY(worker);
+            QVERIFY(worker->isRunning());
+        }
         release.set_value();
-        QTRY_VERIFY_WITH_TIMEOUT(worker.isNull(), 10000); // deleted once its thread has finished
+        for (const auto& worker : qAsConst(pool))
+            QTRY_VERIFY_WITH_TIMEOUT(worker.isNull(), 10000); // deleted once its thread has finished
     }
 
     void switchingTheSourceWhileOldTilesArrive()
@@ -691,8 +789,10 @@ private Q_SLOTS:
         QList<TileId> last;
         for (int step = 0; step < 25; ++step) {
             last = provider.tileSystem().tilesInRange(QRectF(step * 16.0, 64, 80, 64), quint16(0), quint16(0));
+            // The next step once the server has seen a request since this one.
+            const int requestsBefore = m_server->totalRequestCount();
             provider.setRequiredTiles(last);
-            QTest::qWait(15);
+            QTRY_VERIFY(m_server->totalRequestCount() > requestsBefore);
         }
         for (const TileId& id : qAsConst(last))
             QTRY_VERIFY2(provider.cache().contains(id), qPrintable(id.toString()));

@@ -7,6 +7,10 @@
 
 #include "TileSourceTestSupport.h"
 
+#include <TestSupport.h>
+
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -15,7 +19,6 @@
 #include <tuple>
 
 using namespace mivo::tiling;
-using sourcetest::letStrayAnswersArrive;
 using sourcetest::WatchedManager;
 
 namespace {
@@ -169,7 +172,7 @@ private Q_SLOTS:
         checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("Alpha"),
                     url(QStringLiteral("/tiles/a")), parseTileSystemDescriptor(alphaDescriptor()), alphaExtents);
 
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const QString& id : {QStringLiteral("a"), QStringLiteral("b")}) {
@@ -212,7 +215,7 @@ private Q_SLOTS:
         QTRY_COMPARE(watched.changed.count(), 6);
         watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_COMPARE(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")), 2);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(watched.manager.tileSources().size(), 2);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/a/tiledescriptor.json")), 1);
@@ -234,7 +237,7 @@ private Q_SLOTS:
         QCOMPARE(watched.manager.tileSources().at(2).id, QStringLiteral("c"));
         QCOMPARE(watched.manager.tileSources().at(2).name, QStringLiteral("Charlie"));
         QCOMPARE(watched.manager.tileSources().at(2).extents, QRectF(1, 2, 3, 4));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 9);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/c/tiledescriptor.json")), 1);
     }
@@ -268,7 +271,7 @@ private Q_SLOTS:
         watched.manager.discoverTileSources(url(QStringLiteral("/new")));
         QTRY_COMPARE(watched.changed.count(), 3);
         m_server->releaseAllHeld();
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 3);
         QCOMPARE(watched.manager.tileSources().size(), 1);
         QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("q"));
@@ -313,7 +316,7 @@ private Q_SLOTS:
         watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QVERIFY(finished.wait());
         QCOMPARE(finished.at(0).at(0).toString(), url(QStringLiteral("/tiles")));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(finished.count(), 1);
         QCOMPARE(watched.changed.count(), 0);
     }
@@ -330,7 +333,7 @@ private Q_SLOTS:
         watched.manager.discoverTileSources(url(QStringLiteral("/new")));
         QVERIFY(finished.wait());
         m_server->releaseAllHeld();
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(finished.count(), 1);
         QCOMPARE(finished.at(0).at(0).toString(), url(QStringLiteral("/new")));
     }
@@ -393,7 +396,7 @@ private Q_SLOTS:
         QTRY_COMPARE(watched.changed.count(), 3);
         checkSource(watched.manager.tileSource(QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Mine"),
                     QStringLiteral("/x"), TileSystemDescriptor(), QRectF(0, 0, 0, 0));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 3);
     }
 
@@ -415,7 +418,7 @@ private Q_SLOTS:
         // The listed ids are known already.
         m_server->releaseAllHeld();
         QTRY_COMPARE(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(watched.manager.tileSources().size(), 2);
         QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("a"));
@@ -435,7 +438,7 @@ private Q_SLOTS:
         QCOMPARE(manager.tileSource(QStringLiteral("a")).name, QStringLiteral("First"));
         QTRY_COMPARE(manager.tileSources().size(), 2); // "b" from the discovery
         QTRY_COMPARE(changed.count(), 6);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/a/tiledescriptor.json")), 1);
     }
 
@@ -559,7 +562,7 @@ private Q_SLOTS:
         WatchedManager watched;
         watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_VERIFY(m_server->requestCount(QStringLiteral("/tiles/tilesources.json")) >= 1);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 0);
         QVERIFY(watched.manager.tileSources().isEmpty());
         // A redirect is not followed.
@@ -577,7 +580,7 @@ private Q_SLOTS:
         }
         WatchedManager watched;
         watched.manager.discoverTileSources(QStringLiteral("http://127.0.0.1:%1").arg(port));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 0);
         QVERIFY(watched.manager.tileSources().isEmpty());
     }
@@ -611,7 +614,7 @@ private Q_SLOTS:
                     url(QStringLiteral("/tiles/a")), TileSystemDescriptor(), alphaExtents);
         QCOMPARE(m_server->requestCount(QStringLiteral("/tiles/a/tileextents.json")), 1);
         QCOMPARE(m_server->requestCount(QStringLiteral("/moved/tiles/a/tiledescriptor.json")), 0);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 3);
     }
 
@@ -640,7 +643,7 @@ private Q_SLOTS:
         QTRY_COMPARE(watched.changed.count(), 3);
         checkSource(watched.manager.tileSource(QStringLiteral("a")), QStringLiteral("a"), QStringLiteral("Alpha"),
                     url(QStringLiteral("/tiles/a")), parseTileSystemDescriptor(alphaDescriptor()), QRectF(0, 0, 0, 0));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 3);
     }
 
@@ -684,6 +687,51 @@ private Q_SLOTS:
                     read ? parseTileSystemDescriptor(alphaDescriptor()) : TileSystemDescriptor(), alphaExtents);
     }
 
+    void refusedDocumentsAreLoggedWhenAsked()
+    {
+        QByteArray descriptor = alphaDescriptor();
+        descriptor.append(QByteArray(int(TileSourceManager::maximumDocumentSize), ' '));
+        m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"a\"]");
+        serveSource(QStringLiteral("/tiles/a"), descriptor, alphaExtents);
+        QLoggingCategory::setFilterRules(QStringLiteral("mivo.*=true"));
+        const QString expected = QStringLiteral("^document http://127\\.0\\.0\\.1:\\d+/tiles/a/tiledescriptor\\.json "
+                                                "failed: declares \\d+ bytes, more than 1048576$");
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression(expected));
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        QLoggingCategory::setFilterRules(QString());
+        QVERIFY(watched.manager.tileSource(QStringLiteral("a")).descriptor.name.isNull());
+    }
+
+    void compressedDocumentsAreInflatedWithinTheLimit_data()
+    {
+        QTest::addColumn<QByteArray>("descriptor");
+        QTest::addColumn<bool>("read");
+        QTest::newRow("small") << alphaDescriptor() << true;
+        QTest::newRow("inflating past the limit")
+            << alphaDescriptor() + QByteArray(int(TileSourceManager::maximumDocumentSize), ' ') << false;
+    }
+
+    void compressedDocumentsAreInflatedWithinTheLimit()
+    {
+        QFETCH(QByteArray, descriptor);
+        QFETCH(bool, read);
+        TestHttpServer::GeneratedBody body;
+        body.prefix = TestHttpServer::compressed(descriptor, true);
+        body.length = body.prefix.size();
+        body.framing = TestHttpServer::Framing::ContentLength;
+        body.contentEncoding = "gzip";
+        m_server->setDocument(QStringLiteral("/tiles/tilesources.json"), "[\"a\"]");
+        serveSource(QStringLiteral("/tiles/a"), alphaDescriptor(), alphaExtents);
+        m_server->setGeneratedBody(QStringLiteral("/tiles/a/tiledescriptor.json"), body);
+        WatchedManager watched;
+        watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
+        QTRY_COMPARE(watched.changed.count(), 3);
+        QCOMPARE(watched.manager.tileSource(QStringLiteral("a")).name, read ? QStringLiteral("Alpha") : QString());
+        QCOMPARE(watched.manager.tileSource(QStringLiteral("a")).extents, alphaExtents);
+    }
+
     void oversizedDiscoveryAddsNothing()
     {
         QByteArray list = "[\"a\"";
@@ -693,7 +741,7 @@ private Q_SLOTS:
         WatchedManager watched;
         watched.manager.discoverTileSources(url(QStringLiteral("/big")));
         QTRY_COMPARE(m_server->requestCount(QStringLiteral("/big/tilesources.json")), 1);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 0);
         QVERIFY(watched.manager.tileSources().isEmpty());
     }
@@ -726,7 +774,7 @@ private Q_SLOTS:
                     TileSystemDescriptor(), QRectF(0, 0, 0, 0));
         QCOMPARE(m_server->requestCount(QStringLiteral("/x/y/tiledescriptor.json")), 2);
         QCOMPARE(m_server->requestCount(QStringLiteral("/x/y/tileextents.json")), 4);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 14);
     }
 
@@ -741,7 +789,7 @@ private Q_SLOTS:
         watched.manager.removeTileSource(QStringLiteral("a"));
         QCOMPARE(watched.changed.count(), 6);
         m_server->releaseAllHeld();
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(watched.manager.tileSources().size(), 1);
         QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("b"));
@@ -770,7 +818,7 @@ private Q_SLOTS:
         QTRY_VERIFY(m_server->requestCount(QStringLiteral("/tiles/a/tiledescriptor.json")) == 1
                     && m_server->requestCount(QStringLiteral("/tiles/b/tiledescriptor.json")) == 1);
         QTRY_COMPARE(watched.manager.tileSources().size(), 1);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.manager.tileSources().size(), 1);
         QCOMPARE(watched.manager.tileSources().at(0).id, QStringLiteral("mine"));
         // Removed sources ask for nothing more.
@@ -788,7 +836,7 @@ private Q_SLOTS:
         manager.reset();
         QCOMPARE(destroyed.count(), 1);
         m_server->releaseAllHeld();
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
     }
 
     // The update timer

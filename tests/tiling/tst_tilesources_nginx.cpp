@@ -15,6 +15,8 @@
 
 #include <NginxServer.h>
 
+#include <TestSupport.h>
+
 #include <QLayout>
 #include <QProcess>
 #include <QRegularExpression>
@@ -29,7 +31,6 @@
 using namespace mivo::tiling;
 using sourcetest::WatchedManager;
 using sourcetest::buttonTexts;
-using sourcetest::letStrayAnswersArrive;
 
 namespace {
 
@@ -97,7 +98,7 @@ private Q_SLOTS:
             QCOMPARE(source.descriptor.xaxis.tilesize, quint16(64));
             QCOMPARE(source.extents, recording.extents());
         }
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const Recording& recording : {alpha, beta}) {
@@ -204,7 +205,7 @@ private Q_SLOTS:
         TileSourceSelectionWidget picker(watched.manager);
         watched.manager.discoverTileSources(url(path));
         QTRY_COMPARE(m_served.nginx->requestCount(path + QStringLiteral("/tilesources.json")), 1);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(watched.changed.count(), 0);
         QCOMPARE(buttonTexts(picker), QStringList{QStringLiteral("None")});
     }

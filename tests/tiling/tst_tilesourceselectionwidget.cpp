@@ -6,6 +6,8 @@
 
 #include "TileSourceTestSupport.h"
 
+#include <TestSupport.h>
+
 #include <QLayout>
 #include <QPointer>
 #include <QRadioButton>
@@ -19,7 +21,6 @@ using namespace mivo::tiling;
 using sourcetest::WatchedManager;
 using sourcetest::buttons;
 using sourcetest::buttonTexts;
-using sourcetest::letStrayAnswersArrive;
 
 namespace {
 
@@ -450,7 +451,7 @@ private Q_SLOTS:
         manager.removeTileSource(QStringLiteral("a"));
         QCOMPARE(buttonTexts(widget), QStringList{QStringLiteral("None")});
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("None")});
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(buttonTexts(widget), QStringList{QStringLiteral("None")});
     }
 };

@@ -12,6 +12,7 @@
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
 #include "../tiling/TileSourceTestSupport.h"
+#include <TestSupport.h>
 #include "ViewerTestSupport.h"
 
 #include <QAction>
@@ -27,7 +28,6 @@ using namespace mivo::viewer;
 
 namespace {
 
-using sourcetest::letStrayAnswersArrive;
 using viewertest::clickRadio;
 using viewertest::pickerButton;
 
@@ -87,7 +87,7 @@ private Q_SLOTS:
         QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("alpha")));
         QVERIFY(pickerButton(sources.picker(), QStringLiteral("alpha"))->isChecked());
         QCOMPARE(sources.picker().activeTileSource(), QStringLiteral("alpha"));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(chosen.count(), 1); // the discovery chooses nothing more
     }
 
@@ -127,7 +127,7 @@ private Q_SLOTS:
         QVERIFY(chosen.wait());
         QCOMPARE(chosen.at(0).at(0).toString(), url(QStringLiteral("/live")));
         QVERIFY(!sources.action()->isEnabled());
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(chosen.count(), 1);
     }
 
@@ -140,7 +140,7 @@ private Q_SLOTS:
         sources.start(location);
         QCOMPARE(chosen.count(), 1);
         QCOMPARE(chosen.at(0).at(0).toString(), url(QStringLiteral("/only")));
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(m_server->totalRequestCount(), 0);
     }
 
@@ -234,7 +234,7 @@ private Q_SLOTS:
         QCOMPARE(chosen.count(), 1);
         m_server->releaseAllHeld();
         QTRY_COMPARE(sources.manager().tileSources().size(), 2);
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(chosen.count(), 1);
         QCOMPARE(sources.picker().activeTileSource(), QStringLiteral("alpha"));
     }
@@ -269,7 +269,7 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(QStringLiteral("/new") + path), 1);
 
         m_server->releaseAllHeld(); // the old answer has nobody left to reach
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(loaded.count(), 1);
     }
 

@@ -20,6 +20,7 @@
 
 #include "../common/TilegenRecording.h"
 #include "../tiling/TileSourceTestSupport.h"
+#include <TestSupport.h>
 #include "ViewerTestSupport.h"
 
 #include <NginxServer.h>
@@ -42,7 +43,6 @@ namespace {
 const Recording& alpha = testtiles::alphaRecording;
 const Recording& beta = testtiles::betaRecording;
 
-using sourcetest::letStrayAnswersArrive;
 using viewertest::pickerButton;
 using viewertest::tableOf;
 
@@ -193,14 +193,14 @@ private Q_SLOTS:
 
     void recolouringFetchesNothing()
     {
-        letStrayAnswersArrive(); // the views of earlier tests are gone, and so are their requests
+        testsupport::letNothingHappen(); // the views of earlier tests are gone, and so are their requests
         const int start = m_served.nginx->accessLog().size();
         std::unique_ptr<WaterfallView> view = startView(beta.id);
         QVERIFY(view);
         QSignalSpy ready(view.get(), &WaterfallView::si_ready);
         QVERIFY(ready.wait(60000));
         QVERIFY(viewertest::waitForSettledTiles(*view));
-        letStrayAnswersArrive(); // prefetched neighbours and parents too
+        testsupport::letNothingHappen(); // prefetched neighbours and parents too
         const int requestsBefore = m_served.nginx->accessLog().size();
         const int cachedBefore = int(view->provider().cache().size() + view->provider().cache().baseSize());
 
@@ -214,7 +214,7 @@ private Q_SLOTS:
         const int rows = footprint.lastRow - footprint.firstRow + 1;
         QVERIFY(rowsShowing(frame, footprint.toneColumn, footprint, top) >= rows * 9 / 10);
 
-        letStrayAnswersArrive();
+        testsupport::letNothingHappen();
         QCOMPARE(m_served.nginx->accessLog().size(), requestsBefore);
         QCOMPARE(int(view->provider().cache().size() + view->provider().cache().baseSize()), cachedBefore);
         QStringList tiles = m_served.nginx->accessLog().mid(start).filter(QRegularExpression(QStringLiteral("\\.png$")));
