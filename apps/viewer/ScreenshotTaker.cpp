@@ -41,7 +41,7 @@ void ScreenshotTaker::poll()
     }
     if (m_view.unsettledTileCount() > 0)
         return;
-    const QImage frame = m_view.widget().grabFramebuffer();
+    const QImage frame = m_view.grabView();
     if (frame.isNull() || !frame.save(m_file, "PNG")) {
         finish(1, tr("%1: cannot write the screenshot").arg(m_file));
         return;

@@ -11,7 +11,8 @@ class WaterfallView;
 
 /**
  * The headless mode: once the view shows its range and every tile the view requires
- * has arrived (or failed), grabs the drawing widget's framebuffer and writes it as PNG.
+ * has arrived (or failed), grabs the view (the drawing with the panel and the action bar
+ * over it) and writes it as PNG.
  * Finishes with exit code 0, or with a message and a non-zero code on failure (1) or
  * when the tiles do not all arrive in time (3).
  */

@@ -48,6 +48,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         "Shows the waterfall of a tile source: a pyramid directory (as written by mivo-tilegen) "
         "or the base URL of a tile source on a web server."));
     const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("source"),
                                  QStringLiteral("Pyramid directory, or http(s)/file URL of a tile source"));
     const QCommandLineOption source(QStringLiteral("source"),
@@ -59,6 +60,10 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption time(QStringLiteral("time-range"),
                                   QStringLiteral("Initial time range, ISO 8601 or epoch seconds, start:end"),
                                   QStringLiteral("start:end"));
+    const QCommandLineOption selection(QStringLiteral("selection"),
+                                       QStringLiteral("A selection to start with, e.g. "
+                                                      "99.99M:100.01M,2024-01-01T12:00:10Z:2024-01-01T12:00:20Z"),
+                                       QStringLiteral("min:max,start:end"));
     const QCommandLineOption levels(QStringLiteral("level-range"),
                                     QStringLiteral("Levels spread over the colours, in dB (default -100:-30)"),
                                     QStringLiteral("low:high"));
@@ -74,12 +79,17 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption timeout(QStringLiteral("timeout"),
                                      QStringLiteral("Seconds the screenshot mode waits for tiles (default 60)"),
                                      QStringLiteral("seconds"));
-    parser.addOptions({source, frequency, time, levels, size, refresh, screenshot, timeout});
+    const QCommandLineOption cache(QStringLiteral("cache-mb"),
+                                   QStringLiteral("Memory the tile cache may take, in MiB (default 512)"),
+                                   QStringLiteral("MiB"));
+    parser.addOptions({source, frequency, time, selection, levels, size, refresh, screenshot, timeout, cache});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
     if (parser.isSet(help))
         return failure(parser.helpText(), 0);
+    if (parser.isSet(version))
+        return failure(QStringLiteral("mivo-viewer %1").arg(QStringLiteral(MIVO_VERSION)), 0);
     if (parser.positionalArguments().size() != 1)
         return failure(QStringLiteral("give exactly one source (see --help)"));
 
@@ -99,6 +109,15 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
             return failure(QStringLiteral("--time-range: \"%1\" is not start:end").arg(parser.value(time)));
         options.timeMin = range->first;
         options.timeMax = range->second;
+    }
+    if (parser.isSet(selection)) {
+        const QString text = parser.value(selection);
+        const int comma = text.indexOf(QLatin1Char(','));
+        const auto frequencies = parseRange(text.left(comma), &tilegen::parseQuantity);
+        const auto times = comma < 0 ? std::nullopt : parseRange(text.mid(comma + 1), &tilegen::parseTimeValue);
+        if (!frequencies || !times)
+            return failure(QStringLiteral("--selection: \"%1\" is not min:max,start:end").arg(text));
+        options.selection = QRectF(QPointF(frequencies->first, times->first), QPointF(frequencies->second, times->second));
     }
     if (parser.isSet(levels)) {
         const auto range = parseRange(parser.value(levels), &tilegen::parseQuantity);
@@ -126,6 +145,12 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         options.timeoutSeconds = parser.value(timeout).toInt(&ok);
         if (!ok || options.timeoutSeconds <= 0)
             return failure(QStringLiteral("--timeout: \"%1\" is not a number of seconds").arg(parser.value(timeout)));
+    }
+    if (parser.isSet(cache)) {
+        bool ok = false;
+        options.cacheMegabytes = parser.value(cache).toInt(&ok);
+        if (!ok || options.cacheMegabytes <= 0 || options.cacheMegabytes > 1024 * 1024)
+            return failure(QStringLiteral("--cache-mb: \"%1\" is not a number of MiB").arg(parser.value(cache)));
     }
     ViewerOptionsResult result;
     result.options = options;

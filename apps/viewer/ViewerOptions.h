@@ -17,12 +17,14 @@ struct ViewerOptions
     std::optional<double> frequencyMax;
     std::optional<double> timeMin;       ///< --time-range, seconds since the epoch
     std::optional<double> timeMax;
+    std::optional<QRectF> selection;     ///< --selection: a selection to start with (x: Hz, y: seconds)
     QSize windowSize = QSize(1280, 800); ///< --size WIDTHxHEIGHT
     double levelLower = -100.0;          ///< --level-range: levels shown from the low to the high colour
     double levelUpper = -30.0;           ///  (dB; mivo-tilegen writes dBFS)
     int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
     QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
     int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles
+    int cacheMegabytes = 512;            ///< --cache-mb, memory budget of the tile cache (MiB)
 };
 
 struct ViewerOptionsResult
@@ -32,7 +34,8 @@ struct ViewerOptionsResult
     int exitCode = 0;
 };
 
-/// Parses the command line (arguments including the program name).
+/// Parses the command line (arguments including the program name). Needs a
+/// QCoreApplication (for the help text) but no display.
 ViewerOptionsResult parseViewerOptions(const QStringList& arguments);
 
 } // namespace mivo::viewer

@@ -1,5 +1,12 @@
 #include "WaterfallView.h"
 
+#include "ActionBarBuilder.h"
+#include "RangeWidening.h"
+#include "SelectionPanel.h"
+#include "ViewerActions.h"
+#include "ViewerFormatters.h"
+#include "ViewerKeyboardHandler.h"
+
 #include <mivo/core/CoordSystem.h>
 #include <mivo/navigation/DoubleClickZoomMouseHandler.h>
 #include <mivo/navigation/PanMouseHandler.h>
@@ -9,10 +16,14 @@
 #include <mivo/overlays/BackgroundPaintHandler.h>
 #include <mivo/overlays/FrequencyGridPaintHandler.h>
 #include <mivo/overlays/HorizontalRulerPaintHandler.h>
+#include <mivo/overlays/InfoWidgetDisplayer.h>
 #include <mivo/overlays/TimeGridPaintHandler.h>
 #include <mivo/tiling/TilePaintHandler.h>
 #include <mivo/tiling/TileTooltipHandler.h>
 
+#include <QAction>
+#include <QCoreApplication>
+#include <QPainter>
 #include <QUrl>
 
 #include <cmath>
@@ -21,10 +32,6 @@
 namespace mivo::viewer {
 
 namespace {
-
-// Room around the data when the view fits it, so its edges (and the ruler at the
-// newest time) stay in sight.
-constexpr double marginRatio = 0.03;
 
 void limitScale(Axis& axis, double finestScale)
 {
@@ -37,7 +44,8 @@ void limitScale(Axis& axis, double finestScale)
 WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     : QObject(parent)
     , m_options(options)
-    , m_refreshingLoader(m_loader, quint32(std::max(0, options.refreshIntervalMs)))
+    , m_retryingLoader(m_loader)
+    , m_refreshingLoader(m_retryingLoader, quint32(std::max(0, options.refreshIntervalMs)))
     , m_provider(m_refreshingLoader)
     , m_widget(std::make_unique<BaseDrawWidget>())
 {
@@ -49,8 +57,10 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     m_tilePainter = std::make_shared<tiling::TilePaintHandler>(w, coords, m_provider, tileSystem);
     m_tilePainter->setTileColorTableDescriptor(colours());
     w.addPaintHandler(m_tilePainter);
-    w.addPaintHandler(std::make_shared<FrequencyGridPaintHandler>(w, coords));
-    w.addPaintHandler(std::make_shared<TimeGridPaintHandler>(w, coords));
+    auto frequencyGrid = std::make_shared<FrequencyGridPaintHandler>(w, coords);
+    w.addPaintHandler(frequencyGrid);
+    auto timeGrid = std::make_shared<TimeGridPaintHandler>(w, coords);
+    w.addPaintHandler(timeGrid);
     m_ruler = std::make_shared<HorizontalRulerPaintHandler>(w);
     w.addPaintHandler(m_ruler);
     w.addPaintHandler(std::make_shared<SelectionPaintHandler>(w, coords, m_selection));
@@ -59,7 +69,20 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     w.addMouseHandler(std::make_shared<PanMouseHandler>(w, coords));
     w.addMouseHandler(std::make_shared<WheelZoomMouseHandler>(w, coords));
     w.addMouseHandler(std::make_shared<DoubleClickZoomMouseHandler>(w, coords));
-    w.addToolTipHandler(std::make_shared<tiling::TileTooltipHandler>(w, m_provider, tileSystem));
+    auto tooltip = std::make_shared<tiling::TileTooltipHandler>(w, m_provider, tileSystem);
+    w.addToolTipHandler(tooltip);
+    installViewerFormatters(w, *frequencyGrid, *timeGrid, *m_ruler, *tooltip);
+
+    m_actions = new ViewerActions(w, m_selection, tileSystem);
+    m_selectionPanel = new SelectionPanel(w, m_selection, tileSystem, m_provider);
+    m_selectionPanel->addAction(m_actions->copyFigures());
+    m_selectionPanel->setContextMenuPolicy(Qt::ActionsContextMenu);
+    connect(m_actions->copyFigures(), &QAction::triggered, m_selectionPanel, &SelectionPanel::copyToClipboard);
+    m_infoDisplayer = std::make_unique<InfoWidgetDisplayer>(w);
+    m_infoDisplayer->addInfoWidget(m_selectionPanel);
+    buildActionBar(w, *m_actions); // before the first resize, which places it
+    w.addKeyboardHandler(std::make_shared<ViewerKeyboardHandler>(*m_actions));
+    w.setFocusPolicy(Qt::StrongFocus);
     w.resize(options.windowSize);
 
     connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileLoadFailed, this,
@@ -74,6 +97,8 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 // (its rule for such scales), so the view stops at the finest pixels.
                 limitScale(m_widget->coordSystem().x(), descriptor.xaxis.basevalue);
                 limitScale(m_widget->coordSystem().y(), descriptor.yaxis.basevalue);
+                m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
+                    quint64(m_options.cacheMegabytes) << 20, descriptor));
                 m_tilePainter->setTileColorTableDescriptor(colours()); // the source's level mapping
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);
@@ -115,16 +140,41 @@ void WaterfallView::showInitialRange()
         || coords.y().displayedPixelSpan() <= 0.0) {
         return;
     }
-    const QRectF around = extents.marginsAdded(QMarginsF(extents.width() * marginRatio, extents.height() * marginRatio,
-                                                         extents.width() * marginRatio, extents.height() * marginRatio));
+    const QRectF around = extents.marginsAdded(QMarginsF(extents.width() * dataMarginRatio,
+                                                         extents.height() * dataMarginRatio,
+                                                         extents.width() * dataMarginRatio,
+                                                         extents.height() * dataMarginRatio));
     const double left = m_options.frequencyMin.value_or(around.left());
     const double right = m_options.frequencyMax.value_or(around.right());
     const double top = m_options.timeMin.value_or(around.top());
     const double bottom = m_options.timeMax.value_or(around.bottom());
-    coords.setDisplayedValueRange(QRectF(QPointF(left, top), QPointF(right, bottom)));
+    const QRectF requested(QPointF(left, top), QPointF(right, bottom));
+    coords.setDisplayedValueRange(requested);
+    const QString widened =
+        widenedRangeWarning(requested, coords.displayedValueRange(), coords.x().scale(), coords.y().scale(),
+                            m_options.frequencyMin.has_value(), m_options.timeMin.has_value());
+    if (!widened.isEmpty())
+        Q_EMIT si_warning(widened);
+    if (m_options.selection)
+        m_selection.setSelection(*m_options.selection, SelectionFinished);
     m_ready = true;
     m_widget->update();
     Q_EMIT si_ready();
+}
+
+QImage WaterfallView::grabView()
+{
+    if (m_selectionPanel->hasInfo())
+        m_selectionPanel->refresh(); // from the tiles cached by now
+    QCoreApplication::sendPostedEvents(); // the panel's queued placement and the layouts
+    QImage frame = m_widget->grabFramebuffer();
+    QPainter painter(&frame);
+    const auto children = m_widget->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
+    for (QWidget* child : children) {
+        if (child->isVisible())
+            child->render(&painter, child->pos());
+    }
+    return frame;
 }
 
 int WaterfallView::requiredTileCount() const

@@ -13,14 +13,20 @@ using namespace mivo::viewer;
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("mivo-viewer"));
-
-    const ViewerOptionsResult parsed = parseViewerOptions(QApplication::arguments());
+    // The options first, without a display: --help, --version and mistakes need none,
+    // and a QApplication aborts where there is no display.
+    ViewerOptionsResult parsed;
+    {
+        QCoreApplication options(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("mivo-viewer"));
+        parsed = parseViewerOptions(QCoreApplication::arguments());
+    }
     if (!parsed.options) {
         std::fprintf(parsed.exitCode == 0 ? stdout : stderr, "%s\n", qPrintable(parsed.error));
         return parsed.exitCode;
     }
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("mivo-viewer"));
     const ViewerOptions& options = *parsed.options;
     const TileSourceLocation location = locateTileSource(options.source, options.sourceId);
     if (location.baseUrl.isEmpty()) {
@@ -30,6 +36,9 @@ int main(int argc, char** argv)
 
     WaterfallView view(options);
     view.widget().setWindowTitle(QStringLiteral("mivo-viewer - %1").arg(location.baseUrl));
+    QObject::connect(&view, &WaterfallView::si_warning, &app, [](const QString& message) {
+        std::fprintf(stderr, "mivo-viewer: warning: %s\n", qPrintable(message));
+    });
 
     std::unique_ptr<ScreenshotTaker> screenshot;
     if (!options.screenshotFile.isEmpty()) {

@@ -3,7 +3,9 @@
 //   (a) into a QImage with the raster engine,
 //   (b) in the shown QOpenGLWidget (Mesa's renderer under Xvfb in CI),
 // next to QCustomPlot's QCPColorMap drawing the same visible data at the same size from a
-// matrix, and the time to build a colour table.
+// matrix, and the time to build a colour table. Each measurement ends in a ratio line:
+// mivo's time, the peer's time, their ratio and the target ratio. The time of each layer
+// is printed beside, to show where a frame goes.
 //
 // Usage: bench_waterfall_frame [frames = 40]
 
@@ -128,30 +130,68 @@ double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-// Marks the start and the end of a frame inside the widget's paint.
-class Stopwatch : public IPaintHandler
+const char* const layerNames[] = {"background", "tiles", "frequency grid", "time grid", "ruler"};
+
+// Finishes the OpenGL work queued so far, so that a clock reading covers it.
+void finishGl(QPainter& painter)
+{
+    painter.beginNativePainting(); // flush the engine's queued drawing
+    QOpenGLContext::currentContext()->functions()->glFinish();
+    painter.endNativePainting();
+}
+
+// Placed between the layers of the OpenGL widget: the first starts the clock, each
+// further one waits for the drawing so far and records the time since the previous.
+class Lap : public IPaintHandler
 {
 public:
-    Stopwatch(QElapsedTimer& timer, std::vector<double>* samples)
-        : m_timer(timer), m_samples(samples)
+    Lap(QElapsedTimer& timer, std::vector<double>* samples, const bool& enabled)
+        : m_timer(timer), m_samples(samples), m_enabled(enabled)
     {
     }
     void handlePaint(QPainter& painter) override
     {
-        if (!m_samples) {
-            m_timer.start();
+        if (!m_enabled)
             return;
+        if (m_samples) {
+            finishGl(painter);
+            m_samples->push_back(m_timer.nsecsElapsed() / 1e6);
         }
-        painter.beginNativePainting(); // flush the engine's queued drawing
-        QOpenGLContext::currentContext()->functions()->glFinish();
-        painter.endNativePainting();
-        m_samples->push_back(m_timer.nsecsElapsed() / 1e6);
+        m_timer.start();
     }
 
 private:
     QElapsedTimer& m_timer;
     std::vector<double>* m_samples;
+    const bool& m_enabled;
 };
+
+// Draws its layer only while enabled, so that the same widget can time an empty frame.
+class Switched : public IPaintHandler
+{
+public:
+    Switched(std::shared_ptr<IPaintHandler> layer, const bool& enabled)
+        : m_layer(std::move(layer)), m_enabled(enabled)
+    {
+    }
+    void handlePaint(QPainter& painter) override
+    {
+        if (m_enabled)
+            m_layer->handlePaint(painter);
+    }
+
+private:
+    std::shared_ptr<IPaintHandler> m_layer;
+    const bool& m_enabled;
+};
+
+// One line per measurement: mivo's time, the peer's, their ratio and the target ratio.
+void printRatio(const char* what, double mivoMs, const char* peer, double peerMs, double target)
+{
+    const double ratio = peerMs / mivoMs;
+    std::printf("ratio %-34s mivo %7.2f ms | %-26s %7.2f ms | ratio %5.2f | target >= %.2f %s\n", what, mivoMs,
+                peer, peerMs, ratio, target, ratio >= target ? "(met)" : "(NOT met)");
+}
 
 } // namespace
 
@@ -161,6 +201,8 @@ int main(int argc, char** argv)
     const int frames = argc > 1 ? std::max(3, atoi(argv[1])) : 40;
     Scene scene;
 
+    constexpr int layerCount = 5;
+
     // (a) raster: a never-shown drawing widget only supplies geometry and fonts.
     BaseDrawWidget rasterWidget;
     rasterWidget.resize(width, height);
@@ -169,6 +211,7 @@ int main(int argc, char** argv)
     Layers rasterLayers(rasterWidget, scene);
     QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
     std::vector<double> raster;
+    std::vector<std::vector<double>> rasterLayerTimes(layerCount);
     for (int i = 0; i < frames; ++i) {
         QElapsedTimer timer;
         timer.start();
@@ -182,9 +225,25 @@ int main(int argc, char** argv)
         painter.end();
         raster.push_back(timer.nsecsElapsed() / 1e6);
     }
+    // The same frames again, each layer timed on its own.
+    for (int i = 0; i < frames; ++i) {
+        QPainter painter(&image);
+        painter.setClipRect(image.rect());
+        int index = 0;
+        for (const auto& layer : rasterLayers.all()) {
+            QElapsedTimer timer;
+            timer.start();
+            painter.save();
+            layer->handlePaint(painter);
+            painter.restore();
+            rasterLayerTimes[size_t(index++)].push_back(timer.nsecsElapsed() / 1e6);
+        }
+    }
     const int tilesPerFrame = rasterLayers.tiles->requiredTiles().size();
+    const qint64 paintImageBytes = rasterLayers.tiles->paintImageBytes();
+    const qint64 paintImageBudget = rasterLayers.tiles->paintImageBudget();
 
-    // (b) OpenGL: the shown widget, timed from the first to the last layer with glFinish.
+    // (b) OpenGL: the shown widget.
     QWidget window;
     window.resize(width, height);
     auto* glWidget = new BaseDrawWidget(&window);
@@ -198,20 +257,55 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "bench_waterfall_frame: the widget never got its size\n");
         return 1;
     }
+    // Lap handlers: one before the first layer, one after each layer while the layers
+    // are timed one by one, one after the last while whole frames are timed.
     QElapsedTimer glTimer;
+    std::vector<std::vector<double>> glLayerTimes(layerCount);
     std::vector<double> gl;
-    glWidget->addPaintHandler(std::make_shared<Stopwatch>(glTimer, nullptr));
+    std::vector<double> glEmpty;
+    const bool always = true;
+    bool perLayer = false;
+    bool wholeFrame = true;
+    bool emptyFrame = false;
+    bool layersOn = true;
     Layers glLayers(*glWidget, scene);
-    for (const auto& layer : glLayers.all())
-        glWidget->addPaintHandler(layer);
-    glWidget->addPaintHandler(std::make_shared<Stopwatch>(glTimer, &gl));
+    const auto layers = glLayers.all();
+    glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, nullptr, always));
+    for (int index = 0; index < layerCount; ++index) {
+        glWidget->addPaintHandler(std::make_shared<Switched>(layers.at(index), layersOn));
+        glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, &glLayerTimes[size_t(index)], perLayer));
+    }
+    glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, &gl, wholeFrame));
+    glWidget->addPaintHandler(std::make_shared<Lap>(glTimer, &glEmpty, emptyFrame));
+    // Through the widget's own render path; the grab reads the frame back afterwards.
     std::vector<double> grab;
     for (int i = 0; i < frames; ++i) {
         QElapsedTimer timer;
         timer.start();
-        const QImage frame = glWidget->grabFramebuffer(); // renders the layers, then reads back
+        const QImage frame = glWidget->grabFramebuffer();
         grab.push_back(timer.nsecsElapsed() / 1e6);
     }
+    // A repaint of the shown widget: paint event, layers, and the window's composition.
+    // Not part of the frame time above: the composition of one repaint still occupies
+    // the renderer's threads while the next frame is drawn.
+    wholeFrame = false;
+    std::vector<double> shown;
+    for (int i = 0; i < frames; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        glWidget->repaint();
+        shown.push_back(timer.nsecsElapsed() / 1e6);
+    }
+    perLayer = true;
+    for (int i = 0; i < frames; ++i)
+        glWidget->grabFramebuffer();
+    perLayer = false;
+    // No layer at all: what the renderer costs for a frame that draws nothing.
+    layersOn = false;
+    emptyFrame = true;
+    for (int i = 0; i < frames; ++i)
+        glWidget->grabFramebuffer();
+    emptyFrame = false;
 
     // QCustomPlot: a colour map of the same 1920 x 1080 values, same gradient stops.
     QCustomPlot plot;
@@ -262,14 +356,26 @@ int main(int argc, char** argv)
 
     std::printf("frame %dx%d, %d tiles of %dx%d, both grids and the ruler; median of %d frames\n", width, height,
                 tilesPerFrame, tileSize, tileSize, frames);
-    std::printf("(a) raster QImage:                 %8.2f ms\n", median(raster));
-    std::printf("(b) QOpenGLWidget, layers+glFinish: %7.2f ms   (grabFramebuffer incl. read-back: %.2f ms)\n",
-                median(gl), median(grab));
+    std::printf("(a) raster QImage:                  %7.2f ms\n", median(raster));
+    std::printf("(b) QOpenGLWidget, layers+glFinish: %7.2f ms   (grabFramebuffer incl. read-back: %.2f ms; "
+                "repaint() of the shown widget incl. composition: %.2f ms)\n",
+                median(gl), median(grab), median(shown));
+    std::printf("    the same widget drawing no layer, with glFinish: %.2f ms\n", median(glEmpty));
     std::printf("QCPColorMap from the matrix:        %7.2f ms   (cached map image: %.2f ms)\n",
                 median(plotFromMatrix), median(plotCached));
-    std::printf("ratio QCPColorMap from matrix / raster waterfall: %.2f\n", median(plotFromMatrix) / median(raster));
-    std::printf("ratio QCPColorMap from matrix / OpenGL waterfall: %.2f\n", median(plotFromMatrix) / median(gl));
-    std::printf("ratio QCPColorMap cached / raster waterfall:      %.2f\n", median(plotCached) / median(raster));
+    std::printf("converted tile images held by the tile layer: %lld bytes (%.1f MiB, budget %.0f MiB)\n",
+                static_cast<long long>(paintImageBytes), double(paintImageBytes) / (1024.0 * 1024.0),
+                double(paintImageBudget) / (1024.0 * 1024.0));
+    std::printf("per layer, median ms (raster | OpenGL with glFinish after each):\n");
+    for (int index = 0; index < layerCount; ++index) {
+        std::printf("  %-15s %7.3f | %7.3f\n", layerNames[index], median(rasterLayerTimes[size_t(index)]),
+                    median(glLayerTimes[size_t(index)]));
+    }
+    printRatio("raster frame vs QCPColorMap matrix", median(raster), "QCPColorMap from matrix", median(plotFromMatrix),
+               3.0);
+    printRatio("raster frame vs QCPColorMap cached", median(raster), "QCPColorMap cached image", median(plotCached),
+               1.0);
+    printRatio("OpenGL frame vs raster frame", median(gl), "raster frame", median(raster), 1.0);
     std::printf("colour table build: %.1f us (checksum %llu)\n", tableMicroseconds, static_cast<unsigned long long>(sink));
     return 0;
 }

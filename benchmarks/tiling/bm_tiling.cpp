@@ -5,6 +5,8 @@
 #include <mivo/tiling/TileId.h>
 #include <mivo/tiling/TileSystem.h>
 
+#include "../BenchmarkTileSystem.h"
+
 #include <benchmark/benchmark.h>
 
 #include <QImage>
@@ -32,16 +34,9 @@ void BM_TileIdConstruction(benchmark::State& state)
 void BM_TilesInRange4K(benchmark::State& state)
 {
     TileSystem system;
-    TileSystemDescriptor descriptor;
-    descriptor.name = QStringLiteral("bench");
-    descriptor.xaxis.basevalue = 10.0;
-    descriptor.xaxis.maxzoomlevel = 20;
-    descriptor.yaxis.basevalue = 0.1;
-    descriptor.yaxis.maxzoomlevel = 20;
-    system.setTileSystemDescriptor(descriptor);
-    system.setExtents(QRectF(0.0, 1.7e9, 1.0e9, 1.0e7));
-    const double xScale = 15.0;
-    const double yScale = 0.15;
+    benchmarkgeometry::configure(system);
+    using benchmarkgeometry::xScale;
+    using benchmarkgeometry::yScale;
     const QRectF view(100.0e6, 1.7e9 + 1000.0, 3840 * xScale, 2160 * yScale);
     qint64 tiles = 0;
     for (auto _ : state) {

@@ -73,17 +73,27 @@ double BaseDrawWidget::dpToPixel(double dp)
     return mivo::dpToPixel(*this, dp);
 }
 
+void BaseDrawWidget::initializeGL()
+{
+    // Set here, not in the constructor, which sets only the mouse tracking: repaints are
+    // limited to the changed region (an arriving tile's area), so the rest of the
+    // framebuffer must survive from the previous frame, which QOpenGLWidget's default
+    // (NoPartialUpdate) does not promise. It is first read by the frame that follows.
+    setUpdateBehavior(QOpenGLWidget::PartialUpdate);
+}
+
 void BaseDrawWidget::paintEvent(QPaintEvent* event)
 {
-    QPainter painter(this);
-    painter.setClipRegion(event->region(), Qt::ReplaceClip);
-    paintLayers(painter);
+    // QOpenGLWidget makes the context current, binds the framebuffer and calls paintGL().
+    m_paintRegion = event->region();
+    QOpenGLWidget::paintEvent(event);
+    m_paintRegion = QRegion();
 }
 
 void BaseDrawWidget::paintGL()
 {
     QPainter painter(this);
-    painter.setClipRect(rect(), Qt::ReplaceClip);
+    painter.setClipRegion(m_paintRegion.isEmpty() ? QRegion(rect()) : m_paintRegion, Qt::ReplaceClip);
     paintLayers(painter);
 }
 

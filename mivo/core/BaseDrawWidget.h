@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QOpenGLWidget>
+#include <QRegion>
 
 #include <memory>
 
@@ -38,6 +39,13 @@ class IToolTipHandler;
  * outlive it. On destruction the handlers the widget alone still holds die before
  * the coordinate system they reference.
  *
+ * Painting goes through QOpenGLWidget's own render path (paintGL()) into the widget's
+ * framebuffer, which is kept between frames (QOpenGLWidget::PartialUpdate): a repaint of
+ * a region, such as the area of an arriving tile, draws only that region and leaves the
+ * rest of the framebuffer as it was. Qt 5's widget repaint manager hands an OpenGL
+ * widget paint events for its whole rectangle, whatever region update() named; a
+ * smaller region arrives only in a paint event sent directly.
+ *
  * Any change of offset, scale or pixel span repaints the widget. GUI thread only;
  * handlers must not add handlers to the same widget from inside a callback.
  */
@@ -65,9 +73,14 @@ Q_SIGNALS:
     void si_widgetResized(const QRect& newSize);
 
 protected:
+    /// Keeps the framebuffer between frames (QOpenGLWidget::PartialUpdate), so that a
+    /// region repaint leaves the rest as it was. Called once the OpenGL context exists.
+    void initializeGL() override;
+    /// Notes the event's region and lets QOpenGLWidget render, which calls paintGL().
     void paintEvent(QPaintEvent* event) override;
-    /// Framebuffer grabs (grabFramebuffer(), QWidget::grab()) render through paintGL()
-    /// rather than a paint event; this draws the same layers over the whole widget.
+    /// Draws the layers clipped to the region of the paint event being handled; outside
+    /// a paint event (framebuffer grabs: grabFramebuffer(), QWidget::grab()) over the
+    /// whole widget.
     void paintGL() override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
@@ -98,6 +111,7 @@ private:
     QList<std::shared_ptr<IMouseHandler>> m_mouseHandlers;
     QList<std::shared_ptr<IKeyboardHandler>> m_keyboardHandlers;
     QList<std::shared_ptr<IToolTipHandler>> m_toolTipHandlers;
+    QRegion m_paintRegion; // of the paint event being handled; empty outside one
 };
 
 } // namespace mivo

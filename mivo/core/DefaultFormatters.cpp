@@ -2,13 +2,15 @@
 
 #include "NumericConversions_p.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 
 namespace mivo {
 
 QString defaultFrequencyFormatter(double hertz)
 {
-    return QStringLiteral("%1 KHz").arg(hertz / 1000.0, 0, 'f', 3);
+    //: A frequency in kilohertz; the source text writes "KHz" on purpose.
+    return QCoreApplication::translate("mivo::DefaultFormatters", "%1 KHz").arg(hertz / 1000.0, 0, 'f', 3);
 }
 
 QString defaultTimeFormatter(double secondsSinceEpoch)
@@ -16,12 +18,14 @@ QString defaultTimeFormatter(double secondsSinceEpoch)
     const qint64 milliseconds = numeric::truncateToInt64(secondsSinceEpoch * 1000.0);
     return QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC)
         .toLocalTime()
-        .toString(QStringLiteral("dd MMM yy HH:mm:ss.zzz"));
+        //: A QDateTime::toString() pattern for a time of day with its date.
+        .toString(QCoreApplication::translate("mivo::DefaultFormatters", "dd MMM yy HH:mm:ss.zzz"));
 }
 
 QString defaultLevelFormatter(double level)
 {
-    return QStringLiteral("%1 dB\u00b5V").arg(level, 0, 'f', 1);
+    //: A level in decibel microvolt.
+    return QCoreApplication::translate("mivo::DefaultFormatters", "%1 dBµV").arg(level, 0, 'f', 1);
 }
 
 } // namespace mivo

@@ -6,7 +6,9 @@
 
 namespace mivo {
 
-// The label formatters the library uses unless a host sets its own.
+// The label formatters the library uses unless a host sets its own. Their texts (the
+// units, the date pattern) follow an installed translation (installTranslator()); the
+// results below are those without one.
 
 /// Hz as "%1 KHz": the value divided by 1000, fixed notation, 3 decimals
 /// ("98500.000 KHz" for 98.5 MHz). The unit is written "KHz".

@@ -1,7 +1,5 @@
 #include <mivo/tiling/TileId.h>
 
-#include <boost/container_hash/hash.hpp>
-
 #include <QDebug>
 #include <QDebugStateSaver>
 
@@ -9,19 +7,27 @@ namespace mivo::tiling {
 
 namespace {
 
-// Boost's 64-bit hash_combine (1.74): the values are integers, whose Boost hash is the
-// value itself, mixed in with the MurmurHash2 step. The bits are fixed: tile keys pick
-// worker threads and key caches, and tests check them against the documented steps.
-quint64 combinedHash(quint64 x, quint64 y, quint16 xZoomLevel, quint16 yZoomLevel)
+// One 64-bit hash-combine step (the MurmurHash2 mixing that Boost's hash_combine used
+// up to 1.80; 1.81 changed it). Written out here so that the bits never depend on the
+// Boost version: tile keys pick worker threads and key caches, and hosts may persist them.
+constexpr quint64 combineStep(quint64 hash, quint64 value)
 {
-    static_assert(sizeof(std::size_t) == sizeof(quint64), "tile hashes are 64-bit");
-    std::size_t seed = 0;
-    boost::hash_combine(seed, x);
-    boost::hash_combine(seed, y);
-    boost::hash_combine(seed, xZoomLevel);
-    boost::hash_combine(seed, yZoomLevel);
-    return seed;
+    constexpr quint64 m = 0xc6a4a7935bd1e995ULL;
+    value *= m;
+    value ^= value >> 47;
+    value *= m;
+    hash ^= value;
+    hash *= m;
+    return hash + 0xe6546b64ULL;
 }
+
+constexpr quint64 combinedHash(quint64 x, quint64 y, quint16 xZoomLevel, quint16 yZoomLevel)
+{
+    return combineStep(combineStep(combineStep(combineStep(0, x), y), xZoomLevel), yZoomLevel);
+}
+
+// Pinned to the value computed outside C++ from the same steps (also checked by tst_tileid).
+static_assert(combinedHash(0, 0, 0, 0) == 0x012e45bc31e44e70ULL, "tile keys changed");
 
 } // namespace
 

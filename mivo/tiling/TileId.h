@@ -12,8 +12,10 @@ namespace mivo::tiling {
 /**
  * Names one tile: column x and row y at an x and a y zoom level.
  *
- * The constructor computes a 64-bit hash of the four fields once (Boost's 64-bit
- * hash_combine, starting from seed 0, over x, y, xZoomLevel, yZoomLevel). The tile
+ * The constructor computes a 64-bit hash of the four fields once: four hash-combine
+ * steps (the 64-bit MurmurHash2 mixing of Boost's hash_combine before 1.81, written
+ * out in the library so the bits never change), starting from seed 0, over x, y,
+ * xZoomLevel, yZoomLevel. The tile
  * key is the low 32 bits of that hash, and it alone decides identity: equality,
  * qHash and ordering use the key, not the fields. Two different tiles whose keys agree
  * are treated as the same tile; that is intended.

@@ -1,6 +1,9 @@
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 
 #include "TileLoaderQNetworkAccessManager_p.h"
+
+#include "BoundedBody_p.h"
+#include "TilingLog_p.h"
 #include "TilingMetaTypes_p.h"
 
 #include <mivo/tiling/TileLoaderThread.h>
@@ -22,15 +25,6 @@ namespace {
 
 constexpr unsigned long workerShutdownTimeoutMs = 10000;
 
-void getWithHighPriority(QNetworkAccessManager& manager, const QString& url)
-{
-    QNetworkRequest request(QUrl(url, QUrl::TolerantMode));
-    request.setPriority(QNetworkRequest::HighPriority);
-    // A followed redirect would change reply->url(), by which the answer is matched.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    manager.get(request);
-}
-
 } // namespace
 
 TileLoaderQNetworkAccessManager::Private::Private(TileLoaderQNetworkAccessManager& loader, int workerCount)
@@ -43,8 +37,13 @@ TileLoaderQNetworkAccessManager::Private::Private(TileLoaderQNetworkAccessManage
         worker->start(QThread::InheritPriority);
         worker->setBaseUrl(baseUrl);
         worker->setPriority(QThread::LowPriority);
-        // Signal to signal: queued into the loader's thread.
-        connect(worker, &TileLoaderThread::si_tileLoaded, &q, &ITileLoader::si_tileLoaded);
+        // Queued into the loader's thread.
+        connect(worker, &TileLoaderThread::si_tileLoaded, this, [this, worker](const std::shared_ptr<Tile>& tile) {
+            worker->synchronizeHandOver();
+            Q_EMIT q.si_tileLoaded(tile);
+        });
+        connect(worker, &TileLoaderThread::si_tileLoadFailedBecause, &q,
+                &TileLoaderQNetworkAccessManager::si_tileLoadFailedBecause);
         connect(worker, &TileLoaderThread::si_tileLoadFailed, &q, &ITileLoader::si_tileLoadFailed);
         workers.append(worker);
     }
@@ -66,6 +65,7 @@ void TileLoaderQNetworkAccessManager::Private::shutDownWorkers()
         // Deleting a running QThread aborts the process. Release the worker once it has
         // finished instead; its results no longer reach anybody. Whichever of the two
         // paths below sees it finished first deletes it.
+        worker->disconnect(this);
         worker->disconnect(&q);
         const auto claimed = std::make_shared<std::atomic_bool>(false);
         const auto release = [worker, claimed] {
@@ -87,16 +87,56 @@ TileLoaderThread& TileLoaderQNetworkAccessManager::Private::workerFor(const Tile
     return *workers.at(static_cast<int>(tileId.key() % static_cast<quint32>(workers.size())));
 }
 
+void TileLoaderQNetworkAccessManager::Private::getDocument(const QString& url)
+{
+    const QUrl documentUrl(url, QUrl::TolerantMode);
+    if (documentUrl.isLocalFile()) {
+        // Read here, never blocking on a FIFO, and delivered from the event loop as a
+        // reply would be.
+        BoundedBody file = readLocalFile(documentUrl.toLocalFile(), settings.maximumDocumentBytes);
+        if (file.failure)
+            qCDebug(lcTiling).noquote() << "document" << url << "refused:" << file.failure->reason;
+        QMetaObject::invokeMethod(
+            this, [this, documentUrl, body = std::move(file.bytes)] { deliverDocument(documentUrl, body); },
+            Qt::QueuedConnection);
+        return;
+    }
+    QNetworkRequest request(documentUrl);
+    request.setPriority(QNetworkRequest::HighPriority);
+    // A followed redirect would change reply->url(), by which the answer is matched.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    prepareBoundedRequest(request);
+    QNetworkReply* reply = networkAccessManager->get(request);
+    BoundedBodyReader::attach(*reply, settings.maximumDocumentBytes, settings.bodyTimeoutMs);
+}
+
 void TileLoaderQNetworkAccessManager::Private::sl_replyFinished(QNetworkReply* reply)
 {
-    // Matched by URL; the reply's error is not consulted: a failed request parses as
-    // the documents' defaults.
-    const QUrl url = reply->url();
-    if (url == QUrl(tileSystemDescriptorUrl(baseUrl), QUrl::TolerantMode))
-        Q_EMIT q.si_tileSystemDescriptorLoaded(parseTileSystemDescriptor(reply->readAll()));
-    else if (url == QUrl(tileExtentsUrl(baseUrl), QUrl::TolerantMode))
-        Q_EMIT q.si_tileSystemExtentsLoaded(parseTileExtents(reply->readAll()));
+    // The reply's error is not consulted: a failed or refused request parses as the
+    // documents' defaults.
+    const BoundedBody body = BoundedBodyReader::take(*reply, settings.maximumDocumentBytes);
+    if (body.failure)
+        qCDebug(lcTiling).noquote() << "document" << reply->url().toString() << "failed:" << body.failure->reason;
+    deliverDocument(reply->url(), body.bytes);
     reply->deleteLater();
+}
+
+void TileLoaderQNetworkAccessManager::Private::deliverDocument(const QUrl& url, const QByteArray& body)
+{
+    if (url == QUrl(tileSystemDescriptorUrl(baseUrl), QUrl::TolerantMode)) {
+        const TileSystemDescriptor descriptor = parseTileSystemDescriptor(body);
+        // Tiles of this source must have its tile size from now on.
+        setTileSize(descriptor.name.isNull() ? QSize() : QSize(descriptor.xaxis.tilesize, descriptor.yaxis.tilesize));
+        Q_EMIT q.si_tileSystemDescriptorLoaded(descriptor);
+    } else if (url == QUrl(tileExtentsUrl(baseUrl), QUrl::TolerantMode)) {
+        Q_EMIT q.si_tileSystemExtentsLoaded(parseTileExtents(body));
+    }
+}
+
+void TileLoaderQNetworkAccessManager::Private::setTileSize(const QSize& size)
+{
+    for (TileLoaderThread* worker : qAsConst(workers))
+        worker->setTileSize(size);
 }
 
 TileLoaderQNetworkAccessManager::TileLoaderQNetworkAccessManager()
@@ -131,18 +171,19 @@ void TileLoaderQNetworkAccessManager::setBaseUrl(const QUrl& url)
     d->baseUrl = url.toString();
     for (TileLoaderThread* worker : qAsConst(d->workers))
         worker->setBaseUrl(d->baseUrl);
+    d->setTileSize(QSize()); // until the new source's descriptor arrives
 }
 
 void TileLoaderQNetworkAccessManager::loadTileSystemDescriptor()
 {
     if (!d->baseUrl.isNull())
-        getWithHighPriority(*d->networkAccessManager, tileSystemDescriptorUrl(d->baseUrl));
+        d->getDocument(tileSystemDescriptorUrl(d->baseUrl));
 }
 
 void TileLoaderQNetworkAccessManager::loadTileExtents()
 {
     if (!d->baseUrl.isNull())
-        getWithHighPriority(*d->networkAccessManager, tileExtentsUrl(d->baseUrl));
+        d->getDocument(tileExtentsUrl(d->baseUrl));
 }
 
 void TileLoaderQNetworkAccessManager::loadTile(const TileId& tileId, bool highPriority)
@@ -157,6 +198,18 @@ void TileLoaderQNetworkAccessManager::cancelTileLoad(const TileId& tileId)
 {
     QMetaObject::invokeMethod(&d->workerFor(tileId), "sl_cancelLoadTile", Qt::AutoConnection,
                               Q_ARG(TileId, tileId));
+}
+
+TileLoaderQNetworkAccessManagerSettings TileLoaderQNetworkAccessManager::settings() const
+{
+    return d->settings;
+}
+
+void TileLoaderQNetworkAccessManager::setSettings(const TileLoaderQNetworkAccessManagerSettings& settings)
+{
+    d->settings = settings;
+    for (TileLoaderThread* worker : qAsConst(d->workers))
+        worker->setSettings(settings);
 }
 
 } // namespace mivo::tiling

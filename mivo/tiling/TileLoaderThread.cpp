@@ -1,5 +1,9 @@
 #include <mivo/tiling/TileLoaderThread.h>
 
+#include "BoundedBody_p.h"
+#include "TileBodyDecoder_p.h"
+#include "TilingLog_p.h"
+
 #include <mivo/tiling/TileServerProtocol.h>
 
 #include <QNetworkAccessManager>
@@ -45,17 +49,59 @@ QString TileLoaderThread::baseUrl() const
     return m_baseUrl;
 }
 
+void TileLoaderThread::setSettings(const TileLoaderQNetworkAccessManagerSettings& settings)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_settings = settings;
+}
+
+TileLoaderQNetworkAccessManagerSettings TileLoaderThread::settings() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_settings;
+}
+
+void TileLoaderThread::setTileSize(const QSize& size)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_tileSize = size;
+}
+
+QSize TileLoaderThread::tileSize() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_tileSize;
+}
+
+void TileLoaderThread::synchronizeHandOver() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+}
+
 void TileLoaderThread::sl_loadTile(TileId tileId, bool highPriority)
 {
     // No second request, and the running request keeps its priority.
     if (m_pendingReplies.contains(tileId) || !m_networkAccessManager)
         return;
-    QNetworkRequest request(QUrl(tileUrl(baseUrl(), tileId), QUrl::TolerantMode));
+    const TileLoaderQNetworkAccessManagerSettings limits = settings();
+    const QUrl url(tileUrl(baseUrl(), tileId), QUrl::TolerantMode);
+    if (url.isLocalFile()) {
+        // Read here rather than by the network access manager, which would block on a FIFO.
+        const BoundedBody file = readLocalFile(url.toLocalFile(), limits.maximumTileBytes);
+        if (file.failure)
+            fail(tileId, *file.failure);
+        else
+            deliver(tileId, file.bytes);
+        return;
+    }
+    QNetworkRequest request(url);
     request.setPriority(highPriority ? QNetworkRequest::HighPriority : QNetworkRequest::NormalPriority);
     // Stated, not left to Qt's default (which Qt 6 changes): a tile is its URL's answer.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    prepareBoundedRequest(request);
     QNetworkReply* reply = m_networkAccessManager->get(request);
     reply->setProperty(tileIdProperty, QVariant::fromValue(tileId));
+    BoundedBodyReader::attach(*reply, limits.maximumTileBytes, limits.bodyTimeoutMs);
     m_pendingReplies.insert(tileId, reply);
 }
 
@@ -87,12 +133,32 @@ void TileLoaderThread::sl_replyFinished(QNetworkReply* reply)
     if (!property.isValid())
         return; // not ours: left alone
     const TileId tileId = property.value<TileId>();
-    if (reply->error() == QNetworkReply::NoError)
-        Q_EMIT si_tileLoaded(parseTile(reply->readAll(), tileId));
+    const BoundedBody body = BoundedBodyReader::take(*reply, settings().maximumTileBytes);
+    if (body.failure)
+        fail(tileId, *body.failure);
     else
-        Q_EMIT si_tileLoadFailed(tileId);
+        deliver(tileId, body.bytes);
     m_pendingReplies.remove(tileId);
     reply->deleteLater();
+}
+
+void TileLoaderThread::deliver(const TileId& tileId, const QByteArray& body)
+{
+    const DecodedTileBody decoded = decodeTileBody(body, tileId, tileSize(), settings().maximumTilePixels);
+    if (!decoded.refusal.isEmpty())
+        qCDebug(lcTiling).noquote() << "tile" << tileId.toString() << "refused:" << decoded.refusal;
+    {
+        // Released after the tile is built; see synchronizeHandOver().
+        const std::lock_guard<std::mutex> lock(m_mutex);
+    }
+    Q_EMIT si_tileLoaded(decoded.tile);
+}
+
+void TileLoaderThread::fail(const TileId& tileId, const TileLoadFailure& failure)
+{
+    qCDebug(lcTiling).noquote() << "tile" << tileId.toString() << "failed:" << failure.reason;
+    Q_EMIT si_tileLoadFailedBecause(tileId, failure);
+    Q_EMIT si_tileLoadFailed(tileId);
 }
 
 } // namespace mivo::tiling

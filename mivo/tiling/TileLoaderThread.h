@@ -3,8 +3,11 @@
 #include <mivo/mivo_export.h>
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileLoadFailure.h>
+#include <mivo/tiling/TileLoaderQNetworkAccessManager.h>
 
 #include <QMap>
+#include <QSize>
 #include <QString>
 #include <QThread>
 
@@ -23,7 +26,9 @@ namespace mivo::tiling {
  * Its slots are meant to be invoked queued from the loader's thread. A tile already
  * pending in this worker is not requested again. Cancelling does not abort a request:
  * a cancelled tile runs to its end and is reported like any other (kept on purpose).
- * Results leave by si_tileLoaded() and si_tileLoadFailed(), emitted in this thread.
+ * Results leave by si_tileLoaded() and si_tileLoadFailed(), emitted in this thread;
+ * a failure is preceded by si_tileLoadFailedBecause() with its reason. Bodies are read
+ * and decoded within the limits described with TileLoaderQNetworkAccessManager.
  */
 class MIVO_EXPORT TileLoaderThread : public QThread
 {
@@ -37,10 +42,23 @@ public:
     /// Sets this worker's copy of the base URL; callable from any thread.
     void setBaseUrl(const QString& baseUrl);
     QString baseUrl() const;
+    /// The limits for requests made from now on; callable from any thread.
+    void setSettings(const TileLoaderQNetworkAccessManagerSettings& settings);
+    TileLoaderQNetworkAccessManagerSettings settings() const;
+    /// The size every tile of the source must have (columns x rows); an invalid size
+    /// accepts any within the pixel limit. Callable from any thread.
+    void setTileSize(const QSize& size);
+    QSize tileSize() const;
+    /// Call in the thread that receives si_tileLoaded() before the tile is used: it
+    /// orders the worker's construction of the tile before that use in a way
+    /// ThreadSanitizer sees (Qt hands the tile over through its event queue, whose
+    /// mutex it cannot see).
+    void synchronizeHandOver() const;
 
 Q_SIGNALS:
     void si_tileLoaded(std::shared_ptr<Tile> tile);
     void si_tileLoadFailed(TileId tileId);
+    void si_tileLoadFailedBecause(TileId tileId, mivo::tiling::TileLoadFailure failure);
 
 public Q_SLOTS:
     void sl_loadTile(TileId tileId, bool highPriority);
@@ -56,11 +74,16 @@ protected:
 private:
     Q_DISABLE_COPY(TileLoaderThread)
 
+    void deliver(const TileId& tileId, const QByteArray& body);
+    void fail(const TileId& tileId, const TileLoadFailure& failure);
+
     // Guards the base URL, written from the loader's thread while this thread reads it,
     // and hands the rest of this object's state to the thread that destroys it: the
     // worker takes it last when its event loop ends, the destructor first.
     mutable std::mutex m_mutex;
     QString m_baseUrl;
+    TileLoaderQNetworkAccessManagerSettings m_settings;
+    QSize m_tileSize;
     QNetworkAccessManager* m_networkAccessManager; // child of this object until shutdown
     QMap<TileId, QNetworkReply*> m_pendingReplies;  // keyed and ordered by tile key
 };

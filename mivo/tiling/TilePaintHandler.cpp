@@ -5,10 +5,12 @@
 
 #include <mivo/core/CoordSystem.h>
 #include <mivo/tiling/ITileProvider.h>
+#include <mivo/tiling/TilePaintImageCache.h>
 #include <mivo/tiling/TileSystem.h>
 
 #include <QImage>
 #include <QLinearGradient>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QWidget>
 
@@ -20,6 +22,7 @@ TilePaintHandler::TilePaintHandler(QWidget& widget, const CoordSystem& coordSyst
     , m_coordSystem(coordSystem)
     , m_tileProvider(tileProvider)
     , m_tileSystem(tileSystem)
+    , m_paintImages(std::make_unique<TilePaintImageCache>())
 {
     registerTilingMetaTypes();
     connect(&m_tileProvider, &ITileProvider::si_tileAvailable, this, &TilePaintHandler::sl_tileAvailable);
@@ -62,10 +65,25 @@ void TilePaintHandler::paintTile(QPainter& painter, const TileId& tileId, const 
     if (!tile)
         return;
     const QRectF valueRect = m_tileSystem.tileIdToValue(tileId).intersected(visibleValueRect);
+    if (valueRect.isEmpty())
+        return; // only touches the visible area: nothing to draw, nothing to convert
     // The returned tile's own levels: a coarser stand-in shows the matching part of its image.
     const QRectF source = m_tileSystem.valueToPixelNr(valueRect, tile->tileId.xZoomLevel, tile->tileId.yZoomLevel);
     const QRectF target = m_coordSystem.valueToPixel(valueRect);
-    painter.drawImage(target, tile->image, source);
+    painter.drawImage(target, paintableImage(painter, tile->image), source);
+}
+
+QImage TilePaintHandler::paintableImage(const QPainter& painter, const QImage& indexed)
+{
+    // The OpenGL engine already converts an image once, into a texture it keeps under
+    // the image's cache key and frees with the image (so with the tile). A converted copy
+    // would only add a second image and a second texture per tile for the same frame.
+    const QPaintEngine* engine = painter.paintEngine();
+    if (engine && (engine->type() == QPaintEngine::OpenGL2 || engine->type() == QPaintEngine::OpenGL))
+        return indexed;
+    // Other engines (raster) would convert every pixel through the colour table in every
+    // frame: draw the converted image instead, which they only copy.
+    return m_paintImages->paintImage(indexed);
 }
 
 void TilePaintHandler::paintTileDebugInfo(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect)
@@ -94,7 +112,25 @@ void TilePaintHandler::setTileColorTableDescriptor(const TileColorTableDescripto
 {
     m_tileProvider.setColorTable(
         buildColorTable(descriptor, m_tileSystem.tileSystemDescriptor(), m_settings.noValueColor));
+    // The provider gave every cached tile the new table and so a new cache key: no held
+    // image can be hit again, so free them now rather than as they age out.
+    m_paintImages->clear();
     m_widget.update();
+}
+
+void TilePaintHandler::setPaintImageBudget(qint64 bytes)
+{
+    m_paintImages->setBudget(bytes);
+}
+
+qint64 TilePaintHandler::paintImageBudget() const
+{
+    return m_paintImages->budget();
+}
+
+qint64 TilePaintHandler::paintImageBytes() const
+{
+    return m_paintImages->bytes();
 }
 
 void TilePaintHandler::setTilePaintHandlerSettings(const TilePaintHandlerSettings& settings)

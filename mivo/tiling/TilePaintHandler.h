@@ -12,6 +12,9 @@
 #include <QRectF>
 #include <QVector>
 
+#include <memory>
+
+class QImage;
 class QWidget;
 
 namespace mivo {
@@ -21,6 +24,7 @@ class CoordSystem;
 namespace mivo::tiling {
 
 class ITileProvider;
+class TilePaintImageCache;
 class TileSystem;
 
 struct TilePaintHandlerSettings
@@ -38,6 +42,16 @@ struct TilePaintHandlerSettings
  *
  * It builds the colour table the provider applies to the tile images, and repaints
  * only the screen area of a tile that arrives.
+ *
+ * On a raster (or any non-OpenGL) paint device, tiles are drawn from their images
+ * converted through the colour table (TilePaintImageCache), each made on its first paint
+ * after arrival or after a colour table change and reused while it stays within the byte
+ * budget (by default TilePaintImageCache::defaultBudget, 256 MiB: 256 KiB for each
+ * 256 x 256 tile held), so a frame only blits. The converted images are dropped least
+ * recently painted first, and all at once when a colour table is set through this
+ * handler. The OpenGL paint engine (a shown BaseDrawWidget, its framebuffer grabs) draws
+ * the indexed images themselves: it converts each once into a texture that it frees with
+ * the image, so nothing is held here for it.
  *
  * GUI thread only. The four referenced objects are not owned and must outlive it.
  */
@@ -59,6 +73,15 @@ public:
     /// noValueColor shows from the next setTileColorTableDescriptor() on (kept).
     void setTilePaintHandlerSettings(const TilePaintHandlerSettings& settings);
     const TilePaintHandlerSettings& tilePaintHandlerSettings() const { return m_settings; }
+
+    /// Bounds the bytes held by the converted tile images (negative counts as 0) and
+    /// drops the least recently painted ones at once until they fit. No repaint.
+    void setPaintImageBudget(qint64 bytes);
+    qint64 paintImageBudget() const;
+    /// Bytes held by the converted tile images now.
+    qint64 paintImageBytes() const;
+    /// The converted tile images, for inspection.
+    const TilePaintImageCache& paintImageCache() const { return *m_paintImages; }
 
     /// The tiles the last paint required.
     const QList<TileId>& requiredTiles() const { return m_requiredTiles; }
@@ -84,6 +107,7 @@ private:
 
     void paintTile(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect);
     void paintTileDebugInfo(QPainter& painter, const TileId& tileId, const QRectF& visibleValueRect);
+    QImage paintableImage(const QPainter& painter, const QImage& indexed);
 
     QWidget& m_widget;
     const CoordSystem& m_coordSystem;
@@ -91,6 +115,7 @@ private:
     const TileSystem& m_tileSystem;
     TilePaintHandlerSettings m_settings;
     QList<TileId> m_requiredTiles;
+    std::unique_ptr<TilePaintImageCache> m_paintImages; // never null
 };
 
 } // namespace mivo::tiling

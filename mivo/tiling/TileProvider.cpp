@@ -67,6 +67,23 @@ TileProvider::TileProvider(ITileLoader& loader, QObject* parent)
 
 TileProvider::~TileProvider() = default;
 
+quint64 TileProvider::tileMemoryCost(const TileSystemDescriptor& descriptor)
+{
+    // An 8-bit image's rows are padded to 32 bits.
+    const quint64 bytesPerLine = (quint64(descriptor.xaxis.tilesize) + 3) & ~quint64(3);
+    return bytesPerLine * descriptor.yaxis.tilesize + tileOverheadBytes;
+}
+
+quint64 TileProvider::cacheSizeForMemoryBudget(quint64 bytes, const TileSystemDescriptor& descriptor)
+{
+    return std::max<quint64>(1, bytes / tileMemoryCost(descriptor));
+}
+
+quint64 TileProvider::maximumBaseTiles() const
+{
+    return std::max<quint64>(1, maximumBaseTileBytes / tileMemoryCost(m_tileSystem.tileSystemDescriptor()));
+}
+
 void TileProvider::setCacheSize(quint64 tileCount)
 {
     m_cache.setMaximumSize(tileCount);
@@ -210,6 +227,9 @@ void TileProvider::preloadBaseTiles(const QRectF& extents)
     // The pending set is neither consulted nor updated for base tiles.
     const QList<TileId> baseTiles =
         m_tileSystem.tilesInRange(extents, m_tileSystem.x().maxzoomlevel, m_tileSystem.y().maxzoomlevel);
+    // More than can stay resident: the coarsest level is no overview; preload nothing.
+    if (quint64(baseTiles.size()) > maximumBaseTiles())
+        return;
     for (const TileId& id : baseTiles) {
         if (!m_cache.contains(id))
             m_loader.loadTile(id, true);
@@ -256,7 +276,9 @@ void TileProvider::sl_tileLoaded(const std::shared_ptr<Tile>& tile)
         return; // another loader's bug must not crash the view
     const TileId id = tile->tileId;
     m_pending.remove(id);
-    if (id.xZoomLevel == m_tileSystem.x().maxzoomlevel && id.yZoomLevel == m_tileSystem.y().maxzoomlevel)
+    // Base tiles beyond their memory bound are cached as ordinary, evictable tiles.
+    if (id.xZoomLevel == m_tileSystem.x().maxzoomlevel && id.yZoomLevel == m_tileSystem.y().maxzoomlevel
+        && m_cache.baseSize() < maximumBaseTiles())
         m_cache.insertBase(id, tile);
     else
         m_cache.insert(id, tile);

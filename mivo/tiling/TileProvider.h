@@ -24,7 +24,18 @@ class ITileLoader;
  * updateInterval milliseconds when the descriptor has one).
  *
  * Tiles at the coarsest level of both axes are base tiles: preloaded for the whole
- * extents and never evicted, so some picture can always be shown.
+ * extents and never evicted, so some picture can always be shown. Their memory is
+ * bounded: at most maximumBaseTiles() of them stay resident (further ones are cached as
+ * ordinary tiles), and a source whose coarsest level has more tiles than that over its
+ * extents gets none preloaded.
+ *
+ * Memory: the cache is bounded by a count of ordinary tiles (setCacheSize(), 30000 by
+ * default). One cached tile costs tileMemoryCost(): its 8-bit image, whose rows are
+ * tilesize(x) bytes rounded up to a multiple of 4, times tilesize(y) rows, plus about
+ * tileOverheadBytes for the image header, the tile record and the cache's bookkeeping
+ * (the colour table is shared between all tiles). A host with a byte budget calls
+ * setCacheSize(cacheSizeForMemoryBudget(bytes, descriptor)) when the descriptor
+ * arrives; 256 x 256 tiles cost about 64.5 KiB each, so 512 MiB hold about 8100.
  *
  * A tile that fails to load stays pending and is not requested again until it stops
  * being wanted or the source changes (kept on purpose: a failing server is not
@@ -38,6 +49,20 @@ class MIVO_EXPORT TileProvider : public ITileProvider
 
 public:
     static constexpr quint64 defaultCacheSize = 30000;
+    /// Per cached tile, besides its pixels: the image header, the tile record and the
+    /// cache's list and index entries (an upper bound measured on 64-bit Linux).
+    static constexpr quint64 tileOverheadBytes = 512;
+    /// The base tiles kept resident take at most this many bytes: 64 MiB.
+    static constexpr quint64 maximumBaseTileBytes = quint64(64) << 20;
+
+    /// The bytes one cached tile of @p descriptor costs (see the class description).
+    static quint64 tileMemoryCost(const TileSystemDescriptor& descriptor);
+    /// The cache size that keeps the ordinary tiles of @p descriptor within @p bytes;
+    /// at least 1.
+    static quint64 cacheSizeForMemoryBudget(quint64 bytes, const TileSystemDescriptor& descriptor);
+    /// How many base tiles of the current source stay resident:
+    /// maximumBaseTileBytes / tileMemoryCost(), at least 1.
+    quint64 maximumBaseTiles() const;
 
     explicit TileProvider(ITileLoader& loader, QObject* parent = nullptr);
     ~TileProvider() override;

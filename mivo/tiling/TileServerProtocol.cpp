@@ -85,6 +85,9 @@ std::shared_ptr<Tile> parseTile(const QByteArray& body, const TileId& id)
     buffer.setData(body);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, QByteArrayLiteral("PNG"));
+    // Only PNG: without this the reader falls back to any format it knows by content,
+    // and a GIF's 8192 x 8192 screen would be allocated before anything is drawn.
+    reader.setAutoDetectImageFormat(false);
     QImage image;
     const QSize declared = reader.size();
     // The header is read first: a small body must not make us allocate gigabytes.

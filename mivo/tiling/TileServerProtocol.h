@@ -56,8 +56,10 @@ MIVO_EXPORT QList<QString> parseTileSourceList(const QByteArray& body);
 
 /**
  * Decodes a PNG tile into an 8-bit indexed image (default conversion flags). A body
- * that is not a decodable PNG, or one that declares more than maximumTilePixels
- * pixels, gives a tile with a null image; the result is never a null pointer.
+ * that is not a decodable PNG (other image formats included), or one that declares
+ * more than maximumTilePixels pixels, gives a tile with a null image; the result is
+ * never a null pointer. The loader checks bodies further before it calls this (see
+ * TileLoaderQNetworkAccessManager).
  */
 MIVO_EXPORT std::shared_ptr<Tile> parseTile(const QByteArray& body, const TileId& id);
 

@@ -27,6 +27,76 @@ quint16 zoomLevelForScale(const TileAxis& axis, double scale)
     return zoom;
 }
 
+// The number of tiles of one axis that [first, last] of the range covers at a level.
+quint64 tileCount(const TileAxis& axis, double first, double last, quint16 zoomLevel)
+{
+    const quint64 firstIndex = tileIndex(axis, first, zoomLevel);
+    const quint64 lastIndex = tileIndex(axis, last, zoomLevel);
+    if (firstIndex > lastIndex)
+        return 0;
+    const quint64 span = lastIndex - firstIndex;
+    return span == std::numeric_limits<quint64>::max() ? span : span + 1;
+}
+
+// The most tiles a view of @p pixels screen pixels takes along an axis.
+quint64 tileBudget(const TileAxis& axis, double pixels)
+{
+    if (!(pixels > 0.0))
+        pixels = 0.0;
+    pixels = std::min(pixels, TileSystem::maximumViewPixels);
+    if (axis.tilesize == 0)
+        return 2;
+    return static_cast<quint64>(2.0 * pixels / axis.tilesize) + 2;
+}
+
+// One axis of a view: the range's ends, the level in use and the tiles it takes.
+struct ViewAxis
+{
+    const TileAxis& axis;
+    double first;
+    double last;
+    quint16 zoomLevel;
+    quint64 count = 0;
+
+    void recount() { count = tileCount(axis, first, last, zoomLevel); }
+    bool canCoarsen() const { return zoomLevel < axis.maxzoomlevel; }
+    void coarsen()
+    {
+        ++zoomLevel;
+        recount();
+    }
+};
+
+// From the level in use on towards the coarsest: the first level at which the axis
+// takes no more than @p budget tiles. False if there is none.
+bool fitAxis(ViewAxis& view, quint64 budget)
+{
+    view.recount();
+    // Past 64 levels every index has been halved away; levels beyond 30 wrap anyway.
+    for (int step = 0; step < 64 && view.count > budget && view.canCoarsen(); ++step)
+        view.coarsen();
+    return view.count <= budget;
+}
+
+// Coarsens the axis with more tiles until the view takes no more than @p budget.
+bool fitView(ViewAxis& x, ViewAxis& y, quint64 budget)
+{
+    const auto total = [&] {
+        return x.count != 0 && y.count > budget / x.count ? budget + 1 : x.count * y.count;
+    };
+    for (int step = 0; step < 128 && total() > budget; ++step) {
+        ViewAxis* wider = x.count >= y.count ? &x : &y;
+        ViewAxis* other = wider == &x ? &y : &x;
+        if (wider->canCoarsen())
+            wider->coarsen();
+        else if (other->canCoarsen())
+            other->coarsen();
+        else
+            break;
+    }
+    return total() <= budget;
+}
+
 } // namespace
 
 TileSystem::TileSystem() = default;
@@ -121,7 +191,19 @@ QList<TileId> TileSystem::tilesInRange(const QRectF& range, quint16 xZoomLevel, 
 
 QList<TileId> TileSystem::tilesInRange(const QRectF& range, double xScale, double yScale) const
 {
-    return tilesInRange(range, zoomLevelForScale(m_x, xScale), zoomLevelForScale(m_y, yScale));
+    const quint16 xZoomLevel = zoomLevelForScale(m_x, xScale);
+    const quint16 yZoomLevel = zoomLevelForScale(m_y, yScale);
+    const QRectF area = range.intersected(m_extents);
+    if (!(area.width() > 0.0) || !(area.height() > 0.0))
+        return {};
+    // Bounded by what the view's pixels can show (see the header).
+    ViewAxis x{m_x, area.left(), area.left() + area.width(), xZoomLevel};
+    ViewAxis y{m_y, area.top(), area.top() + area.height(), yZoomLevel};
+    if (!fitAxis(x, tileBudget(m_x, range.width() / xScale)) || !fitAxis(y, tileBudget(m_y, range.height() / yScale))
+        || !fitView(x, y, maximumTilesPerView)) {
+        return {};
+    }
+    return tilesInRange(range, x.zoomLevel, y.zoomLevel);
 }
 
 double TileSystem::pixelIndexToValue(quint32 index) const

@@ -38,6 +38,10 @@ public:
     /// A range that needs more tiles than this gives an empty list from tilesInRange()
     /// rather than exhausting memory: a server's documents must not make the view hang.
     static constexpr quint64 maximumTilesInRange = quint64(1) << 20;
+    /// The most tiles the scale overload of tilesInRange() gives for one view.
+    static constexpr quint64 maximumTilesPerView = 4096;
+    /// Views wider or taller than this many screen pixels are bounded as if they were not.
+    static constexpr double maximumViewPixels = 16384.0;
 
     TileSystem();
     ~TileSystem() override;
@@ -69,6 +73,18 @@ public:
     /// As above, at the coarsest levels whose pixels are not larger than the given
     /// scales (value units per screen pixel), clamped to the levels the axes offer. A
     /// scale finer than basevalue wraps to a huge level and is clamped to maxzoomlevel.
+    ///
+    /// Bounded by what the view can show. @p range is the view: range.width() / xScale
+    /// screen pixels wide (at most maximumViewPixels), likewise high. Along each axis the
+    /// view takes at most floor(2 * pixels / tilesize) + 2 tiles (no more than two tile
+    /// pixels fall on one screen pixel, plus the two tiles cut by the view's edges), and
+    /// at most maximumTilesPerView tiles in all. Where the picked levels need more,
+    /// coarser levels the axes offer are taken (per axis for the first rule, the axis
+    /// with more tiles first for the second) until the tiles fit; if they cannot (the
+    /// coarsest level's tiles are too small on screen), the list is empty. At the levels
+    /// the scales pick the first rule always holds, and the second holds for tiles of
+    /// 64 pixels and more on views up to 4K; such pyramids viewed within their levels
+    /// get exactly the tiles of the picked levels.
     QList<TileId> tilesInRange(const QRectF& range, double xScale, double yScale) const;
 
     /// The level value of a tile pixel index: index / valueSteps * (max - min) + min.

@@ -3,6 +3,7 @@
 #include <mivo/tiling/Tile.h>
 #include <mivo/tiling/TileColorTableDescriptor.h>
 #include <mivo/tiling/TileId.h>
+#include <mivo/tiling/TileLoadFailure.h>
 #include <mivo/tiling/TileSystemDescriptor.h>
 
 #include <QNetworkReply>
@@ -22,6 +23,8 @@ void registerTilingMetaTypes()
         qRegisterMetaType<TileSystemDescriptor>("TileSystemDescriptor");
         qRegisterMetaType<std::shared_ptr<Tile>>("std::shared_ptr<Tile>");
         qRegisterMetaType<QNetworkReply*>();
+        qRegisterMetaType<TileLoadFailure>("mivo::tiling::TileLoadFailure");
+        qRegisterMetaType<TileLoadFailure>("TileLoadFailure");
         qRegisterMetaType<TileColorTableDescriptor>("mivo::tiling::TileColorTableDescriptor");
         qRegisterMetaType<TileColorTableDescriptor>("TileColorTableDescriptor");
     });

@@ -16,6 +16,9 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
+
+#include <zlib.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -51,7 +54,10 @@ struct SharedState
     quint64 commandsDone = 0;
     std::condition_variable commandDone;
     QHash<QString, Document> documents;
+    QHash<QString, Document> prefixDocuments;
     QHash<QString, Fault> faults;
+    QHash<QString, int> faultCounts; // faults that apply to so many more requests only
+    QHash<QString, TestHttpServer::GeneratedBody> generated;
     QHash<QString, int> delays;
     QHash<QString, int> counts;
     QHash<QString, QList<QByteArray>> headers;
@@ -73,6 +79,16 @@ struct PendingRequest
     bool keepAlive = true;
 };
 
+// A generated body on its way out.
+struct Stream
+{
+    TestHttpServer::GeneratedBody body;
+    qint64 sent = 0;
+    std::unique_ptr<QTimer> drip;
+
+    bool done() const { return body.length >= 0 && sent >= body.length; }
+};
+
 struct Connection
 {
     QPointer<QTcpSocket> socket;
@@ -84,6 +100,7 @@ struct Connection
     qint64 bodyToSkip = 0;
     bool readingStopped = false; // a request ended the conversation: ignore what follows
     bool closing = false;        // the last answer has been written
+    std::unique_ptr<Stream> stream; // a generated body being sent; the last answer
 };
 
 QByteArray reasonPhrase(int status)
@@ -94,7 +111,10 @@ QByteArray reasonPhrase(int status)
     case 400: return QByteArrayLiteral("Bad Request");
     case 404: return QByteArrayLiteral("Not Found");
     case 405: return QByteArrayLiteral("Method Not Allowed");
+    case 408: return QByteArrayLiteral("Request Timeout");
+    case 429: return QByteArrayLiteral("Too Many Requests");
     case 500: return QByteArrayLiteral("Internal Server Error");
+    case 503: return QByteArrayLiteral("Service Unavailable");
     default: return QByteArrayLiteral("Unknown");
     }
 }
@@ -413,6 +433,11 @@ private:
             m_shared.headers[request.path].append(block);
             if (allowed) {
                 request.fault = m_shared.faults.value(request.path, Fault::None);
+                const auto counted = m_shared.faultCounts.find(request.path);
+                if (counted != m_shared.faultCounts.end() && --counted.value() <= 0) {
+                    m_shared.faultCounts.erase(counted);
+                    m_shared.faults.remove(request.path);
+                }
                 delay = m_shared.delays.value(request.path, 0);
                 if (request.fault == Fault::Hold)
                     ++m_shared.held[request.path];
@@ -490,12 +515,25 @@ private:
 
         Document document;
         bool found = false;
+        std::optional<TestHttpServer::GeneratedBody> generated;
         {
             std::lock_guard<std::mutex> lock(m_shared.mutex);
             const auto it = m_shared.documents.constFind(request.path);
             found = it != m_shared.documents.constEnd();
             if (found)
                 document = it.value();
+            int longest = -1;
+            for (auto prefix = m_shared.prefixDocuments.constBegin(); !found && prefix != m_shared.prefixDocuments.constEnd();
+                 ++prefix) {
+                if (request.path.startsWith(prefix.key()) && prefix.key().size() > longest) {
+                    longest = prefix.key().size();
+                    document = prefix.value();
+                }
+            }
+            found = found || longest >= 0;
+            const auto body = m_shared.generated.constFind(request.path);
+            if (body != m_shared.generated.constEnd())
+                generated = body.value();
         }
 
         switch (request.fault) {
@@ -510,6 +548,12 @@ private:
             return send(200, "image/png", kNotPngBody);
         case Fault::Redirect:
             return send(301, text, "moved\n", "Location: /moved" + request.path.toUtf8() + "\r\n");
+        case Fault::RequestTimeout:
+            return send(408, text, "request timeout\n");
+        case Fault::TooManyRequests:
+            return send(429, text, "too many requests\n");
+        case Fault::ServiceUnavailable:
+            return send(503, text, "service unavailable\n");
         case Fault::TruncatedBody: {
             const QByteArray body = found && !document.body.isEmpty()
                 ? document.body : QByteArray(kSyntheticBodyBytes, 'x');
@@ -524,7 +568,81 @@ private:
         case Fault::Hold: // released: answered as usual
             break;
         }
+        if (generated && !head) {
+            startStream(connection, *generated);
+            return false;
+        }
         return found ? send(200, document.contentType, document.body) : send(404, text, "not found\n");
+    }
+
+    void startStream(Connection& connection, const TestHttpServer::GeneratedBody& body)
+    {
+        using Framing = TestHttpServer::Framing;
+        QByteArray head = "HTTP/1.1 200 OK\r\nContent-Type: " + body.contentType + "\r\n";
+        if (body.framing == Framing::ContentLength)
+            head += "Content-Length: " + QByteArray::number(body.length) + "\r\n";
+        else if (body.framing == Framing::Chunked)
+            head += "Transfer-Encoding: chunked\r\n";
+        if (!body.contentEncoding.isEmpty())
+            head += "Content-Encoding: " + body.contentEncoding + "\r\n";
+        head += "Connection: close\r\n\r\n";
+        QTcpSocket* const socket = connection.socket;
+        socket->write(head);
+        connection.stream = std::make_unique<Stream>();
+        connection.stream->body = body;
+        QPointer<QTcpSocket> guarded(socket);
+        if (body.dripIntervalMs > 0) {
+            connection.stream->drip = std::make_unique<QTimer>();
+            connect(connection.stream->drip.get(), &QTimer::timeout, this, [this, guarded] {
+                if (guarded)
+                    feed(*guarded, true);
+            });
+            connection.stream->drip->start(body.dripIntervalMs);
+        } else {
+            connect(socket, &QTcpSocket::bytesWritten, this, [this, guarded] {
+                if (guarded)
+                    feed(*guarded, false);
+            });
+            feed(*socket, false);
+        }
+    }
+
+    /// Sends more of the socket's generated body: one drip, or as much as keeps a few
+    /// hundred kilobytes queued.
+    void feed(QTcpSocket& socket, bool drip)
+    {
+        Connection* connection = nullptr;
+        for (auto& entry : m_connections) {
+            if (entry.second.socket == &socket)
+                connection = &entry.second;
+        }
+        if (!connection || !connection->stream || socket.state() != QAbstractSocket::ConnectedState)
+            return;
+        Stream& stream = *connection->stream;
+        const bool chunked = stream.body.framing == TestHttpServer::Framing::Chunked;
+        constexpr qint64 queued = 256 * 1024;
+        while (!stream.done() && socket.bytesToWrite() < queued) {
+            qint64 n = drip ? stream.body.dripBytes : 64 * 1024;
+            if (stream.body.length >= 0)
+                n = qMin(n, stream.body.length - stream.sent);
+            QByteArray bytes;
+            if (stream.sent < stream.body.prefix.size())
+                bytes = stream.body.prefix.mid(int(stream.sent), int(n));
+            bytes += QByteArray(int(n - bytes.size()), stream.body.fill);
+            if (chunked)
+                socket.write(QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n");
+            else
+                socket.write(bytes);
+            stream.sent += n;
+            if (drip)
+                break;
+        }
+        if (stream.done()) {
+            if (chunked)
+                socket.write("0\r\n\r\n");
+            connection->stream.reset();
+            socket.disconnectFromHost();
+        }
     }
 
     SharedState& m_shared;
@@ -695,15 +813,85 @@ void TestHttpServer::removeDocument(const QString& path)
 {
     std::lock_guard<std::mutex> lock(d->shared.mutex);
     d->shared.documents.remove(path);
+    d->shared.generated.remove(path);
+}
+
+void TestHttpServer::setPrefixDocument(const QString& prefix, const QByteArray& body, const QByteArray& contentType)
+{
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
+    d->shared.prefixDocuments.insert(prefix, Document{body, contentType});
+}
+
+void TestHttpServer::setGeneratedBody(const QString& path, const GeneratedBody& body)
+{
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
+    d->shared.documents.remove(path);
+    d->shared.generated.insert(path, body);
+}
+
+QByteArray TestHttpServer::compressedStream(qint64 length, const std::function<QByteArray(qint64)>& next, bool gzip)
+{
+    // 16 + 15 window bits give gzip.
+    z_stream stream = {};
+    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, gzip ? 15 + 16 : 15, 9, Z_DEFAULT_STRATEGY) != Z_OK)
+        return {};
+    QByteArray out;
+    char buffer[64 * 1024];
+    qint64 left = length;
+    int flush = Z_NO_FLUSH;
+    do {
+        const QByteArray piece = next(qMin<qint64>(left, 1 << 20));
+        left -= piece.size();
+        flush = left == 0 ? Z_FINISH : Z_NO_FLUSH;
+        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(piece.constData()));
+        stream.avail_in = uInt(piece.size());
+        do {
+            stream.next_out = reinterpret_cast<Bytef*>(buffer);
+            stream.avail_out = sizeof buffer;
+            deflate(&stream, flush);
+            out.append(buffer, int(sizeof buffer - stream.avail_out));
+        } while (stream.avail_out == 0);
+    } while (flush != Z_FINISH);
+    deflateEnd(&stream);
+    return out;
+}
+
+QByteArray TestHttpServer::gzipOfZeros(qint64 length)
+{
+    const QByteArray zeros(1 << 20, '\0');
+    return compressedStream(length, [&zeros](qint64 n) { return zeros.left(int(n)); }, true);
+}
+
+QByteArray TestHttpServer::compressed(const QByteArray& data, bool gzip)
+{
+    qint64 at = 0;
+    return compressedStream(data.size(), [&](qint64 n) {
+        const QByteArray piece = data.mid(int(at), int(n));
+        at += n;
+        return piece;
+    }, gzip);
 }
 
 void TestHttpServer::setFault(const QString& path, Fault fault)
 {
     std::lock_guard<std::mutex> lock(d->shared.mutex);
+    d->shared.faultCounts.remove(path);
     if (fault == Fault::None)
         d->shared.faults.remove(path);
     else
         d->shared.faults.insert(path, fault);
+}
+
+void TestHttpServer::setFault(const QString& path, Fault fault, int times)
+{
+    std::lock_guard<std::mutex> lock(d->shared.mutex);
+    d->shared.faultCounts.remove(path);
+    if (fault == Fault::None || times <= 0) {
+        d->shared.faults.remove(path);
+        return;
+    }
+    d->shared.faults.insert(path, fault);
+    d->shared.faultCounts.insert(path, times);
 }
 
 void TestHttpServer::setDelay(const QString& path, int milliseconds)

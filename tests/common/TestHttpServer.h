@@ -22,6 +22,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class TestHttpServer : public QObject
@@ -40,8 +41,35 @@ public:
         NotPng,             ///< 200, Content-Type image/png, with a body that is no image at all
         Hold,               ///< leaves the request unanswered until releaseHeld() or releaseAllHeld()
         Redirect,           ///< 301 with "Location: /moved<path>" on this server
+        RequestTimeout,     ///< 408
+        TooManyRequests,    ///< 429
+        ServiceUnavailable, ///< 503
     };
     Q_ENUM(Fault)
+
+    /// How a generated body is delimited on the wire.
+    enum class Framing {
+        ContentLength, ///< "Content-Length" with the body's length (which must then be known)
+        Chunked,       ///< "Transfer-Encoding: chunked"
+        UntilClose,    ///< no length: the body ends when the server closes the connection
+    };
+    Q_ENUM(Framing)
+
+    /// A body made up while it is sent, never held whole: `prefix`, then `fill` bytes up
+    /// to `length` bytes in all (-1: without end). Sent as fast as the client reads, or,
+    /// with `dripIntervalMs`, `dripBytes` at a time every `dripIntervalMs` milliseconds.
+    /// The connection is closed after it.
+    struct GeneratedBody
+    {
+        QByteArray prefix;
+        qint64 length = -1;
+        char fill = ' ';
+        Framing framing = Framing::Chunked;
+        QByteArray contentType = "application/octet-stream";
+        QByteArray contentEncoding; ///< sent as "Content-Encoding" unless empty
+        int dripBytes = 1;
+        int dripIntervalMs = 0;
+    };
 
     explicit TestHttpServer(QObject* parent = nullptr);
     /// Stops the server thread and closes every connection; held requests are never answered.
@@ -60,10 +88,27 @@ public:
                      const QByteArray& contentType = "application/octet-stream");
     /// Later requests for `path` answer 404 (unless a fault says otherwise).
     void removeDocument(const QString& path);
+    /// Serves `body` for every path that starts with `prefix` and has no document or
+    /// generated body of its own (the longest matching prefix wins).
+    void setPrefixDocument(const QString& prefix, const QByteArray& body,
+                           const QByteArray& contentType = "application/octet-stream");
+    /// Serves `body` for `path`, generated while it is sent (replacing a document or an
+    /// earlier generated body; removeDocument() removes it too). Faults apply first.
+    void setGeneratedBody(const QString& path, const GeneratedBody& body);
+    /// `length` zero bytes compressed by gzip, for bodies that inflate far beyond their size.
+    static QByteArray gzipOfZeros(qint64 length);
+    /// `data` compressed as a "gzip" body, or as a "deflate" (zlib) body.
+    static QByteArray compressed(const QByteArray& data, bool gzip);
+    /// `length` bytes handed out in pieces by `next` (asked for at most the count it is
+    /// given) compressed as gzip or zlib data, without holding them all.
+    static QByteArray compressedStream(qint64 length, const std::function<QByteArray(qint64)>& next, bool gzip);
 
     /// Applies to requests for `path` that arrive from now on; Fault::None removes the fault.
     /// The document itself is looked up when the answer is written.
     void setFault(const QString& path, Fault fault);
+    /// Applies `fault` to the next `times` requests for `path` only; later ones are answered
+    /// as if there were no fault.
+    void setFault(const QString& path, Fault fault, int times);
     /// Requests for `path` that arrive from now on are answered (or faulted) `milliseconds`
     /// after their arrival; other requests, even on the same connection, are not held up
     /// except that answers on one connection keep the order of the requests. 0 removes the

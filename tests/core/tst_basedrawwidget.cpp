@@ -11,9 +11,14 @@
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <QPaintEngine>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPointer>
 #include <QScreen>
+#include <QSurfaceFormat>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
@@ -243,6 +248,19 @@ QImage grabScreen(QWidget& widget)
         .convertToFormat(QImage::Format_RGB32);
 }
 
+// The widget's framebuffer as it stands, read back without rendering a frame (unlike
+// grabFramebuffer(), which paints the layers over the whole widget first).
+QImage framebufferContent(BaseDrawWidget& widget)
+{
+    widget.makeCurrent();
+    QOpenGLFunctions* gl = widget.context()->functions();
+    gl->glBindFramebuffer(GL_FRAMEBUFFER, widget.defaultFramebufferObject());
+    QImage image(widget.size(), QImage::Format_RGBA8888);
+    gl->glReadPixels(0, 0, image.width(), image.height(), GL_RGBA, GL_UNSIGNED_BYTE, image.bits());
+    widget.doneCurrent();
+    return image.mirrored().convertToFormat(QImage::Format_RGB32); // OpenGL rows run bottom up
+}
+
 } // namespace
 
 class TestBaseDrawWidget : public QObject
@@ -320,6 +338,15 @@ private Q_SLOTS:
         // Nothing beyond tracking is configured.
         QCOMPARE(widget.focusPolicy(), Qt::NoFocus);
         QVERIFY(!widget.autoFillBackground());
+        QCOMPARE(widget.format(), QSurfaceFormat::defaultFormat());
+        QCOMPARE(widget.updateBehavior(), QOpenGLWidget::NoPartialUpdate);
+    }
+
+    void framebufferIsKeptFromOpenGLInitialisationOn()
+    {
+        BaseDrawWidget& widget = showWidget();
+        QTRY_VERIFY(widget.isValid()); // initializeGL() has run
+        QCOMPARE(widget.updateBehavior(), QOpenGLWidget::PartialUpdate);
     }
 
     void parentIsPassedToTheBase()
@@ -457,6 +484,61 @@ private Q_SLOTS:
             QCOMPARE(layer->states.at(i).clip, regions.regions.at(i));
         }
         QVERIFY(layer->states.last().clip.contains(QRect(10, 20, 30, 40)));
+    }
+
+    void layersPaintThroughTheWidgetsOpenGLRenderPath()
+    {
+        BaseDrawWidget& widget = showWidget();
+        QList<bool> inRenderPath;
+        auto layer = std::make_shared<RecordingPaintHandler>(
+            QStringLiteral("layer"), m_log, [&widget, &inRenderPath](QPainter& painter) {
+                inRenderPath.append(QOpenGLContext::currentContext() == widget.context()
+                                    && painter.paintEngine()->type() == QPaintEngine::OpenGL2);
+            });
+        widget.addPaintHandler(layer);
+        paintNow(widget, layer->states);
+        paintNow(widget, layer->states, QRect(5, 6, 7, 8));
+        QVERIFY(inRenderPath.size() >= 2);
+        QVERIFY(!inRenderPath.contains(false));
+        QCOMPARE(widget.updateBehavior(), QOpenGLWidget::PartialUpdate);
+    }
+
+    void partialRepaintKeepsTheRestOfTheFramebuffer()
+    {
+        BaseDrawWidget& widget = showWidget(QSize(120, 80));
+        QColor colour = Qt::red;
+        // Fills the whole widget: only the clip keeps it to the repainted region.
+        auto layer = std::make_shared<RecordingPaintHandler>(
+            QStringLiteral("layer"), m_log,
+            [&colour, &widget](QPainter& painter) { painter.fillRect(widget.rect(), colour); });
+        widget.addPaintHandler(layer);
+        paintNow(widget, layer->states);
+        QTRY_COMPARE(framebufferContent(widget).pixel(100, 70), qRgb(255, 0, 0));
+        // Let the window compose the red frame: a framebuffer that is not kept is
+        // discarded after that.
+        QTRY_VERIFY_WITH_TIMEOUT(QGuiApplication::platformName() != QLatin1String("xcb")
+                                     || grabScreen(widget).pixel(100, 70) == qRgb(255, 0, 0),
+                                 10000);
+
+        // Qt's widget repaint manager hands an OpenGL widget paint events for its whole
+        // rectangle whatever region update() named; a paint event for a smaller region
+        // comes from a direct send, as here.
+        colour = Qt::green;
+        const QRect area(10, 20, 30, 15);
+        layer->states.clear();
+        QPaintEvent event(area);
+        QApplication::sendEvent(&widget, &event);
+        QCOMPARE(layer->states.size(), 1);
+        QCOMPARE(layer->states.last().clip, QRegion(area));
+        const QImage framebuffer = framebufferContent(widget);
+        QCOMPARE(framebuffer.size(), QSize(120, 80));
+        for (int y = 0; y < framebuffer.height(); ++y) {
+            for (int x = 0; x < framebuffer.width(); ++x) {
+                const QRgb expected = area.contains(x, y) ? qRgb(0, 255, 0) : qRgb(255, 0, 0);
+                if (framebuffer.pixel(x, y) != expected)
+                    QFAIL(qPrintable(QStringLiteral("pixel %1,%2 is %3").arg(x).arg(y).arg(framebuffer.pixel(x, y), 0, 16)));
+            }
+        }
     }
 
     void layersAreDrawnBottomFirst()

@@ -173,6 +173,12 @@ private slots:
     void notPngAnswers200WithABodyNoImageDecoderAccepts();
     void redirectPointsBelowMoved();
     void clearedFaultServesTheDocumentAgain();
+    void countedFaultAppliesToThatManyRequests();
+    void prefixDocumentServesPathsWithoutTheirOwn();
+    void generatedBodiesArriveWhole_data();
+    void generatedBodiesArriveWhole();
+    void generatedBodyWithoutEndKeepsComingUntilTheClientLeaves();
+    void compressedBodiesInflateToTheirData();
     void holdKeepsRequestUnansweredUntilReleased();
     void releaseAllHeldAnswersEveryPath();
     void heldRequestAbandonedByItsClientIsNoLongerHeld();
@@ -404,6 +410,12 @@ void TestServersTest::statusFaultAnswersWithThatStatus_data()
 
     QTest::newRow("not found") << TestHttpServer::Fault::NotFound << QNetworkReply::ContentNotFoundError << 404;
     QTest::newRow("server error") << TestHttpServer::Fault::ServerError << QNetworkReply::InternalServerError << 500;
+    QTest::newRow("request timeout") << TestHttpServer::Fault::RequestTimeout << QNetworkReply::UnknownContentError
+                                     << 408;
+    QTest::newRow("too many requests") << TestHttpServer::Fault::TooManyRequests
+                                       << QNetworkReply::UnknownContentError << 429;
+    QTest::newRow("service unavailable") << TestHttpServer::Fault::ServiceUnavailable
+                                         << QNetworkReply::ServiceUnavailableError << 503;
 }
 
 void TestServersTest::statusFaultAnswersWithThatStatus()
@@ -427,6 +439,98 @@ void TestServersTest::statusFaultAnswersWithThatStatus()
     // The fault is per path: another path on the same connection is served normally.
     server.setDocument(QStringLiteral("/other"), "other");
     QCOMPARE(fetch(manager, server.baseUrl() + "/other").body, QByteArray("other"));
+}
+
+void TestServersTest::countedFaultAppliesToThatManyRequests()
+{
+    TestHttpServer& server = *m_server;
+    server.setDocument(QStringLiteral("/doc"), "the document");
+    server.setFault(QStringLiteral("/doc"), TestHttpServer::Fault::ServiceUnavailable, 2);
+    QNetworkAccessManager& manager = *m_manager;
+    QCOMPARE(fetch(manager, server.baseUrl() + "/doc").status, 503);
+    QCOMPARE(fetch(manager, server.baseUrl() + "/doc").status, 503);
+    const FetchResult third = fetch(manager, server.baseUrl() + "/doc");
+    QCOMPARE(third.status, 200);
+    QCOMPARE(third.body, QByteArray("the document"));
+    QCOMPARE(server.requestCount(QStringLiteral("/doc")), 3);
+}
+
+void TestServersTest::prefixDocumentServesPathsWithoutTheirOwn()
+{
+    TestHttpServer& server = *m_server;
+    server.setPrefixDocument(QStringLiteral("/a/"), "any a", "text/plain");
+    server.setPrefixDocument(QStringLiteral("/a/b/"), "any b", "text/plain");
+    server.setDocument(QStringLiteral("/a/b/own"), "own");
+    QNetworkAccessManager& manager = *m_manager;
+    QCOMPARE(fetch(manager, server.baseUrl() + "/a/x/y.png").body, QByteArray("any a"));
+    QCOMPARE(fetch(manager, server.baseUrl() + "/a/b/c").body, QByteArray("any b"));
+    QCOMPARE(fetch(manager, server.baseUrl() + "/a/b/own").body, QByteArray("own"));
+    QCOMPARE(fetch(manager, server.baseUrl() + "/ab").status, 404);
+}
+
+void TestServersTest::generatedBodiesArriveWhole_data()
+{
+    QTest::addColumn<TestHttpServer::Framing>("framing");
+    QTest::addColumn<int>("dripIntervalMs");
+    QTest::newRow("content length") << TestHttpServer::Framing::ContentLength << 0;
+    QTest::newRow("chunked") << TestHttpServer::Framing::Chunked << 0;
+    QTest::newRow("until close") << TestHttpServer::Framing::UntilClose << 0;
+    QTest::newRow("chunked, dripped") << TestHttpServer::Framing::Chunked << 1;
+}
+
+void TestServersTest::generatedBodiesArriveWhole()
+{
+    QFETCH(TestHttpServer::Framing, framing);
+    QFETCH(int, dripIntervalMs);
+    TestHttpServer& server = *m_server;
+    TestHttpServer::GeneratedBody body;
+    body.prefix = "head:";
+    body.fill = 'z';
+    body.length = dripIntervalMs > 0 ? 200 : 3 * 1024 * 1024 + 7;
+    body.framing = framing;
+    body.contentType = "text/plain";
+    body.dripBytes = 50;
+    body.dripIntervalMs = dripIntervalMs;
+    server.setGeneratedBody(QStringLiteral("/big"), body);
+    const FetchResult result = fetch(*m_manager, server.baseUrl() + "/big");
+    QCOMPARE(result.error, QNetworkReply::NoError);
+    QCOMPARE(result.contentType, QByteArray("text/plain"));
+    QCOMPARE(result.body.size(), int(body.length));
+    QVERIFY(result.body.startsWith("head:zzz"));
+    QCOMPARE(result.body.count('z'), int(body.length) - 5);
+}
+
+void TestServersTest::generatedBodyWithoutEndKeepsComingUntilTheClientLeaves()
+{
+    TestHttpServer& server = *m_server;
+    TestHttpServer::GeneratedBody body;
+    body.framing = TestHttpServer::Framing::Chunked;
+    server.setGeneratedBody(QStringLiteral("/endless"), body);
+    std::unique_ptr<QNetworkReply> reply(m_manager->get(QNetworkRequest(QUrl(server.baseUrl() + "/endless"))));
+    qint64 received = 0;
+    connect(reply.get(), &QIODevice::readyRead, reply.get(), [&] { received += reply->readAll().size(); });
+    QTRY_VERIFY(received > 16 * 1024 * 1024);
+    QVERIFY(!reply->isFinished());
+    reply->abort();
+    QTRY_COMPARE(server.openConnectionCount(), 0);
+}
+
+void TestServersTest::compressedBodiesInflateToTheirData()
+{
+    TestHttpServer& server = *m_server;
+    TestHttpServer::GeneratedBody body;
+    body.prefix = TestHttpServer::compressed("the document, packed", true);
+    body.length = body.prefix.size();
+    body.framing = TestHttpServer::Framing::ContentLength;
+    body.contentEncoding = "gzip";
+    server.setGeneratedBody(QStringLiteral("/gz"), body);
+    // Qt asks for gzip by itself and inflates what it gets.
+    QCOMPARE(fetch(*m_manager, server.baseUrl() + "/gz").body, QByteArray("the document, packed"));
+    body.prefix = TestHttpServer::gzipOfZeros(5 * 1024 * 1024);
+    body.length = body.prefix.size();
+    server.setGeneratedBody(QStringLiteral("/zeros"), body);
+    QVERIFY(body.length < 64 * 1024);
+    QCOMPARE(fetch(*m_manager, server.baseUrl() + "/zeros").body, QByteArray(5 * 1024 * 1024, '\0'));
 }
 
 void TestServersTest::closeWithoutAnswerClosesBeforeAnyByte()

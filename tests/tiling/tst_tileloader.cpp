@@ -11,7 +11,12 @@
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QTest>
+#include <QtEndian>
+
+#include <zlib.h>
 
 #include <chrono>
 #include <future>
@@ -455,6 +460,132 @@ private Q_SLOTS:
         QVERIFY(tileOf(loaded.at(0).at(0))->image.isNull());
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!foreign);
+    }
+
+    // Limits
+
+    void compressedBodiesAreInflated_data()
+    {
+        QTest::addColumn<bool>("gzip");
+        QTest::newRow("gzip") << true;
+        QTest::newRow("deflate") << false;
+    }
+
+    void compressedBodiesAreInflated()
+    {
+        QFETCH(bool, gzip);
+        const TileId id(2, 3, 0, 0);
+        const auto serveCompressed = [&](const QString& path, const QByteArray& body) {
+            TestHttpServer::GeneratedBody generated;
+            generated.prefix = TestHttpServer::compressed(body, gzip);
+            generated.length = generated.prefix.size();
+            generated.framing = TestHttpServer::Framing::ContentLength;
+            generated.contentEncoding = gzip ? "gzip" : "deflate";
+            m_server->setGeneratedBody(path, generated);
+        };
+        serveCompressed(base + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson("packed", 2.0, 16, 5));
+        serveCompressed(base + tilePath(id), tilePng(id));
+        WatchedLoader w(sourceUrl());
+        const LoadedDocuments documents = loadDocuments(w.loader);
+        QCOMPARE(documents.descriptor.name, QStringLiteral("packed"));
+        QCOMPARE(documents.descriptor.xaxis.basevalue, 2.0);
+        w.loader.loadTile(id, true);
+        QTRY_COMPARE(w.loaded.count(), 1);
+        checkTilePixels(*tileOf(w.loaded.at(0).at(0)));
+        // The loader asks for compression as Qt would, and inflates the bodies itself.
+        QCOMPARE(TestHttpServer::headerValue(m_server->requestHeaders(base + tilePath(id)).value(0), "Accept-Encoding"),
+                 QByteArray("gzip, deflate"));
+    }
+
+    void documentsUpToTheLimitAreRead()
+    {
+        // Padded with spaces to exactly the limit, and one byte more.
+        QByteArray descriptor = testtiles::descriptorJson("edge", 1.0, 16, 5);
+        descriptor += QByteArray(int(TileLoaderQNetworkAccessManagerSettings().maximumDocumentBytes) - descriptor.size(), ' ');
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), descriptor);
+        WatchedLoader w(sourceUrl());
+        QCOMPARE(loadDocuments(w.loader).descriptor.name, QStringLiteral("edge"));
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), descriptor + ' ');
+        QVERIFY(loadDocuments(w.loader).descriptor.name.isNull());
+    }
+
+    void indexedTilesOfTheSourcesSizeAreDecoded_data()
+    {
+        QTest::addColumn<QImage::Format>("format");
+        QTest::addColumn<int>("colours");
+        QTest::newRow("palette, 8 bits") << QImage::Format_Indexed8 << 256;
+        QTest::newRow("palette, 4 bits") << QImage::Format_Indexed8 << 16;
+        QTest::newRow("palette, 1 bit") << QImage::Format_Mono << 2;
+        QTest::newRow("grey, 8 bits") << QImage::Format_Grayscale8 << 0;
+    }
+
+    void indexedTilesOfTheSourcesSizeAreDecoded()
+    {
+        QFETCH(QImage::Format, format);
+        QFETCH(int, colours);
+        const TileId id(1, 1, 0, 0);
+        QImage image = testtiles::indexedImage(16, 16, [colours](int x, int y) { return (x + y) % std::max(colours, 2); });
+        if (format == QImage::Format_Indexed8 && colours < 256)
+            image.setColorTable(testtiles::palette().mid(0, colours));
+        else if (format != QImage::Format_Indexed8)
+            image = image.convertToFormat(format);
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson("k", 1.0, 16, 5));
+        m_server->setDocument(base + tilePath(id), testtiles::png(image), "image/png");
+        WatchedLoader w(sourceUrl());
+        loadDocuments(w.loader);
+        w.loader.loadTile(id, true);
+        QTRY_COMPARE(w.loaded.count(), 1);
+        const QImage decoded = tileOf(w.loaded.at(0).at(0))->image;
+        QCOMPARE(decoded.size(), QSize(16, 16));
+        QCOMPARE(decoded.format(), QImage::Format_Indexed8);
+    }
+
+    void tilesMustHaveTheDescriptorsSizeUntilTheSourceChanges()
+    {
+        const TileId id(0, 0, 0, 0);
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson("s", 1.0, 16, 5));
+        m_server->setDocument(base + tilePath(id), tilePng(id, 32), "image/png");
+        WatchedLoader w(sourceUrl());
+        // Before any descriptor: any size within the pixel limit.
+        w.loader.loadTile(id, true);
+        QTRY_COMPARE(w.loaded.count(), 1);
+        QCOMPARE(tileOf(w.loaded.at(0).at(0))->image.size(), QSize(32, 32));
+        loadDocuments(w.loader);
+        QLoggingCategory::setFilterRules(QStringLiteral("mivo.tiling.debug=true"));
+        QTest::ignoreMessage(QtDebugMsg,
+                             QRegularExpression(QStringLiteral("^tile \\(0; 0; 0; 0; \\d+\\) refused: PNG declares 32 x 32 "
+                                                               "pixels, the source's tiles have 16 x 16$")));
+        w.loader.loadTile(id, true);
+        QTRY_COMPARE(w.loaded.count(), 2);
+        QLoggingCategory::setFilterRules(QString());
+        QVERIFY(tileOf(w.loaded.at(1).at(0))->image.isNull());
+        w.loader.setBaseUrl(QUrl(sourceUrl()));
+        w.loader.loadTile(id, true);
+        QTRY_COMPARE(w.loaded.count(), 3);
+        QCOMPARE(tileOf(w.loaded.at(2).at(0))->image.size(), QSize(32, 32));
+    }
+
+    void aTileWithACompressedTextBombStillDecodes()
+    {
+        // A compressed text chunk that would inflate to 64 MiB, between header and pixels.
+        const TileId id(4, 4, 0, 0);
+        const QByteArray png = tilePng(id);
+        const int idat = png.indexOf("IDAT") - 4;
+        QByteArray text("comment");
+        text.append('\0').append('\0').append(TestHttpServer::compressed(QByteArray(64 << 20, 'x'), false));
+        QByteArray chunk;
+        char length[4];
+        qToBigEndian<quint32>(quint32(text.size()), length);
+        chunk.append(length, 4).append("zTXt").append(text);
+        const QByteArray typed = "zTXt" + text;
+        char crc[4];
+        qToBigEndian<quint32>(quint32(crc32(0, reinterpret_cast<const Bytef*>(typed.constData()), uInt(typed.size()))), crc);
+        chunk.append(crc, 4);
+        m_server->setDocument(base + tilePath(id), png.left(idat) + chunk + png.mid(idat), "image/png");
+        WatchedLoader w(sourceUrl());
+        w.loader.loadTile(id, true);
+        QTRY_COMPARE(w.loaded.count(), 1);
+        checkTilePixels(*tileOf(w.loaded.at(0).at(0)));
     }
 
     // Lifetime under load

@@ -317,6 +317,58 @@ private Q_SLOTS:
         QCOMPARE(f.provider.cache().size(), quint64(1));
     }
 
+    // Memory
+
+    void aTilesMemoryCostIsItsPaddedRowsPlusOverhead()
+    {
+        TileSystemDescriptor d;
+        QCOMPARE(TileProvider::tileMemoryCost(d), quint64(256 * 256 + 512));
+        d.xaxis.tilesize = 255; // rows padded to 256 bytes
+        d.yaxis.tilesize = 10;
+        QCOMPARE(TileProvider::tileMemoryCost(d), quint64(256 * 10 + 512));
+        d.xaxis.tilesize = d.yaxis.tilesize = 0;
+        QCOMPARE(TileProvider::tileMemoryCost(d), quint64(512));
+    }
+
+    void aByteBudgetGivesACacheSize()
+    {
+        const TileSystemDescriptor d; // 256 x 256
+        QCOMPARE(TileProvider::cacheSizeForMemoryBudget(quint64(512) << 20, d), quint64(8128));
+        QCOMPARE(TileProvider::cacheSizeForMemoryBudget(66048, d), quint64(1));
+        QCOMPARE(TileProvider::cacheSizeForMemoryBudget(0, d), quint64(1));
+    }
+
+    void baseTilesBeyondTheirBoundAreCachedAsOrdinaryOnes()
+    {
+        ProviderFixture f;
+        TileSystemDescriptor big = pyramid(4);
+        big.xaxis.tilesize = big.yaxis.tilesize = 4096; // 16 MiB a tile: 3 base tiles fit 64 MiB
+        f.provider.setTileSource(QStringLiteral("http://server/src"));
+        f.loader.deliverDescriptor(big);
+        QCOMPARE(f.provider.maximumBaseTiles(), quint64(3));
+        f.provider.setCacheSize(1);
+        for (quint64 x = 0; x < 5; ++x)
+            f.loader.deliverTile(TileId(x, 0, 4, 4));
+        QCOMPARE(f.provider.cache().baseSize(), quint64(3));
+        QCOMPARE(f.provider.cache().size(), quint64(1)); // the other two: ordinary, one evicted
+    }
+
+    void aCoarsestLevelTooLargeToKeepIsNotPreloaded()
+    {
+        ProviderFixture f;
+        TileSystemDescriptor flat = pyramid(0);
+        f.provider.setTileSource(QStringLiteral("http://server/src"));
+        f.loader.deliverDescriptor(flat);
+        f.loader.takeCalls();
+        // 64 MiB hold 1016 tiles of 256 x 256; 32 x 32 of them are more.
+        QCOMPARE(f.provider.maximumBaseTiles(), quint64(1016));
+        f.loader.deliverExtents(QRectF(0, 0, 32 * 256 - 1, 32 * 256 - 1));
+        QCOMPARE(f.loader.takeCalls(), QStringList());
+        // 31 x 32 fit and are preloaded.
+        f.loader.deliverExtents(QRectF(0, 0, 31 * 256 - 1, 32 * 256 - 1));
+        QCOMPARE(f.loader.takeCalls().size(), 31 * 32);
+    }
+
     void tilesArrivingAfterTheSourceChangedAreCached()
     {
         ProviderFixture f;

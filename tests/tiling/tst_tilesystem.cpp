@@ -352,6 +352,36 @@ private Q_SLOTS:
         QCOMPARE(int(tiles.first().yZoomLevel), zoom);
     }
 
+    void aViewOfTinyTilesTakesCoarserLevelsUpToItsBudget()
+    {
+        TileSystem system;
+        system.setTileSystemDescriptor(descriptor(1.0, 1, 1.0, 1));
+        system.setExtents(QRectF(0, 0, 1e6, 1e6));
+        // 100 x 100 screen pixels at scale 10: level 3 would need 126 x 126 tiles. The axis
+        // with more tiles goes coarser first: x to level 4 (63 x 126), then y (63 x 63).
+        const QList<TileId> tiles = system.tilesInRange(QRectF(0, 0, 1000, 1000), 10.0, 10.0);
+        QCOMPARE(tiles.size(), 63 * 63);
+        QCOMPARE(tiles.first().xZoomLevel, quint16(4));
+        QCOMPARE(tiles.first().yZoomLevel, quint16(4));
+        QVERIFY(quint64(tiles.size()) <= TileSystem::maximumTilesPerView);
+        // The same range at its own levels is what it was.
+        QCOMPARE(system.tilesInRange(QRectF(0, 0, 1000, 1000), quint16(3), quint16(3)).size(), 126 * 126);
+    }
+
+    void aViewThatNoLevelFitsTakesNoTiles()
+    {
+        TileSystem system;
+        TileSystemDescriptor d = descriptor(1.0, 256, 1.0, 256);
+        d.xaxis.maxzoomlevel = d.yaxis.maxzoomlevel = 0; // a single level
+        system.setTileSystemDescriptor(d);
+        system.setExtents(QRectF(0, 0, 1e6, 1e6));
+        // 1000 x 1000 screen pixels over 391 x 391 tiles: at most 2 * 1000 / 256 + 2 = 9 a side.
+        QVERIFY(system.tilesInRange(QRectF(0, 0, 100000, 100000), 100.0, 100.0).isEmpty());
+        // 9 columns and rows fit exactly.
+        QCOMPARE(system.tilesInRange(QRectF(0, 0, 2303, 2303), 2303.0 / 1000.0, 2303.0 / 1000.0).size(), 81);
+        QVERIFY(system.tilesInRange(QRectF(0, 0, 2304, 2304), 2.304, 2.304).isEmpty());
+    }
+
     void levelsArePickedPerAxis()
     {
         TileSystem system;

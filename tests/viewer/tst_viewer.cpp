@@ -12,6 +12,7 @@
 
 #include "../common/RecordingTileLoader.h"
 #include "../common/TestTiles.h"
+#include "ViewerTestSupport.h"
 
 #include <TestHttpServer.h>
 
@@ -24,77 +25,25 @@ using namespace mivo;
 using namespace mivo::tiling;
 using namespace mivo::viewer;
 
+using viewertest::Run;
+using viewertest::runViewer;
+using viewertest::showAndOpen;
+using viewertest::writeUniformPyramid;
+
 namespace {
+
+// No display at all: the program must not need one to answer.
+void withoutDisplay(QProcessEnvironment& environment)
+{
+    environment.remove(QStringLiteral("DISPLAY"));
+    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
+}
 
 ViewerOptionsResult parse(QStringList arguments)
 {
     arguments.prepend(QStringLiteral("mivo-viewer"));
     return parseViewerOptions(arguments);
-}
-
-// A pyramid of uniform tiles: level-3 tile (x, y) holds index 40 + 50 x + 100 y
-// everywhere. Base value 1, tiles of 256, levels 0..4, data over 0..4096 x 0..4096.
-QString writeUniformPyramid(const QString& root)
-{
-    const QString source = root + QStringLiteral("/uniform");
-    testtiles::writeFile(source + QStringLiteral("/tiledescriptor.json"),
-                         testtiles::descriptorJson(QStringLiteral("uniform"), 1.0, 256, 4));
-    testtiles::writeFile(source + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 4096, 4096)));
-    for (quint16 z = 0; z <= 4; ++z) {
-        const quint64 count = 4096 / (256u << z) > 0 ? 4096 / (256u << z) : 1;
-        for (quint64 y = 0; y < count; ++y) {
-            for (quint64 x = 0; x < count; ++x) {
-                const TileId id(x, y, z, z);
-                const int index = z == 3 ? int(40 + 50 * x + 100 * y) : 7;
-                testtiles::writeFile(source + testtiles::tilePath(id),
-                                     testtiles::indexedPng(256, 256, [index](int, int) { return index; }));
-            }
-        }
-    }
-    testtiles::writeFile(root + QStringLiteral("/tilesources.json"), "[\"uniform\"]");
-    return source;
-}
-
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run runViewer(const QStringList& arguments, int timeoutMs = 60000)
-{
-    QProcess process;
-    // A runtime directory of its own keeps Qt's warning about a missing one off stderr.
-    static QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(VIEWER_EXECUTABLE), arguments);
-    Run run;
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished();
-        return run;
-    }
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-    run.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    run.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return run;
-}
-
-// Writes the two documents of a pyramid without tiles under @p root, shows @p view and
-// opens the pyramid in it. False unless the view became ready within 10 s.
-bool showAndOpen(WaterfallView& view, const QString& root, const QByteArray& descriptor, const QRectF& extents,
-                 QSignalSpy& ready)
-{
-    testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), descriptor);
-    testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(extents));
-    view.widget().show();
-    if (!QTest::qWaitForWindowExposed(&view.widget()))
-        return false;
-    view.open(QUrl::fromLocalFile(root).toString());
-    return ready.wait(10000);
 }
 
 } // namespace
@@ -104,6 +53,34 @@ class TestViewer : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+
+    void cacheBudgetIsParsedInMegabytes()
+    {
+        QCOMPARE(parse({QStringLiteral("src")}).options->cacheMegabytes, 512);
+        QCOMPARE(parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), QStringLiteral("64")}).options->cacheMegabytes,
+                 64);
+        for (const QString& bad : {QStringLiteral("0"), QStringLiteral("-5"), QStringLiteral("lots")}) {
+            const ViewerOptionsResult result = parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), bad});
+            QVERIFY(!result.options);
+            QCOMPARE(result.exitCode, 2);
+            QCOMPARE(result.error, QStringLiteral("--cache-mb: \"%1\" is not a number of MiB").arg(bad));
+        }
+    }
+
+    void theCacheHoldsWhatFitsTheBudget()
+    {
+        QTemporaryDir dir;
+        ViewerOptions options;
+        options.windowSize = QSize(400, 300);
+        options.cacheMegabytes = 64;
+        WaterfallView view(options);
+        QCOMPARE(view.provider().cache().maximumSize(), TileProvider::defaultCacheSize);
+        QSignalSpy ready(&view, &WaterfallView::si_ready);
+        QVERIFY(showAndOpen(view, dir.path() + QStringLiteral("/budget"),
+                            testtiles::descriptorJson(QStringLiteral("b"), 1.0, 512, 2), QRectF(0, 0, 100, 100), ready));
+        // 64 MiB over 512 x 512 tiles of 262656 bytes with their overhead.
+        QCOMPARE(view.provider().cache().maximumSize(), quint64(255));
+    }
     // Command line
 
     void defaultsAndRanges()
@@ -140,6 +117,13 @@ private Q_SLOTS:
         QCOMPARE(levels.options->levelLower, -90.0);
         QCOMPARE(levels.options->levelUpper, -10.0);
 
+        QVERIFY(!plain.options->selection);
+        const ViewerOptionsResult selected =
+            parse({QStringLiteral("x"), QStringLiteral("--selection"),
+                   QStringLiteral("99.99M:100.01M,2024-01-01T12:00:10Z:2024-01-01T12:00:20Z")});
+        QVERIFY2(selected.options, qPrintable(selected.error));
+        QCOMPARE(*selected.options->selection, QRectF(QPointF(99.99e6, 1704110410.0), QPointF(100.01e6, 1704110420.0)));
+
         const ViewerOptionsResult epoch = parse({QStringLiteral("x"), QStringLiteral("--time-range"),
                                                  QStringLiteral("1700000000:1700000060.5")});
         QCOMPARE(*epoch.options->timeMax, 1700000060.5);
@@ -161,6 +145,12 @@ private Q_SLOTS:
                                  << QStringLiteral("--refresh: \"-5\" is not a number of milliseconds");
         QTest::newRow("time") << QStringList{QStringLiteral("a"), QStringLiteral("--time-range"), QStringLiteral("soon")}
                               << QStringLiteral("--time-range: \"soon\" is not start:end");
+        QTest::newRow("selection without times")
+            << QStringList{QStringLiteral("a"), QStringLiteral("--selection"), QStringLiteral("1M:2M")}
+            << QStringLiteral("--selection: \"1M:2M\" is not min:max,start:end");
+        QTest::newRow("reversed selection")
+            << QStringList{QStringLiteral("a"), QStringLiteral("--selection"), QStringLiteral("2M:1M,10:20")}
+            << QStringLiteral("--selection: \"2M:1M,10:20\" is not min:max,start:end");
         QTest::newRow("unknown option") << QStringList{QStringLiteral("a"), QStringLiteral("--colour")}
                                         << QStringLiteral("Unknown option 'colour'. (see --help)");
     }
@@ -317,7 +307,8 @@ private Q_SLOTS:
         geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
         const double xScale = (4096 * 1.06) / 400.0;
         const double yScale = (4096 * 1.06) / 300.0;
-        for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(330, 200)}) {
+        // Clear of the action bar in the top-right corner (x 330 and beyond at this size).
+        for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(300, 200)}) {
             const double x = 0.0 + (p.x() + 0.5) * xScale; // frequencies start at the 0 limit
             const double y = 0.0 + (p.y() + 0.5) * yScale; // so do times
             const TileId id = geometry.valueToTileId(QPointF(x, y), 3, 3);
@@ -354,6 +345,41 @@ private Q_SLOTS:
         server.releaseAllHeld();
     }
 
+    void helpAndVersionNeedNoDisplay()
+    {
+        const Run help = runViewer({QStringLiteral("--help")}, 60000, withoutDisplay);
+        QVERIFY2(help.exitCode == 0, qPrintable(help.err));
+        QVERIFY2(help.out.startsWith(QStringLiteral("Usage: ")), qPrintable(help.out));
+        QVERIFY(help.out.contains(QStringLiteral("--frequency-range <min:max>")));
+        QVERIFY(help.err.isEmpty());
+
+        const Run version = runViewer({QStringLiteral("--version")}, 60000, withoutDisplay);
+        QCOMPARE(version.exitCode, 0);
+        QCOMPARE(version.out, QStringLiteral("mivo-viewer 0.1.0\n"));
+        QVERIFY(version.err.isEmpty());
+    }
+
+    void aRangeFinerThanTheDataIsWidenedWithAWarning()
+    {
+        QTemporaryDir dir;
+        writeUniformPyramid(dir.path());
+        const QString png = dir.path() + QStringLiteral("/shot.png");
+        // 100 Hz over 400 pixels would be 0.25 Hz per pixel; a data pixel is 1 Hz.
+        const Run run = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
+                                   QStringLiteral("400x300"), QStringLiteral("--frequency-range"),
+                                   QStringLiteral("1000:1100")});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        QCOMPARE(run.err, QStringLiteral("mivo-viewer: warning: --frequency-range widened to 0.850 – 1.250 kHz "
+                                         "(finer than one data pixel per screen pixel)\n"));
+
+        // A range the data can show passes without a word.
+        const Run fine = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
+                                    QStringLiteral("400x300"), QStringLiteral("--frequency-range"),
+                                    QStringLiteral("1000:1400")});
+        QVERIFY2(fine.exitCode == 0, qPrintable(fine.err));
+        QVERIFY2(fine.err.isEmpty(), qPrintable(fine.err));
+    }
+
     void brokenSourcesEndWithAMessage()
     {
         QTemporaryDir dir;
@@ -371,7 +397,8 @@ private Q_SLOTS:
         QVERIFY2(bad.err.contains(QStringLiteral("no valid tile descriptor")), qPrintable(bad.err));
         QVERIFY(!QFile::exists(dir.path() + QStringLiteral("/x.png")));
 
-        const Run usage = runViewer({QStringLiteral("--size"), QStringLiteral("huge"), QStringLiteral("x")});
+        const Run usage = runViewer({QStringLiteral("--size"), QStringLiteral("huge"), QStringLiteral("x")}, 60000,
+                                    withoutDisplay);
         QCOMPARE(usage.exitCode, 2);
         QCOMPARE(usage.err.trimmed(), QStringLiteral("--size: \"huge\" is not WIDTHxHEIGHT"));
     }

@@ -1,0 +1,19 @@
+// A .sigmf-meta document: parsed, or refused with the generator's error.
+
+#include "FuzzInput.h"
+
+#include <core/Error.h>
+#include <core/SigMfMetadata.h>
+
+using namespace mivo::tilegen;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    try {
+        const SigMfMetadata meta = SigMfMetadata::parse(fuzz::bytes(data, size), QStringLiteral("fuzz.sigmf-meta"));
+        if (meta.format.bytesPerSample() <= 0)
+            abort();
+    } catch (const Error&) {
+    }
+    return 0;
+}

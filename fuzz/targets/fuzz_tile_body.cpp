@@ -1,0 +1,44 @@
+// A tile body, through parseTile() and through the loader's checked decoding. The
+// first byte picks the tile size the loader expects, so that bodies of the right size
+// get past the header check to the decoder. parseTile() alone is given only bodies
+// that do not declare a large image: it may allocate up to its own pixel cap, which
+// would slow every run down to a few a second (tests cover that cap).
+
+#include "FuzzInput.h"
+
+#include <mivo/tiling/TileBodyDecoder_p.h>
+#include <mivo/tiling/TileServerProtocol.h>
+
+#include <QtEndian>
+
+using namespace mivo::tiling;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size == 0)
+        return 0;
+    const TileId id(3, 4, 1, 2);
+    const int side = 1 << (data[0] % 9); // 1 .. 256
+    const QByteArray body = fuzz::bytes(data + 1, size - 1);
+
+    const bool large = body.size() >= 24
+        && quint64(qFromBigEndian<quint32>(body.constData() + 16)) * qFromBigEndian<quint32>(body.constData() + 20)
+            > 65536;
+    if (!large) {
+        const std::shared_ptr<Tile> parsed = parseTile(body, id);
+        if (!parsed || !(parsed->tileId == id))
+            abort();
+        if (!parsed->image.isNull() && parsed->image.format() != QImage::Format_Indexed8)
+            abort();
+    }
+
+    const DecodedTileBody checked = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22);
+    if (!checked.tile)
+        abort();
+    const QImage& image = checked.tile->image;
+    if (!image.isNull() && (image.size() != QSize(side, side) || image.format() != QImage::Format_Indexed8))
+        abort();
+    if (!checked.refusal.isEmpty() && !image.isNull())
+        abort();
+    return 0;
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+// Decoding of a tile body as the loader does it: the PNG's header and chunk list are
+// read before anything is decoded, so that a small body cannot make a worker allocate
+// more than the tile it claims to be.
+
+#include <mivo/tiling/Tile.h>
+#include <mivo/tiling/TileId.h>
+
+#include <QByteArray>
+#include <QSize>
+#include <QString>
+
+#include <memory>
+
+namespace mivo::tiling {
+
+/// The result of decodeTileBody(): the tile (never null; its image is null when the
+/// body was refused or does not decode) and, for a refusal, why.
+struct DecodedTileBody
+{
+    std::shared_ptr<Tile> tile;
+    QString refusal; ///< empty when the body was handed to the decoder
+};
+
+/**
+ * Decodes @p body as the tile @p id, refusing before decoding:
+ * - a body that is not a PNG or whose chunk list is malformed;
+ * - an image that is not 8-bit palette or grey (palette or grey of 1, 2, 4 or 8 bits;
+ *   colour, alpha and 16-bit images are refused);
+ * - an image whose header does not declare exactly @p expectedSize (when valid);
+ * - an image of more than @p maximumPixels pixels.
+ * Ancillary chunks (text, colour profiles, ...) are dropped before decoding: only the
+ * level indices matter, and compressed text is a way to make a small body large.
+ * An accepted body is decoded by parseTile().
+ */
+DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const QSize& expectedSize,
+                               qint64 maximumPixels);
+
+} // namespace mivo::tiling
