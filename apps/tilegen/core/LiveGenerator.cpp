@@ -136,14 +136,24 @@ void LiveGenerator::onReceived(const QByteArray& bytes)
     if (m_finished)
         return;
     if (!m_streamStart) {
-        const double arrival = m_stream.startTime && m_frames == 0 ? *m_stream.startTime : now();
-        m_streamStart = m_frames == 0 ? arrival : std::max(arrival, m_dataEnd);
-        if (*m_streamStart < 0) {
+        double start = 0.0;
+        if (m_stream.startTime && m_frames == 0) {
+            start = *m_stream.startTime;
+        } else {
+            // The arrival, on a whole level-0 pixel, so that frames one pixel apart
+            // never share or skip a pixel through rounding; never before what came
+            // earlier, so rows do not go back.
+            start = std::floor(now() / m_yGrid.baseValue()) * m_yGrid.baseValue();
+            if (m_frames > 0)
+                start = std::max(start, m_dataEnd);
+        }
+        if (start < 0) {
             fail(QStringLiteral("%1: starts at %2 s, before 1970-01-01; the tiles cannot hold earlier times")
                      .arg(m_input.name())
-                     .arg(*m_streamStart, 0, 'f', 6));
+                     .arg(start, 0, 'f', 6));
             return;
         }
+        m_streamStart = start;
     }
     const int sampleBytes = m_stream.format.bytesPerSample();
     QByteArray data = m_partialSample + bytes;
@@ -164,11 +174,12 @@ void LiveGenerator::analyseFrames()
             break;
         m_analyzer->analyze(m_samples.data() + (frameStart - m_bufferStart) * m_components, m_row.data());
         const double centre = *m_streamStart + double(frameStart + m_fftSize / 2) / m_stream.sampleRate;
-        m_pyramid->addRow(m_yGrid.pixelOf(centre), m_row.data(), m_columns);
-        const double end = *m_streamStart + double(frameStart + m_fftSize) / m_stream.sampleRate;
+        const qint64 row = m_yGrid.pixelOf(centre);
+        m_pyramid->addRow(row, m_row.data(), m_columns);
+        // The extents cover the rows that hold data, edge to edge.
         if (m_frames == 0)
-            m_firstTime = *m_streamStart + double(frameStart) / m_stream.sampleRate;
-        m_dataEnd = end;
+            m_firstTime = double(row) * m_yGrid.baseValue();
+        m_dataEnd = double(row + 1) * m_yGrid.baseValue();
         ++m_nextFrame;
         ++m_frames;
     }

@@ -49,9 +49,10 @@ struct LiveStream
 // it in tilesources.json, as a batch run does; later ones write in place.
 //
 // Time: sample n of a stream is at start + n / sampleRate, the start being the given
-// time or the arrival of its first bytes. A new stream after a reconnection starts
-// at its own arrival, but never before the end of what came before, so rows never
-// go back. With retainSeconds, every tile row that ends before the newest time minus
+// time or the arrival of its first bytes (rounded down to a whole level-0 pixel). A
+// new stream after a reconnection starts at its own arrival, but never before the end
+// of what came before, so rows never go back. The extents' time span runs from the
+// first to the end of the newest level-0 row that holds data. With retainSeconds, every tile row that ends before the newest time minus
 // the window is removed after the extents have moved past it.
 //
 // Runs in the event loop of its thread; errors end it with si_finished(1).
@@ -132,8 +133,8 @@ private:
     qint64 m_bufferStart = 0;     // stream sample index of m_samples[0]
     qint64 m_nextFrame = 0;       // frame index within the current stream
     std::optional<double> m_streamStart; // time of the current stream's sample 0
-    double m_firstTime = 0.0;     // the oldest time that was ever published
-    double m_dataEnd = 0.0;       // end of the newest frame analysed
+    double m_firstTime = 0.0;     // start of the oldest row with data
+    double m_dataEnd = 0.0;       // end of the newest row with data
     qint64 m_frames = 0;
     quint64 m_tilesWritten = 0;
     bool m_sourcePublished = false;

@@ -20,7 +20,8 @@ const QLatin1String rtlTcpScheme("rtl_tcp");
 
 std::unique_ptr<LiveInput> openRtlTcp(const QString& path, const InputSettings& settings, LiveStream& stream)
 {
-    const QUrl url(path, QUrl::StrictMode);
+    // "rtl_tcp" is no valid URL scheme (no '_'): the rest is read as a tcp:// URL.
+    const QUrl url(QStringLiteral("tcp://") + path.mid(rtlTcpScheme.size() + 3), QUrl::StrictMode);
     if (!url.isValid() || url.host().isEmpty() || url.port() <= 0 || (!url.path().isEmpty() && url.path() != QLatin1String("/")))
         throw Error(path, QStringLiteral("an rtl_tcp server is given as rtl_tcp://HOST:PORT"));
     if (settings.datatype && !(*settings.datatype == *SampleFormat::fromName(QStringLiteral("cu8"))))
