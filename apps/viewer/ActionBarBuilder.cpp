@@ -8,7 +8,7 @@
 
 namespace mivo::viewer {
 
-GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions)
+GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions, const QList<QAction*>& more)
 {
     auto* bar = new GlobalActionBar(widget);
     bar->setObjectName(QStringLiteral("actionBar"));
@@ -25,6 +25,11 @@ GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& act
     bar->addSeparator();
     add(actions.zoomToSelection());
     add(actions.clearSelection());
+    if (!more.isEmpty()) {
+        bar->addSeparator();
+        for (QAction* action : more)
+            add(action);
+    }
     bar->adjustSize();
     return bar;
 }

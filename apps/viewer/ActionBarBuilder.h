@@ -1,5 +1,9 @@
 #pragma once
 
+#include <QList>
+
+class QAction;
+
 namespace mivo {
 class BaseDrawWidget;
 class GlobalActionBar;
@@ -11,10 +15,11 @@ class ViewerActions;
 
 /**
  * Puts the viewer's action bar on @p widget: all data; zoom in, zoom out; zoom to
- * selection, clear selection, in groups with gaps between them. The bar is sized to its
+ * selection, clear selection; then @p more (if any), in groups with gaps between them. The bar is sized to its
  * buttons, so build it before the widget's first resize (it is placed at each resize).
  * The bar belongs to the widget; @p actions must outlive it.
  */
-GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions);
+GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions,
+                                const QList<QAction*>& more = {});
 
 } // namespace mivo::viewer

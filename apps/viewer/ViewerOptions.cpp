@@ -72,6 +72,9 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption refresh(QStringLiteral("refresh"),
                                      QStringLiteral("Re-read the data extents every ms milliseconds (live sources)"),
                                      QStringLiteral("ms"));
+    const QCommandLineOption follow(QStringLiteral("follow"),
+                                    QStringLiteral("Keep the newest data of a live source in view (implied when "
+                                                   "its descriptor has an updateInterval)"));
     const QCommandLineOption screenshot(QStringLiteral("screenshot"),
                                         QStringLiteral("Write the view to a PNG once every visible tile has "
                                                        "arrived, then quit"),
@@ -82,7 +85,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption cache(QStringLiteral("cache-mb"),
                                    QStringLiteral("Memory the tile cache may take, in MiB (default 512)"),
                                    QStringLiteral("MiB"));
-    parser.addOptions({source, frequency, time, selection, levels, size, refresh, screenshot, timeout, cache});
+    parser.addOptions({source, frequency, time, selection, levels, size, refresh, follow, screenshot, timeout, cache});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -139,6 +142,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         if (!ok || options.refreshIntervalMs < 0)
             return failure(QStringLiteral("--refresh: \"%1\" is not a number of milliseconds").arg(parser.value(refresh)));
     }
+    options.follow = parser.isSet(follow);
     options.screenshotFile = parser.value(screenshot);
     if (parser.isSet(timeout)) {
         bool ok = false;

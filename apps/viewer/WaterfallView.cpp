@@ -1,6 +1,7 @@
 #include "WaterfallView.h"
 
 #include "ActionBarBuilder.h"
+#include "LiveFollower.h"
 #include "RangeWidening.h"
 #include "SelectionPanel.h"
 #include "ViewerActions.h"
@@ -80,7 +81,8 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     connect(m_actions->copyFigures(), &QAction::triggered, m_selectionPanel, &SelectionPanel::copyToClipboard);
     m_infoDisplayer = std::make_unique<InfoWidgetDisplayer>(w);
     m_infoDisplayer->addInfoWidget(m_selectionPanel);
-    buildActionBar(w, *m_actions); // before the first resize, which places it
+    m_follower = new LiveFollower(w, m_provider, *m_actions);
+    buildActionBar(w, *m_actions, {m_follower->followAction()}); // before the first resize, which places it
     w.addKeyboardHandler(std::make_shared<ViewerKeyboardHandler>(*m_actions));
     w.setFocusPolicy(Qt::StrongFocus);
     w.resize(options.windowSize);
@@ -100,9 +102,12 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
                     quint64(m_options.cacheMegabytes) << 20, descriptor));
                 m_tilePainter->setTileColorTableDescriptor(colours()); // the source's level mapping
+                m_follower->setLive(m_options.follow || descriptor.updateInterval > 0, !m_options.timeMin);
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);
     connect(&w, &BaseDrawWidget::si_widgetResized, this, [this] { showInitialRange(); });
+    if (options.follow)
+        m_refreshingLoader.setFallbackInterval(1000);
 }
 
 WaterfallView::~WaterfallView() = default;

@@ -26,6 +26,7 @@ class TilePaintHandler;
 
 namespace mivo::viewer {
 
+class LiveFollower;
 class SelectionPanel;
 class ViewerActions;
 
@@ -40,7 +41,9 @@ class ViewerActions;
  * When the data extents first arrive (and the widget has its size), the view shows the
  * range given in the options, completed from the extents with a small margin. The view
  * never zooms finer than the source's finest tile pixels; a requested range that would
- * is widened, with si_warning(). Colours span the options' level range. Tiles that fail
+ * is widened, with si_warning(). A live source (a descriptor with an update interval,
+ * or the options' follow) is followed at its newest time (see LiveFollower) unless
+ * the options give a time range. Colours span the options' level range. Tiles that fail
  * for a passing reason are asked for again (RetryingTileLoader); the tile cache holds
  * what fits the options' memory budget.
  */
@@ -58,6 +61,7 @@ public:
     SelectionManager& selection() { return m_selection; }
     SelectionPanel& selectionPanel() { return *m_selectionPanel; }
     ViewerActions& actions() { return *m_actions; }
+    LiveFollower& follower() { return *m_follower; }
 
     /// The view as the user sees it: the drawing with the selection panel (its figures
     /// measured now) and the action bar over it.
@@ -98,6 +102,7 @@ private:
     std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
     std::shared_ptr<HorizontalRulerPaintHandler> m_ruler;
     ViewerActions* m_actions = nullptr;          // owned by the widget
+    LiveFollower* m_follower = nullptr;          // owned by the widget
     SelectionPanel* m_selectionPanel = nullptr;  // owned by the widget
     std::unique_ptr<InfoWidgetDisplayer> m_infoDisplayer;
 };
