@@ -97,6 +97,7 @@ CommandLine parseCommandLine(const QStringList& arguments)
         {QStringLiteral("follow"), QStringLiteral("Follow a growing stream: -, a file being written, or rtl_tcp://HOST:PORT.")},
         {QStringLiteral("publish-interval"), QStringLiteral("With --follow: seconds between publications (default 1)."), QStringLiteral("s"), QStringLiteral("1")},
         {QStringLiteral("retain"), QStringLiteral("With --follow: remove tiles older than this (90s, 15m, 24h, 7d)."), QStringLiteral("duration")},
+        {QStringList{QStringLiteral("v"), QStringLiteral("verbose")}, QStringLiteral("With --follow: a line per publication on stderr.")},
     };
     parser.addOptions(options);
 
@@ -190,6 +191,7 @@ CommandLine parseCommandLine(const QStringList& arguments)
     commandLine.quiet = parser.isSet(QStringLiteral("quiet"));
 
     commandLine.follow = parser.isSet(QStringLiteral("follow"));
+    commandLine.verbose = parser.isSet(QStringLiteral("verbose"));
     if (commandLine.follow) {
         const std::optional<double> interval = parseQuantity(parser.value(QStringLiteral("publish-interval")));
         if (!interval || !(*interval >= 0.05 && *interval <= 3600))

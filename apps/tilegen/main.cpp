@@ -35,6 +35,12 @@ int follow(QCoreApplication& app, const CommandLine& commandLine)
     QObject::connect(&generator, &LiveGenerator::si_message, &app, &printError);
     QObject::connect(&generator, &LiveGenerator::si_finished, &app, &QCoreApplication::exit);
     QObject::connect(&stopSignals, &StopSignals::si_stopRequested, &generator, &LiveGenerator::stop);
+    if (commandLine.verbose) {
+        QObject::connect(&generator, &LiveGenerator::si_published, &app, [](int tiles, double end, double delay) {
+            std::fprintf(stderr, "mivo-tilegen: published %d tiles up to %.3f s, %.3f s after its samples arrived\n",
+                         tiles, end, delay);
+        });
+    }
     generator.start();
     const int exitCode = app.exec();
     if (!commandLine.quiet && exitCode == 0 && generator.frames() > 0) {

@@ -58,6 +58,17 @@ class TestLiveFollow : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void followIsAnOption()
+    {
+        const ViewerOptionsResult plain = parseViewerOptions({QStringLiteral("mivo-viewer"), QStringLiteral("dir")});
+        QVERIFY(plain.options);
+        QVERIFY(!plain.options->follow);
+        const ViewerOptionsResult follow =
+            parseViewerOptions({QStringLiteral("mivo-viewer"), QStringLiteral("dir"), QStringLiteral("--follow")});
+        QVERIFY(follow.options);
+        QVERIFY(follow.options->follow);
+    }
+
     void theSourcesOwnIntervalReachesTheDescriptor()
     {
         QTemporaryDir dir;

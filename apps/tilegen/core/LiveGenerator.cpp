@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace mivo::tilegen {
 
@@ -55,7 +56,6 @@ LiveGenerator::LiveGenerator(const TileGeneratorSettings& settings, const LiveSe
     , m_columns(m_band.columnOf)
     , m_workers(settings.threads > 0 ? settings.threads : std::max(1, QThread::idealThreadCount()))
     , m_publisher(outputDirectory, sourceId)
-    , m_clock([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
 {
     if (m_band.empty())
         throw Error(input.name(), QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
@@ -104,7 +104,7 @@ LiveGenerator::~LiveGenerator() = default;
 
 double LiveGenerator::now() const
 {
-    return m_clock();
+    return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
 }
 
 void LiveGenerator::start()
@@ -162,7 +162,10 @@ void LiveGenerator::onReceived(const QByteArray& bytes)
     m_decoded.resize(size_t(count * m_components));
     m_stream.format.decode(data.constData(), count, m_decoded.data());
     m_samples.insert(m_samples.end(), m_decoded.begin(), m_decoded.end());
+    const qint64 framesBefore = m_frames;
     analyseFrames();
+    if (m_frames > framesBefore)
+        m_newestArrival = now();
 }
 
 void LiveGenerator::analyseFrames()
@@ -243,7 +246,7 @@ void LiveGenerator::publish()
         }
         if (m_live.retainSeconds)
             removeExpired(windowStart);
-        Q_EMIT si_published(m_dataEnd);
+        Q_EMIT si_published(int(tiles.size()), m_dataEnd, now() - m_newestArrival);
     } catch (const Error& error) {
         fail(error.message());
     }

@@ -16,7 +16,6 @@
 #include <QTimer>
 
 #include <deque>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -61,16 +60,11 @@ class LiveGenerator : public QObject
     Q_OBJECT
 
 public:
-    // Seconds since 1970; the wall clock unless a test gives another.
-    using Clock = std::function<double()>;
-
     // The input is not owned and must outlive the generator. Throws Error for
     // settings that cannot work.
     LiveGenerator(const TileGeneratorSettings& settings, const LiveSettings& live, const LiveStream& stream,
                   LiveInput& input, const QString& outputDirectory, const QString& sourceId, QObject* parent = nullptr);
     ~LiveGenerator() override;
-
-    void setClock(Clock clock) { m_clock = std::move(clock); }
 
     // Prepares the output and starts reading. Throws Error.
     void start();
@@ -91,8 +85,10 @@ Q_SIGNALS:
     void si_message(const QString& message);
     // Once, at the end: 0 when everything received was published, 1 on failure.
     void si_finished(int exitCode);
-    // After every publication that wrote something.
-    void si_published(double dataEndTime);
+    // After every publication that wrote something: the tiles written, the end of
+    // the newest row in them (seconds since 1970) and the seconds from the arrival of
+    // the bytes that completed that row to the end of the publication.
+    void si_published(int tiles, double dataEndTime, double arrivalDelay);
 
 private:
     void onReceived(const QByteArray& bytes);
@@ -124,7 +120,6 @@ private:
     WorkerPool m_workers;
     SourcePublisher m_publisher;
     QTimer m_publishTimer;
-    Clock m_clock;
 
     QByteArray m_partialSample;   // bytes of a sample not yet complete
     std::vector<float> m_samples; // samples of the current stream from m_bufferStart on
@@ -135,6 +130,7 @@ private:
     std::optional<double> m_streamStart; // time of the current stream's sample 0
     double m_firstTime = 0.0;     // start of the oldest row with data
     double m_dataEnd = 0.0;       // end of the newest row with data
+    double m_newestArrival = 0.0; // wall clock when the bytes completing that row came
     qint64 m_frames = 0;
     quint64 m_tilesWritten = 0;
     bool m_sourcePublished = false;
