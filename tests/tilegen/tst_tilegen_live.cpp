@@ -4,6 +4,7 @@
 #include "core/ColumnMap.h"
 #include "core/LivePyramid.h"
 #include "core/PyramidBuilder.h"
+#include "PyramidTestData.h"
 
 #include <QTest>
 
@@ -12,6 +13,7 @@
 #include <tuple>
 
 using namespace mivo::tilegen;
+using namespace pyramidtest;
 
 namespace {
 
@@ -21,34 +23,6 @@ using TileMap = std::map<Key, QImage>;
 Key keyOf(const TileKey& key)
 {
     return std::make_tuple(key.xZoom, key.yZoom, key.x, key.y);
-}
-
-PyramidBuilder::Settings smallPyramid(Reduction reduction)
-{
-    PyramidBuilder::Settings settings;
-    settings.tileSize = 16;
-    settings.firstColumn = 10;
-    settings.lastColumn = 40;
-    settings.topXZoom = 2;
-    settings.topYZoom = 3;
-    settings.reduction = reduction;
-    return settings;
-}
-
-std::vector<qint64> columnsWithGap()
-{
-    std::vector<qint64> columnOf;
-    for (qint64 c = 10; c <= 40; ++c)
-        columnOf.push_back(c >= 20 && c <= 23 ? -1 : c);
-    return columnOf;
-}
-
-std::vector<quint8> rowValues(qint64 row, int pass)
-{
-    std::vector<quint8> values;
-    for (qint64 c = 10; c <= 40; ++c)
-        values.push_back(quint8(1 + int((row * 37 + c * 11 + pass * 101) % 255)));
-    return values;
 }
 
 QString describe(const Key& key)

@@ -51,6 +51,24 @@ int differingPixels(const QImage& a, int ya, const QImage& b, int yb, int left, 
     return differing;
 }
 
+// A 400 x 300 view, shown.
+struct SmallView
+{
+    SmallView()
+        : view(options())
+        , ready(&view, &WaterfallView::si_ready)
+    {
+    }
+    static ViewerOptions options()
+    {
+        ViewerOptions small;
+        small.windowSize = QSize(400, 300);
+        return small;
+    }
+    WaterfallView view;
+    QSignalSpy ready;
+};
+
 } // namespace
 
 class TestLiveFollow : public QObject
@@ -122,11 +140,9 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const QString root = dir.filePath(QStringLiteral("growing"));
-        ViewerOptions options;
-        options.windowSize = QSize(400, 300);
-        WaterfallView view(options);
-        QSignalSpy ready(&view, &WaterfallView::si_ready);
-        QVERIFY(showAndOpen(view, root, liveDescriptor(50), QRectF(0, 1000, 4000, 100), ready));
+        SmallView small;
+        WaterfallView& view = small.view;
+        QVERIFY(showAndOpen(view, root, liveDescriptor(50), QRectF(0, 1000, 4000, 100), small.ready));
         LiveFollower& follower = view.follower();
         QVERIFY(follower.isLive());
         QVERIFY(follower.isFollowing());
@@ -181,11 +197,10 @@ private Q_SLOTS:
     void aSourceWithoutIntervalIsNotFollowed()
     {
         QTemporaryDir dir;
-        ViewerOptions options;
-        options.windowSize = QSize(400, 300);
-        WaterfallView view(options);
-        QSignalSpy ready(&view, &WaterfallView::si_ready);
-        QVERIFY(showAndOpen(view, dir.filePath(QStringLiteral("still")), liveDescriptor(0), QRectF(0, 1000, 4000, 100), ready));
+        SmallView small;
+        WaterfallView& view = small.view;
+        QVERIFY(showAndOpen(view, dir.filePath(QStringLiteral("still")), liveDescriptor(0), QRectF(0, 1000, 4000, 100),
+                            small.ready));
         QVERIFY(!view.follower().isLive());
         QVERIFY(!view.follower().followAction()->isEnabled());
         view.follower().setFollowing(true);
@@ -208,14 +223,12 @@ private Q_SLOTS:
         const QString source = out + QStringLiteral("/live");
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(source + QStringLiteral("/tileextents.json")), 20000);
 
-        ViewerOptions options;
-        options.windowSize = QSize(400, 300);
-        WaterfallView view(options);
-        QSignalSpy ready(&view, &WaterfallView::si_ready);
+        SmallView small;
+        WaterfallView& view = small.view;
         view.widget().show();
         QVERIFY(QTest::qWaitForWindowExposed(&view.widget()));
         view.open(QUrl::fromLocalFile(source).toString());
-        QVERIFY(ready.wait(10000));
+        QVERIFY(small.ready.wait(10000));
         QVERIFY(view.follower().isFollowing());
         // The first view shows the data as it was; from the first growth on the view
         // is kept at the newest time.

@@ -7,20 +7,12 @@
 
 namespace mivo::tilegen {
 
-class LivePyramid::Strip
+class LivePyramid::Strip : public TileRowStrip
 {
 public:
-    Strip(int yZoom, TilePlane plane)
-        : yZoom(yZoom)
-        , plane(std::move(plane))
-    {
-    }
+    using TileRowStrip::TileRowStrip;
 
-    const int yZoom;
-    TilePlane plane; // tileSize rows of level-0 columns
-    bool active = false;
     bool changed = false; // since it was last cut into tiles
-    qint64 tileRow = 0;
 };
 
 LivePyramid::LivePyramid(const PyramidBuilder::Settings& settings)
@@ -52,27 +44,16 @@ LivePyramid::Strip& LivePyramid::stripFor(int yZoom, qint64 row)
         // Left behind: its last state goes out with the next publication.
         if (strip.changed)
             cut(strip, m_finished);
-        std::fill(strip.plane.pixels.begin(), strip.plane.pixels.end(), quint8(0));
-        strip.active = false;
+        strip.clear();
     }
-    if (!strip.active) {
-        strip.active = true;
-        strip.tileRow = tileRow;
-    }
+    strip.start(tileRow);
     return strip;
 }
 
 void LivePyramid::addRow(qint64 row, const quint8* values, const ColumnMap& columns)
 {
     Strip& strip = stripFor(0, row);
-    quint8* target = strip.plane.row(int(row - strip.tileRow * m_settings.tileSize));
-    const qint64 origin = strip.plane.origin;
-    for (const ColumnMap::Run& run : columns.runs()) {
-        Q_ASSERT(run.firstColumn >= origin && run.firstColumn + run.count <= origin + strip.plane.width);
-        // Merged by maximum: several bins or frames may share a pixel.
-        combineRowsWith<combineMaximum>(target + (run.firstColumn - origin), values + run.firstBin, run.count,
-                                        target + (run.firstColumn - origin));
-    }
+    strip.plane.mergeRow(int(row - strip.tileRow * m_settings.tileSize), values, columns);
     strip.changed = true;
     propagate(0, row);
 }

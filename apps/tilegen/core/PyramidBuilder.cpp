@@ -9,27 +9,16 @@
 
 namespace mivo::tilegen {
 
-class PyramidBuilder::Strip
+class PyramidBuilder::Strip : public TileRowStrip
 {
 public:
     Strip(int yZoom, TilePlane plane)
-        : yZoom(yZoom)
-        , plane(std::move(plane))
+        : TileRowStrip(yZoom, std::move(plane))
         , reducedRow(size_t(this->plane.width))
     {
     }
 
-    void clear()
-    {
-        std::fill(plane.pixels.begin(), plane.pixels.end(), quint8(0));
-        active = false;
-    }
-
-    const int yZoom;
-    TilePlane plane; // tileSize rows of level-0 columns
     std::vector<quint8> reducedRow; // one row pair combined, on its way to the strip above
-    bool active = false;
-    qint64 tileRow = 0;
 };
 
 PyramidBuilder::PyramidBuilder(const Settings& settings, TileSink sink)
@@ -54,10 +43,7 @@ PyramidBuilder::Strip& PyramidBuilder::stripFor(int yZoom, qint64 row)
         Q_ASSERT(tileRow > strip.tileRow && "rows must arrive in time order");
         flushLevel(yZoom);
     }
-    if (!strip.active) {
-        strip.active = true;
-        strip.tileRow = tileRow;
-    }
+    strip.start(tileRow);
     return strip;
 }
 
@@ -69,14 +55,7 @@ void PyramidBuilder::addRow(qint64 row, const quint8* values, const std::vector<
 void PyramidBuilder::addRow(qint64 row, const quint8* values, const ColumnMap& columns)
 {
     Strip& strip = stripFor(0, row);
-    quint8* target = strip.plane.row(int(row - strip.tileRow * m_settings.tileSize));
-    const qint64 origin = strip.plane.origin;
-    for (const ColumnMap::Run& run : columns.runs()) {
-        Q_ASSERT(run.firstColumn >= origin && run.firstColumn + run.count <= origin + strip.plane.width);
-        // Merged by maximum: several bins or frames may share a pixel.
-        combineRowsWith<combineMaximum>(target + (run.firstColumn - origin), values + run.firstBin, run.count,
-                                        target + (run.firstColumn - origin));
-    }
+    strip.plane.mergeRow(int(row - strip.tileRow * m_settings.tileSize), values, columns);
 }
 
 void PyramidBuilder::flushLevel(int yZoom)

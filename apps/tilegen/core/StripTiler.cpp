@@ -8,6 +8,16 @@
 
 namespace mivo::tilegen {
 
+void TilePlane::mergeRow(int r, const quint8* values, const ColumnMap& columns)
+{
+    quint8* target = row(r);
+    for (const ColumnMap::Run& run : columns.runs()) {
+        Q_ASSERT(run.firstColumn >= origin && run.firstColumn + run.count <= origin + width);
+        combineRowsWith<combineMaximum>(target + (run.firstColumn - origin), values + run.firstBin, run.count,
+                                        target + (run.firstColumn - origin));
+    }
+}
+
 StripTiler::StripTiler(const PyramidBuilder::Settings& settings)
     : m_settings(settings)
 {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "ColumnMap.h"
 #include "PyramidBuilder.h"
 #include "TileKey.h"
 
 #include <QImage>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -20,6 +22,41 @@ struct TilePlane
 
     quint8* row(int r) { return pixels.data() + size_t(r) * size_t(width); }
     const quint8* row(int r) const { return pixels.data() + size_t(r) * size_t(width); }
+
+    // Merges a row of bin values into row `r` by maximum (several bins or frames may
+    // share a pixel): values[run.firstBin + i] goes to column run.firstColumn + i.
+    void mergeRow(int r, const quint8* values, const ColumnMap& columns);
+};
+
+// The unfinished tile row of one y level: tileSize rows of level-0 columns.
+struct TileRowStrip
+{
+    TileRowStrip(int yZoom, TilePlane plane)
+        : yZoom(yZoom)
+        , plane(std::move(plane))
+    {
+    }
+
+    // Zeroes the pixels; no tile row is active afterwards.
+    void clear()
+    {
+        std::fill(plane.pixels.begin(), plane.pixels.end(), quint8(0));
+        active = false;
+    }
+
+    // Makes `row` (a tile row) the active one, if none is.
+    void start(qint64 row)
+    {
+        if (!active) {
+            active = true;
+            tileRow = row;
+        }
+    }
+
+    const int yZoom;
+    TilePlane plane;
+    bool active = false;
+    qint64 tileRow = 0;
 };
 
 // Cuts one tile row of level-0 columns (a strip of tileSize rows) into the tiles of
