@@ -28,6 +28,8 @@ namespace {
 
 const QLatin1String sourceListName("tilesources.json");
 
+constexpr int maximumKnownDirectories = 4096;
+
 QString systemError()
 {
     return QString::fromLocal8Bit(std::strerror(errno));
@@ -201,6 +203,10 @@ void SourcePublisher::ensureDirectory(const QString& path)
         return;
     if (!QDir().mkpath(path))
         throw Error(path, QStringLiteral("cannot create a directory: %1").arg(systemError()));
+    // A live source makes new directories without end: the set is forgotten now and
+    // then (mkpath finds existing ones again), so that its memory stays bounded.
+    if (m_createdDirectories.size() >= maximumKnownDirectories)
+        m_createdDirectories.clear();
     m_createdDirectories.insert(path);
 }
 
