@@ -4,6 +4,7 @@
 #include "StripTiler.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace mivo::tilegen {
 
@@ -22,6 +23,7 @@ LivePyramid::LivePyramid(const PyramidBuilder::Settings& settings)
     Q_ASSERT(settings.tileSize > 0 && settings.tileSize % 2 == 0 && "halving needs whole pixel pairs per tile");
     for (int yZoom = 0; yZoom <= settings.topYZoom; ++yZoom)
         m_strips.push_back(std::make_unique<Strip>(yZoom, m_tiler->makePlane(0)));
+    m_combined.resize(size_t(m_strips.front()->plane.width));
 }
 
 LivePyramid::~LivePyramid() = default;
@@ -65,10 +67,16 @@ void LivePyramid::propagate(int yZoom, qint64 row)
         const Strip& strip = *m_strips[size_t(z)];
         // The pair lies in one strip: tile rows hold an even number of rows.
         const int first = int((row & ~qint64(1)) - strip.tileRow * tileSize);
+        const int width = strip.plane.width;
+        combineRows(strip.plane.row(first), strip.plane.row(first + 1), width, m_combined.data(), m_settings.reduction);
         const qint64 upperRow = row / 2;
         Strip& upper = stripFor(z + 1, upperRow);
-        combineRows(strip.plane.row(first), strip.plane.row(first + 1), strip.plane.width,
-                    upper.plane.row(int(upperRow - upper.tileRow * tileSize)), m_settings.reduction);
+        quint8* target = upper.plane.row(int(upperRow - upper.tileRow * tileSize));
+        // An unchanged row changes nothing above it either: coarse levels, whose
+        // pixels span minutes, are left alone until their values really change.
+        if (std::memcmp(target, m_combined.data(), size_t(width)) == 0)
+            return;
+        std::memcpy(target, m_combined.data(), size_t(width));
         upper.changed = true;
         row = upperRow;
     }

@@ -22,7 +22,8 @@ class StripTiler;
 // Coarser y levels are kept current row by row: when a row of level z changes, the
 // row of level z + 1 above its pixel pair is made again from the pair (a missing
 // partner counts as no data, which both reductions ignore), so every level always
-// shows all rows received. Each level holds only its unfinished tile row (one strip
+// shows all rows received. Where that row comes out as it was, the levels above are
+// left alone, and their tiles are not handed out again. Each level holds only its unfinished tile row (one strip
 // of tileSize rows over the band's columns); a strip that is left behind is cut into
 // tiles at once and held until the next takeChanges(). Memory is therefore about
 // (topYZoom + 2) * tileSize * columns bytes plus the tiles of one publication,
@@ -59,6 +60,7 @@ private:
     std::unique_ptr<StripTiler> m_tiler;
     std::vector<std::unique_ptr<Strip>> m_strips; // one per y level
     Tiles m_finished; // tiles of strips left behind since the last takeChanges()
+    std::vector<quint8> m_combined; // a row pair combined, on its way to the level above
 };
 
 } // namespace mivo::tilegen

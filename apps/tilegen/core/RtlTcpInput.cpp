@@ -11,6 +11,8 @@ RtlTcpInput::RtlTcpInput(const Settings& settings, QObject* parent)
     , m_settings(settings)
     , m_retryMs(settings.minimumRetryMs)
 {
+    // A server faster than the analysis waits in TCP rather than filling memory.
+    m_socket.setReadBufferSize(qint64(4) << 20);
     m_retry.setSingleShot(true);
     connect(&m_retry, &QTimer::timeout, this, &RtlTcpInput::connectNow);
     connect(&m_socket, &QTcpSocket::connected, this, &RtlTcpInput::onConnected);
