@@ -88,7 +88,18 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     w.resize(options.windowSize);
 
     connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileLoadFailed, this,
-            [this](const tiling::TileId& id) { m_failedTiles.insert(id); });
+            [this](const tiling::TileId& id) {
+                // A live source fails new tiles beyond its newest time all along:
+                // past a bound only the failures the view still needs are kept.
+                if (m_failedTiles.size() >= 4096) {
+                    const QList<tiling::TileId>& required = m_tilePainter->requiredTiles();
+                    m_failedTiles.intersect(QSet<tiling::TileId>(required.cbegin(), required.cend()));
+                }
+                m_failedTiles.insert(id);
+            });
+    // A tile that failed and later arrived (reloaded) is no longer failed.
+    connect(&m_provider, &tiling::ITileProvider::si_tileAvailable, this,
+            [this](const tiling::TileId& id) { m_failedTiles.remove(id); });
     connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileSystemDescriptorLoaded, this,
             [this](const tiling::TileSystemDescriptor& descriptor) {
                 if (descriptor.name.isNull()) {
