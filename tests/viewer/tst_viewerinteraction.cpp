@@ -1,3 +1,4 @@
+#include "LiveFollower.h"
 #include "SelectionPanel.h"
 #include "ViewerActions.h"
 #include "ViewerKeyboardHandler.h"
@@ -272,7 +273,8 @@ private Q_SLOTS:
         QCOMPARE(bar->pos(), QPoint(viewSize.width() - bar->width() - 20, 20));
         ViewerActions& actions = open.view->actions();
         const QList<QAction*> commands{actions.zoomToData(), actions.zoomIn(), actions.zoomOut(),
-                                       actions.zoomToSelection(), actions.clearSelection()};
+                                       actions.zoomToSelection(), actions.clearSelection(),
+                                       open.view->follower().followAction()};
         int previousY = -1;
         for (QAction* action : commands) {
             QToolButton* button = open.button(action);
