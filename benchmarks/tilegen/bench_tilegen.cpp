@@ -411,6 +411,7 @@ void printRatio(const char* what, const Measurement& mivo, const Measurement& so
     std::printf("%-24s mivo %6.3f s  sox %6.3f s  ratio %5.2fx  target >= %.2fx  %s   (CPU: %.3f s, %.3f s, %.2fx)\n",
                 what, mivo.seconds, sox.seconds, ratio, target, ratio >= target ? "met" : "NOT MET", mivo.cpuSeconds,
                 sox.cpuSeconds, sox.cpuSeconds / mivo.cpuSeconds);
+    std::fflush(stdout); // before the pyramids are removed, which takes a while on a slow disk
 }
 
 QString fileSystemType(const QString& directory)

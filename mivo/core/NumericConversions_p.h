@@ -5,6 +5,7 @@
 
 #include <QtGlobal>
 
+#include <cmath>
 #include <limits>
 
 namespace mivo::numeric {
@@ -18,12 +19,27 @@ inline qint64 truncateToInt64(double value)
     return std::numeric_limits<qint64>::min();
 }
 
-/// double -> int by truncation; NaN and values outside the range give INT_MIN.
-inline int truncateToInt(double value)
+/// double -> int by truncation; NaN and values outside the range give INT_MIN, as a
+/// plain cast does on x86-64. For pixel positions whose far-off values the drawing code
+/// expects to land off screen on the negative side.
+inline int truncateToIntOrMin(double value)
 {
     if (value > -2147483649.0 && value < 2147483648.0)
         return static_cast<int>(value);
     return std::numeric_limits<int>::min();
+}
+
+/// double -> int by truncation, clamped to [INT_MIN, INT_MAX]; NaN gives 0. For
+/// positions that must keep their side of the view when far outside it.
+inline int truncateToIntSaturating(double value)
+{
+    if (std::isnan(value))
+        return 0;
+    if (value >= static_cast<double>(std::numeric_limits<int>::max()))
+        return std::numeric_limits<int>::max();
+    if (value <= static_cast<double>(std::numeric_limits<int>::min()))
+        return std::numeric_limits<int>::min();
+    return static_cast<int>(value);
 }
 
 } // namespace mivo::numeric

@@ -29,8 +29,8 @@ bool DoubleClickZoomMouseHandler::handleMouseDoubleClick(QMouseEvent* event, boo
     double newYScale = 0.0;
     // The zoom-in button is tested first: it wins when both name the same button.
     if (event->button() == m_settings.zoomInButton) {
-        newXScale = xScale - xScale * m_settings.zoomFactor;
-        newYScale = yScale - yScale * m_settings.zoomFactor;
+        newXScale = detail::zoomedInScale(xScale, m_settings.zoomFactor);
+        newYScale = detail::zoomedInScale(yScale, m_settings.zoomFactor);
     } else if (event->button() == m_settings.zoomOutButton) {
         // The exact inverse of one zoom-in.
         const double k = detail::zoomOutFactor(m_settings.zoomFactor);

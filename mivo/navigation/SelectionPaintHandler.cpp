@@ -4,31 +4,13 @@
 #include <mivo/core/DpToPixel.h>
 #include <mivo/navigation/SelectionManager.h>
 
+#include "../core/NumericConversions_p.h"
+
 #include <QLine>
 #include <QPainter>
 #include <QWidget>
 
-#include <climits>
-#include <cmath>
-
 namespace mivo {
-
-namespace {
-
-// Truncates towards zero like a cast to int, saturating where a cast would be
-// undefined (a selection far outside the view at a deep zoom; NaN gives 0).
-int truncatedPixel(double value)
-{
-    if (std::isnan(value))
-        return 0;
-    if (value >= static_cast<double>(INT_MAX))
-        return INT_MAX;
-    if (value <= static_cast<double>(INT_MIN))
-        return INT_MIN;
-    return static_cast<int>(value);
-}
-
-} // namespace
 
 SelectionPaintHandler::SelectionPaintHandler(QWidget& widget, CoordSystem& coordSystem,
                                              SelectionManager& selectionManager)
@@ -68,8 +50,10 @@ void SelectionPaintHandler::handlePaint(QPainter& painter)
     const double centerX = (rect.width() + rect.x() + rect.x()) * 0.5;
     const double overhang = dpToPixel(m_widget, m_settings.centerLineOverhang);
     painter.setPen(m_settings.centerLinePen);
-    painter.drawLine(QLine(truncatedPixel(centerX), truncatedPixel(rect.y() - overhang), truncatedPixel(centerX),
-                           truncatedPixel(rect.y() + rect.height() + overhang)));
+    // Saturating: a selection far outside the view at a deep zoom keeps its side of it.
+    const int x = numeric::truncateToIntSaturating(centerX);
+    painter.drawLine(QLine(x, numeric::truncateToIntSaturating(rect.y() - overhang), x,
+                           numeric::truncateToIntSaturating(rect.y() + rect.height() + overhang)));
 }
 
 void SelectionPaintHandler::sl_selectionChanged(const QRectF& /*selection*/, mivo::SelectionState /*state*/)

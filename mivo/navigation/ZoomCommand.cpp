@@ -24,7 +24,8 @@ void ZoomCommand::sl_zoomIn()
     const CoordSystem& coords = m_widget.coordSystem();
     const double xScale = coords.x().scale();
     const double yScale = coords.y().scale();
-    zoomAboutCentre(xScale - xScale * m_settings.zoomFactor, yScale - yScale * m_settings.zoomFactor);
+    zoomAboutCentre(detail::zoomedInScale(xScale, m_settings.zoomFactor),
+                    detail::zoomedInScale(yScale, m_settings.zoomFactor));
 }
 
 void ZoomCommand::sl_zoomOut()

@@ -4,6 +4,13 @@
 
 namespace mivo::detail {
 
+/// The scale after one zoom-in by @p zoomFactor (the fraction of the range that goes),
+/// written as scale - scale * zoomFactor, the exact expression the zooms use.
+inline double zoomedInScale(double scale, double zoomFactor)
+{
+    return scale - scale * zoomFactor;
+}
+
 /**
  * The fraction k that zooms out by exactly one zoom-in of @p zoomFactor:
  * scale + scale * k == scale / (1 - zoomFactor). A factor of 1 (a zoom-in to

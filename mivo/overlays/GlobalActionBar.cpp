@@ -47,7 +47,7 @@ int wholePixels(double pixels, int lowest)
     if (std::isnan(pixels))
         return 0;
     const double limited = std::clamp(pixels, double(lowest), double(QWIDGETSIZE_MAX));
-    return numeric::truncateToInt(limited);
+    return numeric::truncateToIntOrMin(limited);
 }
 
 } // namespace

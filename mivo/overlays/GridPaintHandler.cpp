@@ -4,6 +4,7 @@
 #include <mivo/core/DpToPixel.h>
 
 #include "../core/NumericConversions_p.h"
+#include "LabelBox_p.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -30,11 +31,11 @@ void drawGridLine(QPainter& painter, const GridPaintHandlerSettings& settings, b
 {
     painter.setPen(settings.gridLinePen);
     const QRectF clip = painter.clipBoundingRect();
-    const int at = numeric::truncateToInt(position);
+    const int at = numeric::truncateToIntOrMin(position);
     if (vertical) {
-        painter.drawLine(at, numeric::truncateToInt(clip.top()), at, numeric::truncateToInt(clip.top() + clip.height()));
+        painter.drawLine(at, numeric::truncateToIntOrMin(clip.top()), at, numeric::truncateToIntOrMin(clip.top() + clip.height()));
     } else {
-        painter.drawLine(numeric::truncateToInt(clip.left()), at, numeric::truncateToInt(clip.left() + clip.width()), at);
+        painter.drawLine(numeric::truncateToIntOrMin(clip.left()), at, numeric::truncateToIntOrMin(clip.left() + clip.width()), at);
     }
 }
 
@@ -42,15 +43,10 @@ void drawGridLabel(QPainter& painter, const QWidget& widget, const GridPaintHand
                    bool vertical, double position, const QString& text)
 {
     const double margin = dpToPixel(widget, settings.labelMargin);
-    QRectF box = painter.boundingRect(QRectF(), Qt::TextDontClip, text);
-    box = box.marginsAdded(QMarginsF(margin, margin, margin, margin));
-    // The box's left edge lies on a vertical line, its top edge on a horizontal one.
-    if (vertical)
-        box.translate(margin + position, margin);
-    else
-        box.translate(margin, margin + position);
-    // A label that would stick out of the widget is left out; its line stays.
-    if (box.intersects(painter.clipBoundingRect()) && QRectF(widget.rect()).contains(box)) {
+    // The label stands right of a vertical line, below a horizontal one.
+    const QRectF box = overlays::labelBox(painter, text, margin,
+                                          vertical ? QPointF(position, 0.0) : QPointF(0.0, position));
+    if (overlays::labelBoxShown(box, painter.clipBoundingRect(), widget.rect())) {
         painter.setPen(settings.labelPen);
         painter.drawText(box, Qt::AlignCenter, text);
     }

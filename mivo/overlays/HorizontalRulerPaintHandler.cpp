@@ -5,6 +5,7 @@
 #include <mivo/core/DefaultFormatters.h>
 
 #include "../core/NumericConversions_p.h"
+#include "LabelBox_p.h"
 
 #include <QPainter>
 
@@ -44,15 +45,13 @@ void HorizontalRulerPaintHandler::handlePaint(QPainter& painter)
         return;
 
     painter.setPen(m_settings.linePen);
-    const int y = numeric::truncateToInt(position);
+    const int y = numeric::truncateToIntOrMin(position);
     painter.drawLine(0, y, m_widget.width(), y);
 
     const QString text = m_settings.valueFormatter(m_value);
     const double margin = m_widget.dpToPixel(m_settings.labelMargin);
-    QRectF box = painter.boundingRect(QRectF(), Qt::TextDontClip, text);
-    box = box.marginsAdded(QMarginsF(margin, margin, margin, margin));
-    box.translate(margin, margin + position);
-    if (box.intersects(clip) && QRectF(m_widget.rect()).contains(box)) {
+    const QRectF box = overlays::labelBox(painter, text, margin, QPointF(0.0, position));
+    if (overlays::labelBoxShown(box, clip, m_widget.rect())) {
         painter.setPen(m_settings.labelPen);
         painter.fillRect(box, m_settings.labelBrush);
         painter.drawText(box, Qt::AlignCenter, text);

@@ -139,7 +139,7 @@ QRectF InfoWidgetDisplayer::suitableWidgetPosition() const
         return QRectF();
     // Whole pixels: the widget's integer rectangle less the truncated margin, whose
     // right() and bottom() are its last pixel column and row, as Qt's QRect has them.
-    const int margin = numeric::truncateToInt(marginPixels);
+    const int margin = numeric::truncateToIntOrMin(marginPixels);
     const QRect available = m_widget.rect().marginsRemoved(QMargins(margin, margin, margin, margin));
 
     QRectF area = m_widget.coordSystem().valueToPixel(m_currentInfoWidget->infoArea()).intersected(QRectF(available));

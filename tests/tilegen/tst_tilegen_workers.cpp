@@ -1,5 +1,10 @@
 #include "core/BackgroundFlusher.h"
+#include "core/SourcePublisher.h"
+#include "core/TileEncoder.h"
+#include "core/TileWriter.h"
 #include "core/WorkerPool.h"
+
+#include "TestFiles.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -50,6 +55,14 @@ void holdThePoolThread(WorkerPool& pool, Gate& release, std::function<void()> th
             then();
     });
     held.pass();
+}
+
+// A 16 x 16 tile whose pixels all hold `value`.
+QImage uniformTile(int value)
+{
+    QImage tile(16, 16, QImage::Format_Indexed8);
+    tile.fill(uint(value));
+    return tile;
 }
 
 } // namespace
@@ -157,6 +170,58 @@ private Q_SLOTS:
         flusher.flush();
         flusher.written(1 << 20); // after the last flush: nothing starts
         flusher.flush();
+    }
+
+    void tileWriterWritesEveryTileFromThePool()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        SourcePublisher publisher(directory.path(), QStringLiteral("source"));
+        publisher.prepare();
+        const TileEncoder encoder;
+        WorkerPool pool(2);
+        TileWriter writer(pool, encoder, publisher);
+        for (int x = 0; x < 40; ++x)
+            writer.write(TileKey{0, 3, x, 7}, uniformTile(x + 1));
+        pool.waitForBackground();
+        QCOMPARE(writer.tilesWritten(), quint64(40));
+        QVERIFY(!writer.failed());
+        writer.rethrowFailure(); // nothing to throw
+        for (int x = 0; x < 40; ++x) {
+            const QString path = publisher.stagingDirectory() + QStringLiteral("/3/7/0/%1.png").arg(x);
+            QCOMPARE(testfiles::readBytes(path), encoder.encode(uniformTile(x + 1)));
+        }
+    }
+
+    void tileWriterKeepsTheFirstFailureAndSkipsTheRest()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        QStringList attempts;
+        // One thread: background jobs run at once, in order.
+        SourcePublisher publisher(directory.path(), QStringLiteral("source"),
+                                  [&attempts](const QString& path, const QByteArray& data) {
+                                      attempts.append(path.section(QLatin1Char('/'), -1));
+                                      if (attempts.size() >= 3)
+                                          throw Error(path, QStringLiteral("disk full %1").arg(attempts.size()));
+                                      SourcePublisher::writeFileAtomically(path, data);
+                                  });
+        publisher.prepare();
+        const TileEncoder encoder;
+        WorkerPool pool(1);
+        TileWriter writer(pool, encoder, publisher);
+        for (int x = 0; x < 6; ++x)
+            writer.write(TileKey{1, 0, x, 0}, uniformTile(200));
+        pool.waitForBackground();
+        QCOMPARE(writer.tilesWritten(), quint64(2));
+        QVERIFY(writer.failed());
+        QCOMPARE(attempts, (QStringList{QStringLiteral("0.png"), QStringLiteral("1.png"), QStringLiteral("2.png")}));
+        try {
+            writer.rethrowFailure();
+            QFAIL("the failure was not rethrown");
+        } catch (const Error& error) {
+            QCOMPARE(error.message(), publisher.stagingDirectory() + QStringLiteral("/0/0/1/2.png: disk full 3"));
+        }
     }
 
     void flusherOfAMissingDirectoryDoesNothing()

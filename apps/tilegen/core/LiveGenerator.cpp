@@ -2,7 +2,6 @@
 
 #include "Documents.h"
 #include "Error.h"
-#include "FailureSlot.h"
 #include "SpectrumAnalyzer.h"
 
 #include <QDateTime>
@@ -10,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 
 namespace mivo::tilegen {
 
@@ -56,6 +54,7 @@ LiveGenerator::LiveGenerator(const TileGeneratorSettings& settings, const LiveSe
     , m_columns(m_band.columnOf)
     , m_workers(settings.threads > 0 ? settings.threads : std::max(1, QThread::idealThreadCount()))
     , m_publisher(outputDirectory, sourceId)
+    , m_writer(m_workers, m_encoder, m_publisher)
 {
     if (m_band.empty())
         throw Error(input.name(), QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
@@ -202,21 +201,10 @@ void LiveGenerator::publish()
         const LivePyramid::Tiles tiles = m_pyramid->takeChanges();
         if (tiles.empty())
             return;
-        FailureSlot failure;
-        std::vector<std::function<void()>> jobs;
-        jobs.reserve(tiles.size());
-        for (const auto& [key, image] : tiles) {
-            jobs.emplace_back([&, key = key, image = image] {
-                try {
-                    m_publisher.writeTile(key, m_encoder.encode(image));
-                } catch (const Error& error) {
-                    failure.capture(error);
-                }
-            });
-        }
-        m_workers.runAll(std::move(jobs));
-        failure.rethrow();
-        m_tilesWritten += tiles.size();
+        for (const auto& [key, image] : tiles)
+            m_writer.write(key, image);
+        m_workers.waitForBackground();
+        m_writer.rethrowFailure();
         if (m_live.retainSeconds) {
             for (const auto& tile : tiles) {
                 std::deque<qint64>& rows = m_tileRows[size_t(tile.first.yZoom)];

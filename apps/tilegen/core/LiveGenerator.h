@@ -9,6 +9,7 @@
 #include "SourcePublisher.h"
 #include "TileEncoder.h"
 #include "TileGenerator.h"
+#include "TileWriter.h"
 #include "WorkerPool.h"
 
 #include <QElapsedTimer>
@@ -76,7 +77,7 @@ public:
 
     int topYZoom() const { return m_pyramidSettings.topYZoom; }
     int topXZoom() const { return m_pyramidSettings.topXZoom; }
-    quint64 tilesWritten() const { return m_tilesWritten; }
+    quint64 tilesWritten() const { return m_writer.tilesWritten(); }
     qint64 frames() const { return m_frames; }
     QString sourceDirectory() const { return m_publisher.sourceDirectory(); }
 
@@ -119,6 +120,7 @@ private:
     TileEncoder m_encoder;
     WorkerPool m_workers;
     SourcePublisher m_publisher;
+    TileWriter m_writer; // after what it uses
     QTimer m_publishTimer;
 
     QByteArray m_partialSample;   // bytes of a sample not yet complete
@@ -132,7 +134,6 @@ private:
     double m_dataEnd = 0.0;       // end of the newest row with data
     double m_newestArrival = 0.0; // wall clock when the bytes completing that row came
     qint64 m_frames = 0;
-    quint64 m_tilesWritten = 0;
     bool m_sourcePublished = false;
     bool m_finished = false;
     std::vector<std::deque<qint64>> m_tileRows; // with retention: tile rows on disk per y level

@@ -6,9 +6,9 @@
 #include "BlockAnalyzer.h"
 #include "Documents.h"
 #include "Error.h"
-#include "FailureSlot.h"
 #include "SpectrumAnalyzer.h"
 #include "TileEncoder.h"
+#include "TileWriter.h"
 #include "WorkerPool.h"
 
 #include <QFileInfo>
@@ -16,10 +16,8 @@
 #include <QThread>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
-#include <mutex>
 
 namespace mivo::tilegen {
 
@@ -164,9 +162,8 @@ TileGeneratorResult TileGenerator::run()
 
     const int threads = m_settings.threads > 0 ? m_settings.threads : std::max(1, QThread::idealThreadCount());
     const TileEncoder encoder;
-    FailureSlot failure;
-    std::atomic<quint64> tilesWritten{0};
-    WorkerPool workers(threads); // destroyed first: its tasks use the objects above
+    WorkerPool workers(threads);
+    TileWriter tiles(workers, encoder, publisher);
 
     PyramidBuilder::Settings pyramidSettings;
     pyramidSettings.tileSize = m_settings.tileSize;
@@ -175,20 +172,7 @@ TileGeneratorResult TileGenerator::run()
     pyramidSettings.topXZoom = result.topXZoom;
     pyramidSettings.topYZoom = result.topYZoom;
     pyramidSettings.reduction = m_settings.reduction;
-    PyramidBuilder pyramid(pyramidSettings, [&](const TileKey& key, const QImage& tile) {
-        workers.startBackground([&, key, tile] {
-            if (failure.failed())
-                return;
-            try {
-                publisher.writeTile(key, encoder.encode(tile));
-                ++tilesWritten;
-            } catch (const Error& error) {
-                failure.capture(error);
-            } catch (const std::exception& error) {
-                failure.capture(Error(publisher.stagingDirectory(), QString::fromLocal8Bit(error.what())));
-            }
-        });
-    });
+    PyramidBuilder pyramid(pyramidSettings, [&tiles](const TileKey& key, const QImage& tile) { tiles.write(key, tile); });
 
     SpectrumSettings spectrum;
     spectrum.fftSize = fftSize;
@@ -203,7 +187,7 @@ TileGeneratorResult TileGenerator::run()
         progress.framesDone = framesDone;
         progress.framesTotal = frames;
         progress.signalSecondsDone = double(framesDone * hop) / info.sampleRate;
-        progress.tilesWritten = tilesWritten;
+        progress.tilesWritten = tiles.tilesWritten();
         m_progress(progress);
     };
     try {
@@ -214,12 +198,12 @@ TileGeneratorResult TileGenerator::run()
                 pyramid.addRow(yGrid.pixelOf(frameTime(block.first + f)), block.rows + size_t(f) * size_t(analyzer.bins()),
                                columns);
             }
-            failure.rethrow();
+            tiles.rethrowFailure();
             reportProgress(block.first + block.count);
         }
         pyramid.finish();
         workers.waitForBackground();
-        failure.rethrow();
+        tiles.rethrowFailure();
         // The coarser levels are written after the last frame: a final report counts them.
         reportProgress(frames);
     } catch (...) {
@@ -230,7 +214,7 @@ TileGeneratorResult TileGenerator::run()
 
     result.frames = frames;
     result.signalSeconds = double(info.sampleCount) / info.sampleRate;
-    result.tilesWritten = tilesWritten;
+    result.tilesWritten = tiles.tilesWritten();
 
     // Documents after the tiles they describe; the descriptor last of them.
     if (m_input.fromSigMf) {
