@@ -263,7 +263,9 @@ private Q_SLOTS:
         const QRectF shownA = frame.shown;
         const QImage frameA = frame.image;
 
-        QTRY_VERIFY_WITH_TIMEOUT(view.provider().tileSystem().extents().bottom() > newestA + 2.0, 20000);
+        // Two more seconds of stream: generous, since a slowed-down run (sanitizers, a
+        // busy machine) may produce it far slower than in real time.
+        QTRY_VERIFY_WITH_TIMEOUT(view.provider().tileSystem().extents().bottom() > newestA + 2.0, 120000);
         QTRY_VERIFY_WITH_TIMEOUT(grabSettled(), 20000);
         const double newestB = frame.newest;
         const QRectF shownB = frame.shown;
