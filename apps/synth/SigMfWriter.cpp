@@ -1,5 +1,7 @@
 #include "SigMfWriter.h"
 
+#include "SampleEncoding.h"
+
 #include "core/Error.h"
 #include "core/TimeValue.h"
 
@@ -7,9 +9,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
-#include <QtEndian>
 
-#include <cstring>
 #include <vector>
 
 namespace mivo::synth {
@@ -76,16 +76,7 @@ void writeRecording(RadioScene& scene, const RecordingSettings& settings, const 
     for (qint64 first = 0; first < total; first += block) {
         const int count = int(std::min<qint64>(block, total - first));
         scene.render(first, count, samples.data());
-        for (int i = 0; i < count; ++i) {
-            quint32 re;
-            quint32 im;
-            const float reValue = samples[size_t(i)].real();
-            const float imValue = samples[size_t(i)].imag();
-            std::memcpy(&re, &reValue, 4);
-            std::memcpy(&im, &imValue, 4);
-            qToLittleEndian(re, bytes.data() + size_t(i) * 8);
-            qToLittleEndian(im, bytes.data() + size_t(i) * 8 + 4);
-        }
+        encodeCf32Le(samples.data(), count, bytes.data());
         if (data.write(bytes.data(), qint64(count) * 8) != qint64(count) * 8)
             throw Error(data.fileName(), QStringLiteral("cannot write: %1").arg(data.errorString()));
     }

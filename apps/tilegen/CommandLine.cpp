@@ -34,6 +34,26 @@ int integerOption(const QCommandLineParser& parser, const QString& name)
 
 } // namespace
 
+std::optional<double> parseDuration(const QString& text)
+{
+    static const QList<QPair<QChar, double>> units = {
+        {QLatin1Char('s'), 1.0}, {QLatin1Char('m'), 60.0}, {QLatin1Char('h'), 3600.0}, {QLatin1Char('d'), 86400.0}};
+    QString number = text.trimmed();
+    double factor = 1.0;
+    for (const auto& unit : units) {
+        if (number.endsWith(unit.first)) {
+            number.chop(1);
+            factor = unit.second;
+            break;
+        }
+    }
+    bool ok = false;
+    const double value = number.toDouble(&ok) * factor;
+    if (!ok || !(value > 0) || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
 CommandLine parseCommandLine(const QStringList& arguments)
 {
     QCommandLineParser parser;
@@ -43,7 +63,10 @@ CommandLine parseCommandLine(const QStringList& arguments)
         "(cu8, cs8, cs16, cf32, ...) or SigMF (.sigmf-meta with its .sigmf-data,\n"
         "or a .sigmf archive).\n"
         "Output: <output-dir>/<source-id>/ with tiles and documents, and\n"
-        "<output-dir>/tilesources.json listing the source."));
+        "<output-dir>/tilesources.json listing the source.\n"
+        "With --follow the input grows while it is read: - (standard input), a file\n"
+        "still being written, or rtl_tcp://HOST:PORT; the pyramid is published every\n"
+        "--publish-interval until the stream ends or SIGINT/SIGTERM arrives."));
     const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     parser.addOption(help);
@@ -71,6 +94,10 @@ CommandLine parseCommandLine(const QStringList& arguments)
         {QStringLiteral("name"), QStringLiteral("Name in the tile descriptor (default: the source id)."), QStringLiteral("name")},
         {QStringLiteral("threads"), QStringLiteral("Worker threads (default: one per core)."), QStringLiteral("n"), QStringLiteral("0")},
         {QStringList{QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("No progress and no summary.")},
+        {QStringLiteral("follow"), QStringLiteral("Follow a growing stream: -, a file being written, or rtl_tcp://HOST:PORT.")},
+        {QStringLiteral("publish-interval"), QStringLiteral("With --follow: seconds between publications (default 1)."), QStringLiteral("s"), QStringLiteral("1")},
+        {QStringLiteral("retain"), QStringLiteral("With --follow: remove tiles older than this (90s, 15m, 24h, 7d)."), QStringLiteral("duration")},
+        {QStringList{QStringLiteral("v"), QStringLiteral("verbose")}, QStringLiteral("With --follow: a line per publication on stderr.")},
     };
     parser.addOptions(options);
 
@@ -162,6 +189,28 @@ CommandLine parseCommandLine(const QStringList& arguments)
     generator.name = parser.value(QStringLiteral("name"));
     generator.threads = integerOption(parser, QStringLiteral("threads"));
     commandLine.quiet = parser.isSet(QStringLiteral("quiet"));
+
+    commandLine.follow = parser.isSet(QStringLiteral("follow"));
+    commandLine.verbose = parser.isSet(QStringLiteral("verbose"));
+    if (commandLine.follow) {
+        const std::optional<double> interval = parseQuantity(parser.value(QStringLiteral("publish-interval")));
+        if (!interval || !(*interval >= 0.05 && *interval <= 3600))
+            throw UsageError(QStringLiteral("--publish-interval"),
+                             QStringLiteral("\"%1\" is not a number of seconds from 0.05 to 3600")
+                                 .arg(parser.value(QStringLiteral("publish-interval"))));
+        commandLine.live.publishIntervalMs = int(std::lround(*interval * 1000));
+        if (parser.isSet(QStringLiteral("retain"))) {
+            commandLine.live.retainSeconds = parseDuration(parser.value(QStringLiteral("retain")));
+            if (!commandLine.live.retainSeconds)
+                throw UsageError(QStringLiteral("--retain"), QStringLiteral("\"%1\" is not a duration such as 90s, 15m, 24h or 7d")
+                                                                 .arg(parser.value(QStringLiteral("retain"))));
+        }
+        if (!input.sampleRate)
+            throw UsageError(QStringLiteral("--follow"), QStringLiteral("needs --sample-rate"));
+    } else {
+        if (parser.isSet(QStringLiteral("retain")))
+            throw UsageError(QStringLiteral("--retain"), QStringLiteral("applies to --follow only"));
+    }
 
     try {
         TileGenerator::validate(generator);

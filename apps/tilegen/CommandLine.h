@@ -2,6 +2,7 @@
 
 #include "core/Error.h"
 #include "core/InputOpener.h"
+#include "core/LiveGenerator.h"
 #include "core/TileGenerator.h"
 
 #include <QStringList>
@@ -22,9 +23,16 @@ struct CommandLine
     QString outputDirectory;
     InputSettings input;
     TileGeneratorSettings generator;
+    bool follow = false;          // --follow: a growing stream, published as it grows
+    bool verbose = false;         // --verbose: a line per publication (with --follow)
+    LiveSettings live;
     bool quiet = false;
     bool helpShown = false; // --help or --version was answered; nothing else to do
 };
+
+// A duration such as "90", "90s", "15m", "24h" or "7d", in seconds; nothing for
+// anything else or a value that is not positive.
+std::optional<double> parseDuration(const QString& text);
 
 // Parses mivo-tilegen's arguments (arguments[0] is the program). Prints help and
 // version texts to stdout itself. Throws UsageError.

@@ -20,7 +20,7 @@ void styleButton(QToolButton* button)
 } // namespace
 
 GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& actions,
-                                const QList<ActionBarPopup>& popups)
+                                const QList<ActionBarPopup>& popups, const QList<QAction*>& more)
 {
     auto* bar = new GlobalActionBar(widget);
     bar->setObjectName(QStringLiteral("actionBar"));
@@ -32,6 +32,11 @@ GlobalActionBar* buildActionBar(BaseDrawWidget& widget, const ViewerActions& act
     bar->addSeparator();
     add(actions.zoomToSelection());
     add(actions.clearSelection());
+    if (!more.isEmpty()) {
+        bar->addSeparator();
+        for (QAction* action : more)
+            add(action);
+    }
     if (!popups.isEmpty())
         bar->addSeparator();
     for (const ActionBarPopup& popup : popups)

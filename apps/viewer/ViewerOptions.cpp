@@ -78,6 +78,9 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     const QCommandLineOption refresh(QStringLiteral("refresh"),
                                      QStringLiteral("Re-read the data extents every ms milliseconds (live sources)"),
                                      QStringLiteral("ms"));
+    const QCommandLineOption follow(QStringLiteral("follow"),
+                                    QStringLiteral("Keep the newest data of a live source in view (implied when "
+                                                   "its descriptor has an updateInterval)"));
     const QCommandLineOption screenshot(QStringLiteral("screenshot"),
                                         QStringLiteral("Write the view to a PNG once every visible tile has "
                                                        "arrived, then quit"),
@@ -93,7 +96,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
                                                       "source's own workspace.json (repeatable)"),
                                        QStringLiteral("file"));
     parser.addOptions(
-        {source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache, workspace});
+        {source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache, workspace, follow});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -156,6 +159,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         if (!ok || options.refreshIntervalMs < 0)
             return failure(QStringLiteral("--refresh: \"%1\" is not a number of milliseconds").arg(parser.value(refresh)));
     }
+    options.follow = parser.isSet(follow);
     options.screenshotFile = parser.value(screenshot);
     if (parser.isSet(timeout)) {
         bool ok = false;

@@ -23,6 +23,8 @@ struct ViewerOptions
     double levelUpper = -30.0;           ///  (dB; mivo-tilegen writes dBFS)
     QString palette = QStringLiteral("default"); ///< --palette: a colour preset's name (ColourScheme.h)
     int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
+    bool follow = false;                 ///< --follow: keep the newest data in view (re-polled every
+                                         ///  second unless --refresh or the source says otherwise)
     QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
     int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles
     int cacheMegabytes = 512;            ///< --cache-mb, memory budget of the tile cache (MiB)

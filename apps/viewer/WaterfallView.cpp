@@ -4,6 +4,7 @@
 #include "AnnotationLayer.h"
 #include "AnnotationPanel.h"
 #include "ColourPopup.h"
+#include "LiveFollower.h"
 #include "RangeWidening.h"
 #include "SelectionPanel.h"
 #include "SourcePicker.h"
@@ -100,15 +101,28 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     m_infoDisplayer->addInfoWidget(m_selectionPanel);
     m_infoDisplayer->addInfoWidget(&m_annotationLayer->panel());
     m_colourPopup = new ColourPopup(*m_colours, [this] { return levelRangeInView(); });
+    m_follower = new LiveFollower(w, m_provider, *m_actions);
     // Before the first resize, which places it.
     buildActionBar(w, *m_actions,
-                   {{m_sources->action(), m_sources->takePicker()}, {m_colourPopup->action(), m_colourPopup}});
+                   {{m_sources->action(), m_sources->takePicker()}, {m_colourPopup->action(), m_colourPopup}},
+                   {m_follower->followAction()});
     w.addKeyboardHandler(std::make_shared<ViewerKeyboardHandler>(*m_actions));
     w.setFocusPolicy(Qt::StrongFocus);
     w.resize(options.windowSize);
 
     connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileLoadFailed, this,
-            [this](const tiling::TileId& id) { m_failedTiles.insert(id); });
+            [this](const tiling::TileId& id) {
+                // A live source fails new tiles beyond its newest time all along:
+                // past a bound only the failures the view still needs are kept.
+                if (m_failedTiles.size() >= 4096) {
+                    const QList<tiling::TileId>& required = m_tilePainter->requiredTiles();
+                    m_failedTiles.intersect(QSet<tiling::TileId>(required.cbegin(), required.cend()));
+                }
+                m_failedTiles.insert(id);
+            });
+    // A tile that failed and later arrived (reloaded) is no longer failed.
+    connect(&m_provider, &tiling::ITileProvider::si_tileAvailable, this,
+            [this](const tiling::TileId& id) { m_failedTiles.remove(id); });
     connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileSystemDescriptorLoaded, this,
             [this](const tiling::TileSystemDescriptor& descriptor) {
                 if (descriptor.name.isNull()) {
@@ -122,6 +136,7 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
                     quint64(m_options.cacheMegabytes) << 20, descriptor));
                 m_colours->reapply(); // the source's level mapping
+                m_follower->setLive(m_options.follow || descriptor.updateInterval > 0, !m_options.timeMin);
             });
     connect(&tileSystem, &tiling::TileSystem::si_extentsChanged, this, &WaterfallView::sl_extentsChanged);
     // Also unchanged extents (a source with the same extents as the one before) make
@@ -132,6 +147,8 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     });
     connect(m_sources.get(), &SourcePicker::si_sourceChosen, this, &WaterfallView::open);
     connect(&w, &BaseDrawWidget::si_widgetResized, this, [this] { showInitialRange(); });
+    if (options.follow)
+        m_refreshingLoader.setFallbackInterval(1000);
 }
 
 WaterfallView::~WaterfallView() = default;

@@ -28,8 +28,9 @@ class TilePaintHandler;
 
 namespace mivo::viewer {
 
-class ColourPopup;
 class AnnotationLayer;
+class ColourPopup;
+class LiveFollower;
 class SelectionPanel;
 class SourcePicker;
 class ViewerActions;
@@ -53,7 +54,9 @@ class WaterfallColours;
  * The action bar also opens the source picker (the sources the location's discovery
  * URL lists) and the colour panel (editor, presets, reset, auto adjust). A source
  * opened later than the first shows all its data, without a selection, in the
- * colours of the moment.
+ * colours of the moment. A live source (a descriptor with an update interval, or the
+ * options' follow) is followed at its newest time (see LiveFollower) unless the options
+ * give a time range.
  */
 class WaterfallView : public QObject
 {
@@ -75,6 +78,7 @@ public:
     /// The annotation workspaces shown over the waterfall (none until opened).
     AnnotationWorkspaces& annotations() { return m_annotations; }
     AnnotationLayer& annotationLayer() { return *m_annotationLayer; }
+    LiveFollower& follower() { return *m_follower; }
 
     /// The view as the user sees it: the drawing with the selection panel (its figures
     /// measured now) and the action bar over it.
@@ -125,6 +129,7 @@ private:
     std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
     std::shared_ptr<HorizontalRulerPaintHandler> m_ruler;
     ViewerActions* m_actions = nullptr;          // owned by the widget
+    LiveFollower* m_follower = nullptr;          // owned by the widget
     SelectionPanel* m_selectionPanel = nullptr;  // owned by the widget
     std::unique_ptr<InfoWidgetDisplayer> m_infoDisplayer;
     WaterfallColours* m_colours = nullptr; // owned by the widget

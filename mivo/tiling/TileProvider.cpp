@@ -93,12 +93,14 @@ void TileProvider::setCacheSize(quint64 tileCount)
 void TileProvider::clearCache()
 {
     m_cache.clear();
+    m_reloading.clear();
 }
 
 void TileProvider::setTileSource(const QString& url)
 {
     m_cache.clear();
     m_pending.clear();
+    m_reloading.clear();
     m_loader.setBaseUrl(QUrl(url, QUrl::TolerantMode));
     m_tileSystem.setTileSystemDescriptor(TileSystemDescriptor());
     if (!url.isNull())
@@ -114,6 +116,35 @@ void TileProvider::setColorTable(const QVector<unsigned int>& colorTable)
     for (const TileId& id : ids) {
         if (const std::shared_ptr<Tile> cached = m_cache.lookup(id, true))
             cached->image.setColorTable(m_colorTable);
+    }
+}
+
+void TileProvider::reloadTiles(const QRectF& valueRect)
+{
+    if (!m_tileSystem.isValid() || !(valueRect.width() > 0.0 && valueRect.height() > 0.0))
+        return;
+    const auto overlaps = [&](const TileId& id) {
+        const QRectF area = m_tileSystem.tileIdToValue(id);
+        return area.intersects(valueRect);
+    };
+    // Reloads whose tile left the cache meanwhile would insert a tile nobody asked
+    // for: forget them, which also bounds the set by the cache.
+    for (auto it = m_reloading.begin(); it != m_reloading.end();) {
+        if (m_cache.contains(*it))
+            ++it;
+        else
+            it = m_reloading.erase(it);
+    }
+    const QList<TileId> cached = m_cache.keys();
+    for (const TileId& id : cached) {
+        if (overlaps(id)) {
+            m_reloading.insert(id);
+            m_loader.loadTile(id, true);
+        }
+    }
+    for (const TileId& id : qAsConst(m_pending)) {
+        if (overlaps(id))
+            m_loader.loadTile(id, true);
     }
 }
 
@@ -251,6 +282,7 @@ void TileProvider::invalidateTilesInChangedExtents(const QRectF& oldExtents, con
         for (const QRectF& band : bands) {
             if (area.intersects(band)) {
                 m_cache.remove(id);
+                m_reloading.remove(id);
                 break;
             }
         }
@@ -280,6 +312,10 @@ void TileProvider::sl_tileLoaded(const std::shared_ptr<Tile>& tile)
         return; // another loader's bug must not crash the view
     const TileId id = tile->tileId;
     m_pending.remove(id);
+    // A reloaded tile replaces the image shown so far; otherwise a cached id keeps
+    // its first image, as insertion into the cache does.
+    if (m_reloading.remove(id))
+        m_cache.remove(id);
     // Base tiles beyond their memory bound are cached as ordinary, evictable tiles.
     if (id.xZoomLevel == m_tileSystem.x().maxzoomlevel && id.yZoomLevel == m_tileSystem.y().maxzoomlevel
         && m_cache.baseSize() < maximumBaseTiles())

@@ -69,7 +69,8 @@ public:
 
     /// The largest number of ordinary tiles cached; trims at once.
     void setCacheSize(quint64 tileCount);
-    /// Drops every cached tile, base tiles included; pending requests stay.
+    /// Drops every cached tile, base tiles included, and forgets reloads (an arrival is
+    /// then cached like any tile); pending requests stay.
     void clearCache();
     /// Geometry of the active source (invalid until its descriptor arrives).
     TileSystem& tileSystem() { return m_tileSystem; }
@@ -80,9 +81,27 @@ public:
     const QSet<TileId>& pendingTiles() const { return m_pending; }
 
     /// Switches to the tile source at @p url (a null string: no source): clears the
-    /// cache and the pending set (requests in flight are not cancelled), resets the
-    /// descriptor, and asks the loader for the new descriptor.
+    /// cache, the pending set and the reloads (requests in flight are not cancelled),
+    /// resets the descriptor, and asks the loader for the new descriptor.
     void setTileSource(const QString& url);
+
+    /**
+     * Loads again the tiles of @p valueRect that the server may have changed, for a
+     * source whose data grows while it is shown: every cached tile whose area overlaps
+     * @p valueRect (with positive area) is requested again at high priority, and every
+     * pending tile there is asked for once more (it may have failed while the data did
+     * not reach it yet; a request still running is not duplicated by the loader).
+     *
+     * The cached image stays in the cache and tile() keeps returning it until the new
+     * one arrives, which then replaces it in place (as a base or ordinary tile by the
+     * usual rule) and is announced with si_tileAvailable(); the view never falls back
+     * to a coarser stand-in meanwhile. A reload that fails keeps the old image. Reloads
+     * are not pending tiles: setRequiredTiles() neither counts nor cancels them.
+     * Nothing happens without a valid tile system or for an empty rectangle.
+     */
+    void reloadTiles(const QRectF& valueRect);
+    /// Cached tiles whose reload was asked for and has not arrived.
+    const QSet<TileId>& reloadingTiles() const { return m_reloading; }
 
     void setColorTable(const QVector<unsigned int>& colorTable) override;
     void setRequiredTiles(const QList<TileId>& tiles) override;
@@ -115,6 +134,7 @@ private:
     QVector<unsigned int> m_colorTable;
     TileCache m_cache;
     QTimer m_updateTimer;
+    QSet<TileId> m_reloading; // cached tiles asked for again; the arrival replaces them
 };
 
 } // namespace mivo::tiling

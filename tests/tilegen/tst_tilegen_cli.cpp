@@ -410,6 +410,42 @@ private Q_SLOTS:
         QVERIFY2(quiet > 10 && carrier > quiet + 20, qPrintable(QStringLiteral("%1 vs %2").arg(carrier).arg(quiet)));
     }
 
+    void synthStreamsTheRecordingsSamples()
+    {
+        // Half a second of stream is the same scene as the half-second recording.
+        const QStringList options = {QStringLiteral("--duration"), QStringLiteral("0.5"), QStringLiteral("--sample-rate"),
+                                     QStringLiteral("100k"), QStringLiteral("--seed"), QStringLiteral("3")};
+        QCOMPARE(synth(options + QStringList{path(QStringLiteral("rec"))}).exitCode, 0);
+        QProcess process;
+        process.start(QStringLiteral(SYNTH_EXECUTABLE), options + QStringList{QStringLiteral("--stream"), QStringLiteral("-")});
+        QVERIFY(process.waitForFinished(60000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
+        const QByteArray streamed = process.readAllStandardOutput();
+        QCOMPARE(streamed.size(), 50000 * 8);
+        QVERIFY(streamed == readBytes(path(QStringLiteral("rec.sigmf-data"))));
+
+        // The same into a file.
+        QCOMPARE(synth(options + QStringList{QStringLiteral("--stream"), path(QStringLiteral("raw.cf32"))}).exitCode, 0);
+        QVERIFY(readBytes(path(QStringLiteral("raw.cf32"))) == streamed);
+    }
+
+    void synthStreamWithoutEndStopsQuietlyWhenTheReaderGoes()
+    {
+        // head takes 10000 samples and leaves; the stream must end with code 0 and no
+        // message rather than die of SIGPIPE. bash reports both exit codes.
+        QProcess process;
+        process.start(QStringLiteral("bash"),
+                      {QStringLiteral("-c"),
+                       QStringLiteral("\"$0\" --stream --duration 0 --sample-rate 100k - | head -c 80000 | wc -c; "
+                                      "echo \"${PIPESTATUS[0]}\""),
+                       QStringLiteral(SYNTH_EXECUTABLE)});
+        QVERIFY(process.waitForFinished(60000));
+        QCOMPARE(process.exitCode(), 0);
+        QCOMPARE(process.readAllStandardOutput(), QByteArray("80000\n0\n"));
+        QCOMPARE(process.readAllStandardError(), QByteArray());
+    }
+
     void synthRejectsBadOptions()
     {
         const Outcome outcome = synth({QStringLiteral("--duration"), QStringLiteral("-1"), path(QStringLiteral("x"))});
@@ -418,6 +454,12 @@ private Q_SLOTS:
         const Outcome noDir = synth({QStringLiteral("--duration"), QStringLiteral("1"), path(QStringLiteral("no/such/x"))});
         QCOMPARE(noDir.exitCode, 1);
         QCOMPARE(noDir.err, QStringLiteral("mivo-synth: ") + path(QStringLiteral("no/such")) + QStringLiteral(": no such directory\n"));
+        const Outcome toStdout = synth({QStringLiteral("-")});
+        QCOMPARE(toStdout.exitCode, 2);
+        QCOMPARE(toStdout.err, QStringLiteral("mivo-synth: the output base - (standard output) needs --stream\n"));
+        const Outcome negative = synth({QStringLiteral("--stream"), QStringLiteral("--duration"), QStringLiteral("-2"), QStringLiteral("-")});
+        QCOMPARE(negative.exitCode, 2);
+        QCOMPARE(negative.err, QStringLiteral("mivo-synth: --duration: must be 0 (no end) or positive, got -2 s\n"));
     }
 };
 

@@ -1,3 +1,4 @@
+#include "PyramidTestData.h"
 #include "TestFiles.h"
 
 #include "core/Error.h"
@@ -172,13 +173,7 @@ private Q_SLOTS:
     void builderMatchesDirectReduction()
     {
         QFETCH(int, reduction);
-        PyramidBuilder::Settings settings;
-        settings.tileSize = 16;
-        settings.firstColumn = 10;
-        settings.lastColumn = 40;
-        settings.topXZoom = 2;
-        settings.topYZoom = 3;
-        settings.reduction = Reduction(reduction);
+        const PyramidBuilder::Settings settings = pyramidtest::smallPyramid(Reduction(reduction));
 
         TileMap emitted;
         PyramidBuilder builder(settings, [&](const TileKey& key, const QImage& tile) {
@@ -196,21 +191,16 @@ private Q_SLOTS:
         level0.width = 48;
         level0.height = 112;
         level0.pixels.assign(size_t(level0.width * level0.height), 0);
-        std::vector<qint64> columnOf;
-        for (qint64 c = 10; c <= 40; ++c)
-            columnOf.push_back(c >= 20 && c <= 23 ? -1 : c);
+        const std::vector<qint64> columnOf = pyramidtest::columnsWithGap();
         for (qint64 row = 5; row <= 100; ++row) {
             for (int pass = 0; pass < (row == 30 || row == 31 ? 2 : 1); ++pass) {
-                std::vector<quint8> values;
                 for (qint64 c = 10; c <= 40; ++c) {
-                    const int v = 1 + int((row * 37 + c * 11 + pass * 101) % 255);
-                    values.push_back(quint8(v));
                     if (c < 20 || c > 23) {
                         int& pixel = level0.pixels[size_t(row * level0.width + c)];
-                        pixel = std::max(pixel, v);
+                        pixel = std::max(pixel, pyramidtest::rowValue(row, c, pass));
                     }
                 }
-                builder.addRow(row, values.data(), columnOf);
+                builder.addRow(row, pyramidtest::rowValues(row, pass).data(), columnOf);
             }
         }
         builder.finish();

@@ -189,6 +189,16 @@ bool colourNear(const QImage& image, int x, int y, QRgb colour)
     return false;
 }
 
+// The same for a horizontal line: @p colour at (@p x, @p y) or a pixel above or below.
+bool colourNearVertically(const QImage& image, int x, int y, QRgb colour)
+{
+    for (int dy = -1; dy <= 1; ++dy) {
+        if (image.pixel(x, y + dy) == colour)
+            return true;
+    }
+    return false;
+}
+
 bool yellowish(QRgb pixel)
 {
     return qRed(pixel) >= 230 && qGreen(pixel) >= 190 && qBlue(pixel) <= 80;
@@ -401,10 +411,10 @@ private Q_SLOTS:
         const int bottom = int(std::lround(workspaceBottomRight.y()));
         for (int y : {260, 290, 320})
             QVERIFY2(colourNear(annotated, left, y, qRgb(0xFF, 0xE1, 0x00)), qPrintable(QString::number(y)));
-        // (The right edge in rows below the action bar, which covers the right-hand side
-        // down to about y = 335.)
-        for (int y : {342, 346, 350})
-            QVERIFY2(colourNear(annotated, right, y, qRgb(0xFF, 0xE1, 0x00)), qPrintable(QString::number(y)));
+        // (The bottom edge rather than the right one, which the action bar covers.)
+        const int middle = (left + right) / 2;
+        for (int x : {middle - 50, middle, middle + 50})
+            QVERIFY2(colourNearVertically(annotated, x, bottom, qRgb(0xFF, 0xE1, 0x00)), qPrintable(QString::number(x)));
         QVERIFY(!colourNear(plain, left, 290, qRgb(0xFF, 0xE1, 0x00)));
 
         // Its caption, the id "scene" in the outline's colour, in the bottom-right corner
@@ -430,18 +440,18 @@ private Q_SLOTS:
         QVERIFY2(made.error.isEmpty(), qPrintable(made.error));
         QTemporaryDir dir;
         const QString extra = dir.filePath(QStringLiteral("extra.json"));
-        // 100.03 .. 100.038 MHz over 3.7 .. 3.95 s: pixels 450 .. 490, 336 .. 356, right
-        // of the active workspace and below the action bar.
+        // 99.941 .. 99.947 MHz over 2.75 .. 3.75 s: pixels 5 .. 35, 260 .. 340, left of
+        // the active workspace (the action bar covers the right-hand side).
         QVERIFY(writeWorkspace(extra, QStringLiteral("extra"),
-                               {item(QStringLiteral("x1"), QRectF(100.03e6, sceneStart + 3.7, 8.0e3, 0.25))}));
+                               {item(QStringLiteral("x1"), QRectF(99.941e6, sceneStart + 2.75, 6.0e3, 1.0))}));
         QString error;
         const QImage shot = screenshot(QStringList{made.source, QStringLiteral("--workspace"), extra}
                                            + screenshotArguments(dir.filePath(QStringLiteral("c.png"))),
                                        &error);
         QVERIFY2(!shot.isNull(), qPrintable(error));
-        for (int y : {342, 346, 350}) {
-            QVERIFY2(colourNear(shot, 450, y, qRgb(0xFF, 0xFB, 0xB3)), qPrintable(QString::number(y)));
-            QVERIFY2(colourNear(shot, 490, y, qRgb(0xFF, 0xFB, 0xB3)), qPrintable(QString::number(y)));
+        for (int y : {280, 300, 320}) {
+            QVERIFY2(colourNear(shot, 5, y, qRgb(0xFF, 0xFB, 0xB3)), qPrintable(QString::number(y)));
+            QVERIFY2(colourNear(shot, 35, y, qRgb(0xFF, 0xFB, 0xB3)), qPrintable(QString::number(y)));
         }
     }
 

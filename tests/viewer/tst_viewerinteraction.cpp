@@ -1,4 +1,5 @@
 #include "ColourPopup.h"
+#include "LiveFollower.h"
 #include "SelectionPanel.h"
 #include "SourcePicker.h"
 #include "ViewerActions.h"
@@ -263,7 +264,8 @@ private Q_SLOTS:
         QCOMPARE(bar->pos(), QPoint(viewSize.width() - bar->width() - 20, 20));
         ViewerActions& actions = open.view->actions();
         const QList<QAction*> commands{actions.zoomToData(), actions.zoomIn(), actions.zoomOut(),
-                                       actions.zoomToSelection(), actions.clearSelection()};
+                                       actions.zoomToSelection(), actions.clearSelection(),
+                                       open.view->follower().followAction()};
         int previousY = -1;
         for (QAction* action : commands) {
             QToolButton* button = open.button(action);

@@ -35,9 +35,12 @@ QByteArray toJson(const QJsonDocument& document)
 
 } // namespace
 
-QByteArray tileDescriptorJson(const QString& name, const AxisDescription& x, const AxisDescription& y)
+QByteArray tileDescriptorJson(const QString& name, const AxisDescription& x, const AxisDescription& y,
+                              quint32 updateIntervalMs)
 {
     QJsonObject root;
+    if (updateIntervalMs > 0)
+        root.insert(QStringLiteral("updateInterval"), double(updateIntervalMs));
     root.insert(QStringLiteral("name"), name);
     root.insert(QStringLiteral("xaxis"), axisObject(x));
     root.insert(QStringLiteral("yaxis"), axisObject(y));

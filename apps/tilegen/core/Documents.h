@@ -19,8 +19,11 @@ struct AxisDescription
     int maxZoomLevel = 0;
 };
 
-// tiledescriptor.json: {"name", "xaxis": {...}, "yaxis": {...}}.
-QByteArray tileDescriptorJson(const QString& name, const AxisDescription& x, const AxisDescription& y);
+// tiledescriptor.json: {"name", "xaxis": {...}, "yaxis": {...}}, and for a live
+// source "updateInterval": the milliseconds between its publications, at which hosts
+// re-read the extents (left out when 0).
+QByteArray tileDescriptorJson(const QString& name, const AxisDescription& x, const AxisDescription& y,
+                              quint32 updateIntervalMs = 0);
 
 // tileextents.json: {"x": {"min", "max"}, "y": {"min", "max"}}.
 QByteArray tileExtentsJson(double xMin, double xMax, double yMin, double yMax);

@@ -26,6 +26,8 @@ enum class Reduction {
 // level halves one axis: (xZoom + 1) comes from xZoom, (yZoom + 1, xZoom 0) from
 // (yZoom, xZoom 0). Only tiles with at least one non-zero pixel are emitted; every
 // tile is emitted once, on the thread that calls addRow() or finish().
+class StripTiler;
+
 class PyramidBuilder
 {
 public:
@@ -60,16 +62,14 @@ public:
 
 private:
     class Strip;
-    struct Plane;
     void flushLevel(int yZoom);
     void emitTiles(const Strip& strip);
-    void emitTilesOf(const Plane& plane, int xZoom, const Strip& strip);
     Strip& stripFor(int yZoom, qint64 row);
 
     Settings m_settings;
     TileSink m_sink;
     std::vector<std::unique_ptr<Strip>> m_strips; // one per y level
-    std::vector<std::unique_ptr<Plane>> m_coarser; // x levels 1.., rebuilt for each strip
+    std::unique_ptr<StripTiler> m_tiler; // the tiles of a strip at every x level
     quint64 m_tilesEmitted = 0;
 };
 

@@ -28,6 +28,8 @@ namespace {
 
 const QLatin1String sourceListName("tilesources.json");
 
+constexpr int maximumKnownDirectories = 4096;
+
 QString systemError()
 {
     return QString::fromLocal8Bit(std::strerror(errno));
@@ -124,6 +126,7 @@ SourcePublisher::SourcePublisher(const QString& outputDirectory, const QString& 
     , m_sourceId(sourceId)
     , m_sourceDir(m_outputDir + QLatin1Char('/') + sourceId)
     , m_stagingDir(m_outputDir + QStringLiteral("/.%1.partial-%2").arg(sourceId).arg(QCoreApplication::applicationPid()))
+    , m_targetDir(m_stagingDir)
     , m_writer(std::move(writer))
 {
     Q_ASSERT(isValidSourceId(sourceId) && "a source id names a directory of its own");
@@ -200,13 +203,17 @@ void SourcePublisher::ensureDirectory(const QString& path)
         return;
     if (!QDir().mkpath(path))
         throw Error(path, QStringLiteral("cannot create a directory: %1").arg(systemError()));
+    // A live source makes new directories without end: the set is forgotten now and
+    // then (mkpath finds existing ones again), so that its memory stays bounded.
+    if (m_createdDirectories.size() >= maximumKnownDirectories)
+        m_createdDirectories.clear();
     m_createdDirectories.insert(path);
 }
 
 void SourcePublisher::writeTile(const TileKey& key, const QByteArray& png)
 {
     Q_ASSERT(m_prepared && "prepare() creates the staging directory");
-    const QString path = m_stagingDir + QLatin1Char('/') + key.relativePath();
+    const QString path = m_targetDir + QLatin1Char('/') + key.relativePath();
     ensureDirectory(path.left(path.lastIndexOf(QLatin1Char('/'))));
     m_writer(path, png);
     m_flusher->written(png.size());
@@ -215,7 +222,24 @@ void SourcePublisher::writeTile(const TileKey& key, const QByteArray& png)
 void SourcePublisher::writeDocument(const QString& fileName, const QByteArray& data)
 {
     Q_ASSERT(m_prepared && "prepare() creates the staging directory");
-    m_writer(m_stagingDir + QLatin1Char('/') + fileName, data);
+    m_writer(m_targetDir + QLatin1Char('/') + fileName, data);
+}
+
+void SourcePublisher::removeTileRow(int yZoom, qint64 y)
+{
+    Q_ASSERT(m_prepared && "prepare() creates the staging directory");
+    const QString path = m_targetDir + QStringLiteral("/%1/%2").arg(yZoom).arg(y);
+    {
+        const std::lock_guard<std::mutex> lock(m_directoryMutex);
+        const QString prefix = path + QLatin1Char('/');
+        for (auto it = m_createdDirectories.begin(); it != m_createdDirectories.end();) {
+            if (*it == path || it->startsWith(prefix))
+                it = m_createdDirectories.erase(it);
+            else
+                ++it;
+        }
+    }
+    QDir(path).removeRecursively();
 }
 
 void SourcePublisher::publish()
@@ -257,6 +281,15 @@ void SourcePublisher::publish()
         throw Error(m_sourceDir, QStringLiteral("cannot publish the new source: %1").arg(systemError()));
     }
     m_published = true;
+    {
+        // Further writes go into the published source; its directories are known.
+        const std::lock_guard<std::mutex> lock(m_directoryMutex);
+        QSet<QString> moved;
+        for (const QString& directory : qAsConst(m_createdDirectories))
+            moved.insert(m_sourceDir + directory.mid(m_stagingDir.size()));
+        m_createdDirectories = moved;
+        m_targetDir = m_sourceDir;
+    }
     if (QFileInfo::exists(oldDir))
         QDir(oldDir).removeRecursively();
 

@@ -48,11 +48,16 @@ public:
     // tilesources.json can be merged. Throws Error.
     void prepare();
 
-    // Thread-safe. Throws Error.
+    // Thread-safe. Throws Error. Before publish() into staging; after it (a live
+    // source) into the published source in place, each file atomically.
     void writeTile(const TileKey& key, const QByteArray& png);
 
-    // A document of the source (tiledescriptor.json, ...), written into staging.
+    // A document of the source (tiledescriptor.json, ...), written like a tile.
     void writeDocument(const QString& fileName, const QByteArray& data);
+
+    // Removes the tiles of tile row `y` at y level `yZoom` (all x levels) from where
+    // tiles are written now. Missing tiles are no error.
+    void removeTileRow(int yZoom, qint64 y);
 
     // Makes the staged source visible and lists it in tilesources.json. Throws Error;
     // on failure before the swap nothing visible has changed.
@@ -73,6 +78,7 @@ private:
     QString m_sourceId;
     QString m_sourceDir;
     QString m_stagingDir;
+    QString m_targetDir; // staging until published, then the source itself
     FileWriter m_writer;
     std::unique_ptr<BackgroundFlusher> m_flusher; // tiles reach the disk while more are computed
     std::mutex m_directoryMutex;

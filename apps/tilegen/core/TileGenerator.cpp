@@ -2,6 +2,7 @@
 
 #include "AnnotationExport.h"
 #include "AxisGrid.h"
+#include "BandLayout.h"
 #include "BlockAnalyzer.h"
 #include "Documents.h"
 #include "Error.h"
@@ -116,34 +117,19 @@ TileGeneratorResult TileGenerator::run()
     const AxisGrid xGrid(result.xBase, m_settings.tileSize);
     const AxisGrid yGrid(result.yBase, m_settings.tileSize);
 
-    std::vector<qint64> columnOf(size_t(bins), -1);
-    int dropped = 0;
-    for (int k = 0; k < bins; ++k) {
-        const double frequency = info.complex ? info.centerFrequency + double(k - fftSize / 2) * info.sampleRate / fftSize
-                                              : double(k) * info.sampleRate / fftSize;
-        if (frequency < 0)
-            ++dropped;
-        else
-            columnOf[size_t(k)] = xGrid.pixelOf(frequency);
-    }
-    if (dropped == bins)
+    const BandLayout band = BandLayout::of(info, fftSize, xGrid);
+    if (band.empty())
         throw Error(fileName, QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
                                   .arg(info.centerFrequency, 0, 'f', 1));
-    if (dropped > 0)
+    if (band.droppedBins > 0)
         warn(QStringLiteral("%1: %2 of %3 FFT bins lie below 0 Hz and are left out (centre %4 Hz); "
                             "the tiles cannot hold negative frequencies")
                  .arg(fileName)
-                 .arg(dropped)
+                 .arg(band.droppedBins)
                  .arg(bins)
                  .arg(info.centerFrequency, 0, 'f', 1));
-    qint64 firstColumn = std::numeric_limits<qint64>::max();
-    qint64 lastColumn = -1;
-    for (const qint64 column : columnOf) {
-        if (column >= 0) {
-            firstColumn = std::min(firstColumn, column);
-            lastColumn = std::max(lastColumn, column);
-        }
-    }
+    const qint64 firstColumn = band.firstColumn;
+    const qint64 lastColumn = band.lastColumn;
 
     const qint64 frames = (info.sampleCount - fftSize) / hop + 1;
     const auto frameTime = [&](qint64 frame) {
@@ -193,7 +179,7 @@ TileGeneratorResult TileGenerator::run()
     spectrum.window = m_settings.window;
     spectrum.levelOffset = m_settings.levelOffset;
     spectrum.complex = info.complex;
-    const ColumnMap columns(columnOf);
+    const ColumnMap columns(band.columnOf);
     const auto reportProgress = [&](qint64 framesDone) {
         if (!m_progress)
             return;
@@ -239,10 +225,8 @@ TileGeneratorResult TileGenerator::run()
             warn(QStringLiteral("%1: %2").arg(fileName, warning));
         publisher.writeDocument(QStringLiteral("workspace.json"), workspaceJson(result.sourceId, items));
     }
-    const double bandLow = info.complex ? std::max(0.0, info.centerFrequency - info.sampleRate / 2) : 0.0;
-    const double bandHigh = info.complex ? info.centerFrequency + info.sampleRate / 2 : info.sampleRate / 2;
     publisher.writeDocument(QStringLiteral("tileextents.json"),
-                            tileExtentsJson(bandLow, bandHigh, info.startTime, info.startTime + result.signalSeconds));
+                            tileExtentsJson(band.low, band.high, info.startTime, info.startTime + result.signalSeconds));
     AxisDescription xAxis;
     xAxis.baseValue = result.xBase;
     xAxis.tileSize = m_settings.tileSize;
