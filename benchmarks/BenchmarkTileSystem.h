@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // The tile geometry the benchmarks measure against: 10 Hz by 0.1 s pixels at level 0,

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Compiler settings shared by every target of the project, applied per target
 # (never through CMAKE_CXX_FLAGS), so that hosts embedding the project keep theirs.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Installs headers, libraries and the CMake package "mivo", so that a host project does
 #   find_package(mivo REQUIRED)
 #   target_link_libraries(app PRIVATE mivo::mivo)   # and/or mivo::QuilloAppStartUp

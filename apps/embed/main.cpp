@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A minimal host: the waterfall of one tile source, with grids, pan, wheel zoom and
 // tooltips. Usage: mivo-embed-example file:///data/tiles/scene   (or an http URL)
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // mivo-viewer: shows the waterfall of a tile source, or writes it to a PNG.
 
 #include "AnnotationWorkspaces.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Conversions between value space and pixels run for every grid line, tile, item
 // and label of every frame, so they must stay a handful of arithmetic operations.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // A day of detections over a 100 MHz band, a million of them, as the workspace

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A workspace of a million items laid out like a day of detections over a 100 MHz band:
 // loading it, adding to it, and the queries painting and hit testing make, next to the
 // same queries as a linear scan over a std::vector of the same rectangles.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Workspace painting with a million items in the active workspace (the day of
 // detections of bm_sdmworkspace) on a 1920 x 1080 view that shows about 10 000 of them:
 //

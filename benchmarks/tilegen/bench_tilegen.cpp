@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Throughput of mivo-tilegen on two recordings it makes itself, and sox's spectrogram
 // on the same WAV with the same FFT size, side by side; then the tile encoder's
 // choices of PNG filter and compressor on the tiles of that WAV's pyramid.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Loader throughput: distinct 256 x 256 tiles served by nginx on loopback, fetched and
 // decoded through TileLoaderQNetworkAccessManager, next to the time one thread needs to
 // decode the same PNG bodies with QImage alone.

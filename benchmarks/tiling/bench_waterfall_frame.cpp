@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Frame time of the waterfall: one 1920 x 1080 frame fully covered by 40 cached tiles,
 // with both grids and the ruler, painted
 //   (a) into a QImage with the raster engine,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Costs on the painting path: every frame builds tile ids for the view, and every
 // tile goes through the cache.
 

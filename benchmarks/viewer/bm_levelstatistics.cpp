@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // What the selection panel costs when it measures again while the view moves: the
 // level statistics of a selection that fills a whole view, read from cached tiles.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // Helpers shared by the fuzz targets: the input as a QByteArray, and as a file for

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // Reads a recording to its end the way the generator does, checking what each read

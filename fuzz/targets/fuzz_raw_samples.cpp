@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Raw interleaved samples: the first byte picks the sample format, the rest is the
 // file. Every sample is read, some skipped.
 

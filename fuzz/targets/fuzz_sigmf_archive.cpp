@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A .sigmf archive: its member list, its metadata, and the samples read in place.
 
 #include "FuzzInput.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A .sigmf-meta document: parsed, or refused with the generator's error.
 
 #include "FuzzInput.h"

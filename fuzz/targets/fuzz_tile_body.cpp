@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A tile body, through parseTile() and through the loader's checked decoding, whose
 // two decoders (libspng and Qt's) must give the same tile. The
 // first byte picks the tile size the loader expects, so that bodies of the right size

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The tile system descriptor document, and what the tile geometry makes of it: every
 // view of the extents (a small one, to keep runs fast) must give a bounded tile list,
 // without undefined behaviour.

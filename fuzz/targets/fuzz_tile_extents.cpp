@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The extents document, and the tiles a (small) view of those extents needs on a
 // pyramid of ordinary geometry.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The tile generator's inputs as mivo-tilegen opens them: the first byte picks the
 // file name (and so the reader: a SigMF archive, a sound file for libsndfile, a raw
 // capture), the rest is the file. Every sample is read.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Out-of-line destructors and defaults anchor the interfaces' vtables in the library.
 
 #include <mivo/core/IKeyboardHandler.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // What happens when the library is loaded into a process and unloaded from it.
 //
 // The host's translation registry learns the context of the library's texts at load

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // The wheel values the library reads, from the accessors Qt 5.15 keeps.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include <mivo/sdm/SdmWorkspaceFileReader.h>
 
 #include "../core/Logging_p.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // A small HTTP/1.1 server on 127.0.0.1 for network tests, with faults injected per path.

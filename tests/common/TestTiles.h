@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // Tiles and pyramids for tests: 8-bit palette PNGs whose pixel indices follow a known

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The library's double-to-integer rules and zoom steps, which several handlers share:
 // each gives a defined value for NaN, infinities and values out of range.
 

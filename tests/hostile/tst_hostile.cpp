@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Hostile servers and files: every case runs in a child process (this executable with
 // "--case", or mivo-viewer) against the test server in this process, and is judged by
 // its outcome, its peak resident memory and its duration. A child that grows past a

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Panning and selecting in one drawing widget: which handler gets a press and which
 // one shows its cursor depends on the order in which they were added.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Runs as a CTest script: install, configure the consumer, build it, run it.
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")

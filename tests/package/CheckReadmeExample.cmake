@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Fails when README.md no longer shows apps/embed/main.cpp as it is.
 file(READ "${README}" readme)
 file(READ "${EXAMPLE}" example)

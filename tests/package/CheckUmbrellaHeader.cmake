@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Fails when a public header of the library is missing from <mivo/mivo.h>.
 file(READ "${LIBRARY_DIR}/mivo.h" umbrella)
 file(GLOB_RECURSE headers RELATIVE "${LIBRARY_DIR}" "${LIBRARY_DIR}/*.h")

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Runs as a CTest script: builds the .deb with CPack, checks its control fields and
 # contents, unpacks it into a scratch root with dpkg -x and runs the tools from there.
 file(REMOVE_RECURSE "${WORK_DIR}")

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Runs as a CTest script: installs into a prefix, moves the prefix elsewhere, and runs the
 # installed programs from there.
 file(REMOVE_RECURSE "${WORK_DIR}")

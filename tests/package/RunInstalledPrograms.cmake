@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The mivo developers
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Included by the package tests: runs the installed tools of ${bin_dir} end to end,
 # with no library path set, so that they must find their libraries through their own
 # relative run path: mivo-synth makes a short recording, mivo-tilegen its pyramid, and

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A plug-in that uses the mivo library the way a host would: a loader and a provider
 // load the tiles of a small file:// pyramid. tst_librarylifetime loads it at run time,
 // so that mivo comes and goes with it, after its meta types were registered and used.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Loading the mivo library into a process registers its translation context with the
 // host's registry, unloading it unregisters it. This process does not link mivo; it
 // opens the library file at run time as a plug-in host would.

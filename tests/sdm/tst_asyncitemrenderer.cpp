@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The item renderer on its own: requests and their hand-over, the image it paints for
 // a request (where, in which format, in which classes and colours), and its end while
 // a render runs.

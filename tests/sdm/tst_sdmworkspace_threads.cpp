@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A workspace queried from worker threads, as the item renderer queries it, while the
 // GUI thread changes it. Every state the writer leaves behind after any single call
 // follows one pattern (items 0..n-1 of one generation g at places computed from k and

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The workspace mouse handler: clicks that select items of the active workspace (and
 // only clicks that did not move), the toggle modifier, the hit tolerance and the
 // front-most item, double-clicks that report an item or activate another workspace,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The workspace paint layer: which workspaces it draws and in which order, their
 // rectangles, out-of-view marks and captions, the active workspace's items through the
 // renderer (the last image stretched until the next arrives), and when it repaints and

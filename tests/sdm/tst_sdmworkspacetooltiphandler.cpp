@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The workspace tooltip handler: the front-most item of the active workspace under the
 // mouse, found without tolerance and only inside the workspace's real extents, its
 // text from the formatter, and the tooltip kept while the mouse stays on the item.

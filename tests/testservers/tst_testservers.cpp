@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The servers the network tests run against, driven by the client the library uses
 // (QNetworkAccessManager) and, where the client would hide what the server does, by raw sockets.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // mivo-tilegen --follow end to end: mivo-synth --stream piped into it and served by
 // nginx to the library's loader and provider, a test rtl_tcp server, a file still
 // being written, readers polling while it publishes, and retention.

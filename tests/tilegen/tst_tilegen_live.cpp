@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The live pyramid: tiles handed out while rows arrive, and their agreement with the
 // batch pyramid of the same rows.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "core/BackgroundFlusher.h"
 #include "core/SourcePublisher.h"
 #include "core/TileEncoder.h"

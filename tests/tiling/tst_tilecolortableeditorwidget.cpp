@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The colour table editor: its parts, names, layouts and looks, the level spin boxes
 // that keep a step apart, live colour editing, and the two buttons that only signal.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Tile images converted once through their colour table for painting: their pixels,
 // when they are kept and when made again, the byte budget that bounds them, and frames
 // painted from them against frames painted from the indexed images.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Reloading tiles whose content changed on the server (a growing live source): the
 // real loader and provider against the in-test HTTP server.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The tile source manager against the in-test HTTP server: discovery, sources added by
 // hand, the three steps of every source, matching answers by URL, and every failure a
 // server can make.

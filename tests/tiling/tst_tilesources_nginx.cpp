@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Tile sources from a real web server: nginx serves a directory into which mivo-tilegen
 // wrote two sources from two recordings, next to hand-made faulty sources. The manager
 // discovers them, the picker shows them, and a picked source opens in a TileProvider.

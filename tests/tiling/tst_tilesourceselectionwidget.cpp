@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The tile source picker on a real TileSourceManager whose documents come from the
 // in-test HTTP server: order and text of the buttons, rebuilds, clicks, the active source.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The tile data path against a real web server: a pyramid directory served by nginx,
 // driven through the library's loader and provider.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The waterfall end to end: a drawing widget on screen with background, tiles from a
 // pyramid on disk (file://) through the real loader and provider, both grids and the
 // ruler; the framebuffer is grabbed once every visible tile has arrived.

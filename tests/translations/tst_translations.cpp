@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The library's German translation: complete for every text of the library (lupdate
 // run over the sources into a copy of the kept .ts finds nothing new, nothing
 // untranslated and nothing stale), and, once installed, shown by the widgets and the

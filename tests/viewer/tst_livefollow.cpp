@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Following a live source: the refresh interval read from the source's own
 // descriptor, the view kept at the newest time and let go when the user navigates,
 // and frames of a real growing pyramid showing data that arrived after they began.

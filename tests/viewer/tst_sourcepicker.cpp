@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The viewer's choice of tile source against the in-test HTTP server: what a location
 // opens, the picker's clicks, and a loader of its own for every source. Runs with
 // TZ=UTC and the C locale.

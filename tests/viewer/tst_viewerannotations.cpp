@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Annotations in the viewer: workspace files opened as workspaces (the first active),
 // the --workspace option, the item tooltip, the zoom on a double-clicked annotation,
 // the panel of the selection, and the screenshot of a pyramid made by mivo-synth and

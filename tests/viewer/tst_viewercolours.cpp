@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The viewer's colours: the colour panel of the action bar (editor, presets, reset,
 // auto adjust), checked by pixels of the grabbed frame of a pyramid of known levels;
 // the presets; and the colour state on its own.

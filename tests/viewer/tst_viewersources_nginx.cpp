@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The viewer on a real web server: nginx serves a directory into which mivo-tilegen
 // wrote two sources. The viewer discovers them; picking the second through the action
 // bar's picker shows its data on screen; recolouring fetches nothing again; the

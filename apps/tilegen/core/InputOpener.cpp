@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "InputOpener.h"
 
 #include "Error.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The mivo developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A minimal host: builds against the installed package and checks that the library
 // is really there (its translation context, its resources, a working widget).
 
