@@ -3,7 +3,6 @@
 
 #include <quillo/TranslationCenter.h>
 
-
 TranslationCenter& TranslationCenter::Instance()
 {
     static TranslationCenter instance;

@@ -17,8 +17,8 @@ int main(int argc, char** argv)
     using namespace mivo::tiling;
 
     TileLoaderQNetworkAccessManager loader; // fetches and decodes tiles on worker threads
-    TileProvider provider(loader);          // cache, prefetch, coarser stand-ins
-    BaseDrawWidget widget;                  // after the models: its handlers refer to them
+    TileProvider provider(loader); // cache, prefetch, coarser stand-ins
+    BaseDrawWidget widget; // after the models: its handlers refer to them
     CoordSystem& coords = widget.coordSystem();
 
     // Paint layers, bottom first.

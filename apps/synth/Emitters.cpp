@@ -27,15 +27,14 @@ struct Burst
 {
     qint64 start = 0;
     qint64 count = 0;
-    double offset = 0.0;     // Hz from the centre
-    std::vector<bool> bits;  // symbols of keyed emitters
+    double offset = 0.0; // Hz from the centre
+    std::vector<bool> bits; // symbols of keyed emitters
 };
 
 // Lays out bursts of random length with random gaps from `first` seconds on, all of
 // them inside the recording.
-std::vector<Burst> scheduleBursts(SynthRandom& random, const SceneTiming& timing, double first,
-                                  double minLength, double maxLength, double minGap, double maxGap,
-                                  double until = -1.0)
+std::vector<Burst> scheduleBursts(SynthRandom& random, const SceneTiming& timing, double first, double minLength,
+                                  double maxLength, double minGap, double maxGap, double until = -1.0)
 {
     std::vector<Burst> bursts;
     const double end = until < 0 ? double(timing.sampleCount) / timing.sampleRate
@@ -188,10 +187,7 @@ public:
         }
     }
 
-    QVector<Emission> emissions() const override
-    {
-        return emissionsOf(m_bursts, m_shift + m_baud / 2, m_label);
-    }
+    QVector<Emission> emissions() const override { return emissionsOf(m_bursts, m_shift + m_baud / 2, m_label); }
 
 protected:
     void setBursts(std::vector<Burst> bursts)
@@ -327,8 +323,8 @@ float VoiceAudio::computeNext()
 {
     const double t = m_t;
     m_t += 1.0 / m_audioRate;
-    const double pitch = m_basePitch * (1.0 + 0.15 * std::sin(twoPi * 0.4 * t + m_wobble[0])
-                                        + 0.08 * std::sin(twoPi * 1.3 * t + m_wobble[1]));
+    const double pitch = m_basePitch
+        * (1.0 + 0.15 * std::sin(twoPi * 0.4 * t + m_wobble[0]) + 0.08 * std::sin(twoPi * 1.3 * t + m_wobble[1]));
     m_pitchPhase = wrapPhase(m_pitchPhase + twoPi * pitch * m_pitchScale / m_audioRate);
     double buzz = 0.0;
     for (int h = 1; h <= 12; ++h)

@@ -43,9 +43,8 @@ QVector<Emission> RadioScene::emissions() const
     QVector<Emission> all;
     for (const auto& emitter : m_emitters)
         all += emitter->emissions();
-    std::stable_sort(all.begin(), all.end(), [](const Emission& a, const Emission& b) {
-        return a.sampleStart < b.sampleStart;
-    });
+    std::stable_sort(all.begin(), all.end(),
+                     [](const Emission& a, const Emission& b) { return a.sampleStart < b.sampleStart; });
     return all;
 }
 

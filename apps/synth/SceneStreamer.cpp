@@ -41,7 +41,8 @@ bool SceneStreamer::writeAll(const char* data, qint64 size)
                 continue;
             if (errno == EPIPE)
                 return false;
-            throw tilegen::Error(m_name, QStringLiteral("cannot write: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
+            throw tilegen::Error(m_name,
+                                 QStringLiteral("cannot write: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
         }
         data += n;
         size -= n;
@@ -70,8 +71,8 @@ void SceneStreamer::run()
             const int count = int(std::min<qint64>(block, timing.sampleCount - first));
             radio.render(first, count, samples.data());
             encodeCf32Le(samples.data(), count, bytes.data());
-            const auto due = start + std::chrono::duration_cast<Clock::duration>(
-                                         std::chrono::duration<double>(double(m_written) / rate));
+            const auto due = start
+                + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(double(m_written) / rate));
             std::this_thread::sleep_until(due);
             if (!writeAll(bytes.data(), qint64(count) * 8))
                 return;

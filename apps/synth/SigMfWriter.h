@@ -13,7 +13,7 @@ namespace mivo::synth {
 struct RecordingSettings
 {
     double centerFrequency = 100e6; // Hz
-    double startTime = 0.0;         // seconds since 1970-01-01 UTC
+    double startTime = 0.0; // seconds since 1970-01-01 UTC
     std::uint64_t seed = 1;
 };
 

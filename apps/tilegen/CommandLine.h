@@ -26,8 +26,8 @@ struct CommandLine
     QString outputDirectory;
     InputSettings input;
     TileGeneratorSettings generator;
-    bool follow = false;          // --follow: a growing stream, published as it grows
-    bool verbose = false;         // --verbose: a line per publication (with --follow)
+    bool follow = false; // --follow: a growing stream, published as it grows
+    bool verbose = false; // --verbose: a line per publication (with --follow)
     LiveSettings live;
     bool quiet = false;
     bool helpShown = false; // --help or --version was answered; nothing else to do

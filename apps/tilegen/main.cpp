@@ -29,8 +29,8 @@ int follow(QCoreApplication& app, const CommandLine& commandLine)
 {
     StopSignals stopSignals;
     OpenedLiveInput opened = openLiveInput(commandLine.inputPath, commandLine.input);
-    const QString sourceId =
-        commandLine.generator.sourceId.isEmpty() ? opened.defaultSourceId : commandLine.generator.sourceId;
+    const QString sourceId
+        = commandLine.generator.sourceId.isEmpty() ? opened.defaultSourceId : commandLine.generator.sourceId;
     if (!SourcePublisher::isValidSourceId(sourceId))
         throw Error(commandLine.inputPath, QStringLiteral("cannot make a source id from the input; give --source-id"));
     LiveGenerator generator(commandLine.generator, commandLine.live, opened.stream, *opened.input,
@@ -84,8 +84,8 @@ int main(int argc, char* argv[])
         if (!commandLine.quiet) {
             std::fprintf(stderr, "mivo-tilegen: %s: %llu tiles for %.1f s of signal, zoom levels x 0..%d, y 0..%d\n",
                          result.sourceDirectory.toLocal8Bit().constData(),
-                         static_cast<unsigned long long>(result.tilesWritten), result.signalSeconds,
-                         result.topXZoom, result.topYZoom);
+                         static_cast<unsigned long long>(result.tilesWritten), result.signalSeconds, result.topXZoom,
+                         result.topYZoom);
         }
         return 0;
     } catch (const UsageError& error) {

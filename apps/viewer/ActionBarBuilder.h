@@ -21,7 +21,7 @@ class ViewerActions;
 struct ActionBarPopup
 {
     QAction* action; ///< not owned
-    QWidget* popup;  ///< taken over by the bar
+    QWidget* popup; ///< taken over by the bar
 };
 
 /**

@@ -90,7 +90,8 @@ void AnnotationPanel::refresh()
         const std::optional<Annotation> annotation = m_workspaces.activeAnnotation(item.id);
         const QString label = annotation && !annotation->label.isEmpty() ? annotation->label : item.id;
         m_area = item.rect;
-        lines << label << tr("Frequency: %1").arg(formatFrequencyRange(item.rect.left(), item.rect.right(), frequencyStep))
+        lines << label
+              << tr("Frequency: %1").arg(formatFrequencyRange(item.rect.left(), item.rect.right(), frequencyStep))
               << tr("Bandwidth: %1").arg(formatFrequency(item.rect.width(), frequencyStep))
               << tr("Time: %1").arg(timeRange(item.rect, timeStep))
               << tr("Duration: %1").arg(formatDuration(item.rect.height(), timeStep));

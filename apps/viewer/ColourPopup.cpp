@@ -106,8 +106,10 @@ void ColourPopup::widenEditorRange(double lower, double upper)
     // The editor's boxes stop at +-127 dB by default; levels beyond (a --level-range, or
     // a source whose levels reach further) would show clamped. Whole dB, as it shows them.
     tiling::TileColorTableEditorWidgetSettings settings = m_editor->settings();
-    const double minimum = std::isfinite(lower) ? std::floor(std::min(settings.rangeMinimum, lower)) : settings.rangeMinimum;
-    const double maximum = std::isfinite(upper) ? std::ceil(std::max(settings.rangeMaximum, upper)) : settings.rangeMaximum;
+    const double minimum
+        = std::isfinite(lower) ? std::floor(std::min(settings.rangeMinimum, lower)) : settings.rangeMinimum;
+    const double maximum
+        = std::isfinite(upper) ? std::ceil(std::max(settings.rangeMaximum, upper)) : settings.rangeMaximum;
     if (!(minimum < settings.rangeMinimum || maximum > settings.rangeMaximum))
         return;
     settings.rangeMinimum = minimum;
@@ -130,8 +132,8 @@ void ColourPopup::showScheme()
             m_editor->setColorTableDescriptor(scheme.descriptor);
     }
     for (const ColourPreset& preset : colourPresets()) {
-        const ColourScheme presetScheme =
-            colourSchemeOf(preset, scheme.descriptor.rangeLower, scheme.descriptor.rangeUpper);
+        const ColourScheme presetScheme
+            = colourSchemeOf(preset, scheme.descriptor.rangeLower, scheme.descriptor.rangeUpper);
         m_presetButtons.value(preset.name)->setChecked(presetScheme == scheme);
     }
 }

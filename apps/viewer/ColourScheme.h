@@ -41,7 +41,7 @@ inline bool operator!=(const ColourScheme& a, const ColourScheme& b)
  */
 struct ColourPreset
 {
-    QString name;      ///< as --palette takes it
+    QString name; ///< as --palette takes it
     const char* title; ///< its button's text before translation (context mivo::viewer::ColourPopup)
     QGradientStops stops;
 };

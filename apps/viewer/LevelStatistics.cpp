@@ -57,9 +57,10 @@ struct Accumulator
 
     void add(const QImage& image, const QRectF& tileArea, double pixelWidth, double pixelHeight, const QRectF& area)
     {
-        const PixelSpan columns =
-            overlappingPixels(tileArea.left(), pixelWidth, image.width(), area.left(), area.right());
-        const PixelSpan rows = overlappingPixels(tileArea.top(), pixelHeight, image.height(), area.top(), area.bottom());
+        const PixelSpan columns
+            = overlappingPixels(tileArea.left(), pixelWidth, image.width(), area.left(), area.right());
+        const PixelSpan rows
+            = overlappingPixels(tileArea.top(), pixelHeight, image.height(), area.top(), area.bottom());
         frequencyResolution = std::max(frequencyResolution, pixelWidth);
         timeResolution = std::max(timeResolution, pixelHeight);
         for (std::size_t row = 0; row < rows.overlaps.size(); ++row) {

@@ -19,7 +19,7 @@ namespace mivo::viewer {
 /// A level met in the data and how much of the data holds it.
 struct LevelShare
 {
-    double level = 0.0;  ///< dB
+    double level = 0.0; ///< dB
     double pixels = 0.0; ///< area-weighted count, in tile pixels of the level asked for
 };
 
@@ -31,9 +31,9 @@ struct LevelStatistics
     QRectF measuredArea;
     /// Area-weighted count of data pixels read, in tile pixels of the level asked for.
     double dataPixels = 0.0;
-    double peakLevel = 0.0;   ///< highest level, dB
-    QPointF peakPosition;     ///< frequency and time of the centre of the (first) pixel holding it
-    double meanLevel = 0.0;   ///< power mean: 10 log10 of the area-weighted mean of 10^(level / 10)
+    double peakLevel = 0.0; ///< highest level, dB
+    QPointF peakPosition; ///< frequency and time of the centre of the (first) pixel holding it
+    double meanLevel = 0.0; ///< power mean: 10 log10 of the area-weighted mean of 10^(level / 10)
     double medianLevel = 0.0; ///< area-weighted median level: levelAt(0.5)
     /// Every level met, ascending, with its share; empty without data.
     QVector<LevelShare> distribution;
@@ -42,7 +42,7 @@ struct LevelStatistics
     double frequencyResolution = 0.0;
     double timeResolution = 0.0;
 
-    int tileCount = 0;    ///< tiles of the view's levels that cover the measured area
+    int tileCount = 0; ///< tiles of the view's levels that cover the measured area
     int standInTiles = 0; ///< of these, tiles answered by a coarser cached tile
     int missingTiles = 0; ///< of these, tiles with no cached tile at all (not measured)
     /// Part of the region lies within the data but outside the view: not measured.

@@ -72,7 +72,7 @@ private:
     BaseDrawWidget& m_widget;
     tiling::TileProvider& m_provider;
     QAction* m_followAction; // child
-    QRectF m_extents;        // the extents seen last
+    QRectF m_extents; // the extents seen last
     bool m_live = false;
     bool m_following = false;
 };

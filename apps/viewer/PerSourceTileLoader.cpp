@@ -24,8 +24,7 @@ std::unique_ptr<tiling::ITileLoader> makeRetryingNetworkLoader()
 
 PerSourceTileLoader::PerSourceTileLoader(Factory factory, QObject* parent)
     : ITileLoader(parent)
-    , m_factory(factory ? std::move(factory)
-                        : Factory(&makeRetryingNetworkLoader))
+    , m_factory(factory ? std::move(factory) : Factory(&makeRetryingNetworkLoader))
 {
     replaceInner();
 }
@@ -38,7 +37,8 @@ void PerSourceTileLoader::replaceInner()
     m_inner.reset();
     m_inner = m_factory();
     Q_ASSERT(m_inner && "the factory makes a loader");
-    connect(m_inner.get(), &ITileLoader::si_tileSystemDescriptorLoaded, this, &ITileLoader::si_tileSystemDescriptorLoaded);
+    connect(m_inner.get(), &ITileLoader::si_tileSystemDescriptorLoaded, this,
+            &ITileLoader::si_tileSystemDescriptorLoaded);
     connect(m_inner.get(), &ITileLoader::si_tileSystemExtentsLoaded, this, &ITileLoader::si_tileSystemExtentsLoaded);
     connect(m_inner.get(), &ITileLoader::si_tileLoaded, this, &ITileLoader::si_tileLoaded);
     connect(m_inner.get(), &ITileLoader::si_tileLoadFailed, this, &ITileLoader::si_tileLoadFailed);

@@ -34,8 +34,7 @@ QString widenedRangeWarning(const QRectF& requested, const QRectF& shown, double
     }
     if (parts.isEmpty())
         return QString();
-    return parts.join(QStringLiteral("; "))
-        + QStringLiteral(" (finer than one data pixel per screen pixel)");
+    return parts.join(QStringLiteral("; ")) + QStringLiteral(" (finer than one data pixel per screen pixel)");
 }
 
 } // namespace mivo::viewer

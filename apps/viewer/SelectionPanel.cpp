@@ -31,7 +31,8 @@ QString approximationNote(const LevelStatistics& statistics)
                        .arg(statistics.tileCount);
     }
     if (statistics.missingTiles > 0)
-        reasons << SelectionPanel::tr("%1 of %2 tiles not loaded").arg(statistics.missingTiles).arg(statistics.tileCount);
+        reasons
+            << SelectionPanel::tr("%1 of %2 tiles not loaded").arg(statistics.missingTiles).arg(statistics.tileCount);
     if (statistics.clippedByView)
         reasons << SelectionPanel::tr("only the part in view is measured");
     return reasons.join(QStringLiteral("; "));
@@ -148,16 +149,18 @@ QList<QPair<QString, QString>> SelectionPanel::rows() const
     QList<QPair<QString, QString>> rows;
     rows.append({tr("Frequency"), formatFrequencyRange(area.left(), area.right(), frequencyStep)});
     rows.append({tr("Bandwidth"), formatFrequency(area.width(), frequencyStep)});
-    rows.append({tr("Time"), formatTime(area.top(), timeStep) + QStringLiteral(" – ")
+    rows.append({tr("Time"),
+                 formatTime(area.top(), timeStep) + QStringLiteral(" – ")
                      + formatTime(area.bottom(), timeStep, startsNewDay(area.bottom(), area.height()))
                      + QStringLiteral(" UTC")});
     rows.append({tr("Duration"), formatDuration(area.height(), timeStep)});
     if (levels.hasData()) {
         // The peak stands at a pixel's centre: one digit more than the pixel shows it.
-        rows.append({tr("Peak"), tr("%1 at %2, %3")
-                                     .arg(formatLevel(levels.peakLevel),
-                                          formatFrequency(levels.peakPosition.x(), levels.frequencyResolution / 10.0),
-                                          formatTime(levels.peakPosition.y(), levels.timeResolution / 10.0, false))});
+        rows.append({tr("Peak"),
+                     tr("%1 at %2, %3")
+                         .arg(formatLevel(levels.peakLevel),
+                              formatFrequency(levels.peakPosition.x(), levels.frequencyResolution / 10.0),
+                              formatTime(levels.peakPosition.y(), levels.timeResolution / 10.0, false))});
         rows.append({tr("Mean (power)"), formatLevel(levels.meanLevel)});
         rows.append({tr("Median"), formatLevel(levels.medianLevel)});
     } else if (levels.measuredArea.isNull()) {

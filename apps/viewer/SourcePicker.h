@@ -67,7 +67,7 @@ private:
     std::unique_ptr<tiling::TileSourceSelectionWidget> m_ownedPicker; ///< until takePicker()
     tiling::TileSourceSelectionWidget* m_picker;
     QAction* m_action = nullptr;
-    QString m_fallbackUrl;          ///< chosen when the awaited discovery lists nothing
+    QString m_fallbackUrl; ///< chosen when the awaited discovery lists nothing
     bool m_awaitingDiscovery = false;
 };
 

@@ -63,7 +63,8 @@ TileSourceLocation locateTileSource(const QString& source, const QString& source
         }
         const QDir chosen(directory.filePath(id));
         if (!chosen.exists(QStringLiteral("tiledescriptor.json")))
-            return failed(QStringLiteral("%1: no tiledescriptor.json in source \"%2\"").arg(directory.absolutePath(), id));
+            return failed(
+                QStringLiteral("%1: no tiledescriptor.json in source \"%2\"").arg(directory.absolutePath(), id));
         location.baseUrl = fileUrl(chosen);
         location.discoveryUrl = fileUrl(directory);
         location.sourceId = id;
@@ -72,8 +73,8 @@ TileSourceLocation locateTileSource(const QString& source, const QString& source
 
     const QUrl url(source, QUrl::StrictMode);
     const QString scheme = url.scheme();
-    if (!url.isValid() || !(scheme == QLatin1String("http") || scheme == QLatin1String("https")
-                            || scheme == QLatin1String("file"))) {
+    if (!url.isValid()
+        || !(scheme == QLatin1String("http") || scheme == QLatin1String("https") || scheme == QLatin1String("file"))) {
         return failed(QStringLiteral("%1: not a directory and not an http(s) or file URL").arg(source));
     }
     TileSourceLocation location;

@@ -10,7 +10,7 @@ namespace mivo::viewer {
 struct TileSourceLocation
 {
     QString baseUrl; ///< what TileProvider::setTileSource() takes; empty on error
-    QString error;   ///< why the source cannot be opened
+    QString error; ///< why the source cannot be opened
     /// Where tilesources.json lists the sources to pick from (TileSourceManager's
     /// discovery URL); empty when there is none.
     QString discoveryUrl;

@@ -40,8 +40,8 @@ ViewerActions::ViewerActions(BaseDrawWidget& widget, SelectionManager& selection
     , m_zoomCommand(new ZoomCommand(widget, this))
 {
     initViewerResources();
-    m_zoomToData = makeAction(this, QStringLiteral(":/viewer/zoom-all.svg"), tr("All data"),
-                              tr("Show all data (Home)"));
+    m_zoomToData
+        = makeAction(this, QStringLiteral(":/viewer/zoom-all.svg"), tr("All data"), tr("Show all data (Home)"));
     m_zoomIn = makeAction(this, QStringLiteral(":/viewer/zoom-in.svg"), tr("Zoom in"), tr("Zoom in (+)"));
     m_zoomOut = makeAction(this, QStringLiteral(":/viewer/zoom-out.svg"), tr("Zoom out"), tr("Zoom out (-)"));
     m_zoomToSelection = makeAction(this, QStringLiteral(":/viewer/zoom-selection.svg"), tr("Zoom to selection"),

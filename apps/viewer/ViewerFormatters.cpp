@@ -181,15 +181,13 @@ void installViewerFormatters(BaseDrawWidget& widget, FrequencyGridPaintHandler& 
     });
 
     HorizontalRulerPaintHandlerSettings rulerSettings;
-    rulerSettings.valueFormatter = [](double seconds) -> QString {
-        return formatTime(seconds, 1.0) + QStringLiteral(" UTC");
-    };
+    rulerSettings.valueFormatter
+        = [](double seconds) -> QString { return formatTime(seconds, 1.0) + QStringLiteral(" UTC"); };
     ruler.setSettings(rulerSettings);
 
     tiling::TileTooltipHandlerSettings tooltipSettings;
-    tooltipSettings.frequencyFormatter = [&coords](double hertz) -> QString {
-        return formatFrequency(hertz, coords.x().scale());
-    };
+    tooltipSettings.frequencyFormatter
+        = [&coords](double hertz) -> QString { return formatFrequency(hertz, coords.x().scale()); };
     tooltipSettings.timeFormatter = [&coords](double seconds) -> QString {
         return formatTime(seconds, coords.y().scale()) + QStringLiteral(" UTC");
     };

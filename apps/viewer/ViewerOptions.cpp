@@ -23,8 +23,7 @@ struct Range
 };
 
 // "FIRST:SECOND" with quantities (2.4M) or times (ISO 8601 / epoch seconds).
-template <typename Parse>
-std::optional<Range> parseRange(const QString& text, Parse parse)
+template <typename Parse> std::optional<Range> parseRange(const QString& text, Parse parse)
 {
     // ISO times contain colons: split at the colon that separates two valid values.
     for (int at = text.indexOf(QLatin1Char(':')); at >= 0; at = text.indexOf(QLatin1Char(':'), at + 1)) {
@@ -49,9 +48,9 @@ ViewerOptionsResult failure(const QString& message, int exitCode = 2)
 ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Shows the waterfall of a tile source: a pyramid directory (as written by mivo-tilegen) "
-        "or the base URL of a tile source on a web server."));
+    parser.setApplicationDescription(
+        QStringLiteral("Shows the waterfall of a tile source: a pyramid directory (as written by mivo-tilegen) "
+                       "or the base URL of a tile source on a web server."));
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("source"),
@@ -98,8 +97,8 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
                                        QStringLiteral("A workspace file of annotations to show besides the "
                                                       "source's own workspace.json (repeatable)"),
                                        QStringLiteral("file"));
-    parser.addOptions(
-        {source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache, workspace, follow});
+    parser.addOptions({source, frequency, time, selection, levels, palette, size, refresh, screenshot, timeout, cache,
+                       workspace, follow});
 
     if (!parser.parse(arguments))
         return failure(parser.errorText() + QStringLiteral(" (see --help)"));
@@ -116,7 +115,8 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     if (parser.isSet(frequency)) {
         const auto range = parseRange(parser.value(frequency), &tilegen::parseQuantity);
         if (!range)
-            return failure(QStringLiteral("--frequency-range: \"%1\" is not min:max in Hz").arg(parser.value(frequency)));
+            return failure(
+                QStringLiteral("--frequency-range: \"%1\" is not min:max in Hz").arg(parser.value(frequency)));
         options.frequencyMin = range->first;
         options.frequencyMax = range->second;
     }
@@ -134,7 +134,8 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         const auto times = comma < 0 ? std::nullopt : parseRange(text.mid(comma + 1), &tilegen::parseTimeValue);
         if (!frequencies || !times)
             return failure(QStringLiteral("--selection: \"%1\" is not min:max,start:end").arg(text));
-        options.selection = QRectF(QPointF(frequencies->first, times->first), QPointF(frequencies->second, times->second));
+        options.selection
+            = QRectF(QPointF(frequencies->first, times->first), QPointF(frequencies->second, times->second));
     }
     if (parser.isSet(levels)) {
         const auto range = parseRange(parser.value(levels), &tilegen::parseQuantity);
@@ -150,8 +151,8 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
                                .arg(options.palette, colourPresetNames().join(QStringLiteral(", "))));
     }
     if (parser.isSet(size)) {
-        const QRegularExpressionMatch match =
-            QRegularExpression(QStringLiteral("^(\\d{2,5})x(\\d{2,5})$")).match(parser.value(size));
+        const QRegularExpressionMatch match
+            = QRegularExpression(QStringLiteral("^(\\d{2,5})x(\\d{2,5})$")).match(parser.value(size));
         if (!match.hasMatch())
             return failure(QStringLiteral("--size: \"%1\" is not WIDTHxHEIGHT").arg(parser.value(size)));
         options.windowSize = QSize(match.captured(1).toInt(), match.captured(2).toInt());
@@ -160,7 +161,8 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         bool ok = false;
         options.refreshIntervalMs = parser.value(refresh).toInt(&ok);
         if (!ok || options.refreshIntervalMs < 0)
-            return failure(QStringLiteral("--refresh: \"%1\" is not a number of milliseconds").arg(parser.value(refresh)));
+            return failure(
+                QStringLiteral("--refresh: \"%1\" is not a number of milliseconds").arg(parser.value(refresh)));
     }
     options.follow = parser.isSet(follow);
     options.screenshotFile = parser.value(screenshot);

@@ -14,24 +14,24 @@ namespace mivo::viewer {
 
 struct ViewerOptions
 {
-    QString source;                      ///< a pyramid directory or a base/discovery URL
-    QString sourceId;                    ///< --source: picks a source under a discovery URL or directory
-    std::optional<double> frequencyMin;  ///< --frequency-range, Hz
+    QString source; ///< a pyramid directory or a base/discovery URL
+    QString sourceId; ///< --source: picks a source under a discovery URL or directory
+    std::optional<double> frequencyMin; ///< --frequency-range, Hz
     std::optional<double> frequencyMax;
-    std::optional<double> timeMin;       ///< --time-range, seconds since the epoch
+    std::optional<double> timeMin; ///< --time-range, seconds since the epoch
     std::optional<double> timeMax;
-    std::optional<QRectF> selection;     ///< --selection: a selection to start with (x: Hz, y: seconds)
+    std::optional<QRectF> selection; ///< --selection: a selection to start with (x: Hz, y: seconds)
     QSize windowSize = QSize(1280, 800); ///< --size WIDTHxHEIGHT
-    double levelLower = -100.0;          ///< --level-range: levels shown from the low to the high colour
-    double levelUpper = -30.0;           ///  (dB; mivo-tilegen writes dBFS)
+    double levelLower = -100.0; ///< --level-range: levels shown from the low to the high colour
+    double levelUpper = -30.0; ///  (dB; mivo-tilegen writes dBFS)
     QString palette = QStringLiteral("default"); ///< --palette: a colour preset's name (ColourScheme.h)
-    int refreshIntervalMs = 0;           ///< --refresh, extents re-poll period for live sources
-    bool follow = false;                 ///< --follow: keep the newest data in view (re-polled every
-                                         ///  second unless --refresh or the source says otherwise)
-    QString screenshotFile;              ///< --screenshot: headless mode, write a PNG and quit
-    int timeoutSeconds = 60;             ///< --timeout, how long the screenshot mode waits for tiles
-    int cacheMegabytes = 512;            ///< --cache-mb, memory budget of the tile cache (MiB)
-    QStringList workspaceFiles;          ///< --workspace FILE (repeatable): annotation workspaces to show
+    int refreshIntervalMs = 0; ///< --refresh, extents re-poll period for live sources
+    bool follow = false; ///< --follow: keep the newest data in view (re-polled every
+        ///  second unless --refresh or the source says otherwise)
+    QString screenshotFile; ///< --screenshot: headless mode, write a PNG and quit
+    int timeoutSeconds = 60; ///< --timeout, how long the screenshot mode waits for tiles
+    int cacheMegabytes = 512; ///< --cache-mb, memory budget of the tile cache (MiB)
+    QStringList workspaceFiles; ///< --workspace FILE (repeatable): annotation workspaces to show
 };
 
 struct ViewerOptionsResult

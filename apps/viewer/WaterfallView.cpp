@@ -113,16 +113,15 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
     w.setFocusPolicy(Qt::StrongFocus);
     w.resize(options.windowSize);
 
-    connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileLoadFailed, this,
-            [this](const tiling::TileId& id) {
-                // A live source fails new tiles beyond its newest time all along:
-                // past a bound only the failures the view still needs are kept.
-                if (m_failedTiles.size() >= 4096) {
-                    const QList<tiling::TileId>& required = m_tilePainter->requiredTiles();
-                    m_failedTiles.intersect(QSet<tiling::TileId>(required.cbegin(), required.cend()));
-                }
-                m_failedTiles.insert(id);
-            });
+    connect(&m_refreshingLoader, &tiling::ITileLoader::si_tileLoadFailed, this, [this](const tiling::TileId& id) {
+        // A live source fails new tiles beyond its newest time all along:
+        // past a bound only the failures the view still needs are kept.
+        if (m_failedTiles.size() >= 4096) {
+            const QList<tiling::TileId>& required = m_tilePainter->requiredTiles();
+            m_failedTiles.intersect(QSet<tiling::TileId>(required.cbegin(), required.cend()));
+        }
+        m_failedTiles.insert(id);
+    });
     // A tile that failed and later arrived (reloaded) is no longer failed.
     connect(&m_provider, &tiling::ITileProvider::si_tileAvailable, this,
             [this](const tiling::TileId& id) { m_failedTiles.remove(id); });
@@ -136,8 +135,9 @@ WaterfallView::WaterfallView(const ViewerOptions& options, QObject* parent)
                 // (its rule for such scales), so the view stops at the finest pixels.
                 limitScale(m_widget->coordSystem().x(), descriptor.xaxis.basevalue);
                 limitScale(m_widget->coordSystem().y(), descriptor.yaxis.basevalue);
-                m_provider.setCacheSize(tiling::TileProvider::cacheSizeForMemoryBudget(
-                    quint64(m_options.cacheMegabytes) << 20, descriptor));
+                m_provider.setCacheSize(
+                    tiling::TileProvider::cacheSizeForMemoryBudget(quint64(m_options.cacheMegabytes) << 20,
+                                                                   descriptor));
                 m_colours->reapply(); // the source's level mapping
                 m_follower->setLive(m_options.follow || descriptor.updateInterval > 0, !m_options.timeMin);
             });
@@ -197,10 +197,9 @@ void WaterfallView::showInitialRange()
         || coords.x().displayedPixelSpan() <= 0.0 || coords.y().displayedPixelSpan() <= 0.0) {
         return;
     }
-    const QRectF around = extents.marginsAdded(QMarginsF(extents.width() * dataMarginRatio,
-                                                         extents.height() * dataMarginRatio,
-                                                         extents.width() * dataMarginRatio,
-                                                         extents.height() * dataMarginRatio));
+    const QRectF around
+        = extents.marginsAdded(QMarginsF(extents.width() * dataMarginRatio, extents.height() * dataMarginRatio,
+                                         extents.width() * dataMarginRatio, extents.height() * dataMarginRatio));
     // The options speak of the first source; later ones show all their data.
     const bool first = !m_shownOnce;
     const auto option = [first](const std::optional<double>& value, double otherwise) {
@@ -213,9 +212,9 @@ void WaterfallView::showInitialRange()
     const QRectF requested(QPointF(left, top), QPointF(right, bottom));
     coords.stopAnimation();
     coords.setDisplayedValueRange(requested);
-    const QString widened =
-        widenedRangeWarning(requested, coords.displayedValueRange(), coords.x().scale(), coords.y().scale(),
-                            first && m_options.frequencyMin.has_value(), first && m_options.timeMin.has_value());
+    const QString widened
+        = widenedRangeWarning(requested, coords.displayedValueRange(), coords.x().scale(), coords.y().scale(),
+                              first && m_options.frequencyMin.has_value(), first && m_options.timeMin.has_value());
     if (!widened.isEmpty())
         Q_EMIT si_warning(widened);
     if (first && m_options.selection)

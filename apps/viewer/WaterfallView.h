@@ -3,9 +3,9 @@
 
 #pragma once
 
+#include "AnnotationWorkspaces.h"
 #include "LevelStatistics.h"
 #include "PerSourceTileLoader.h"
-#include "AnnotationWorkspaces.h"
 #include "RefreshingTileLoader.h"
 #include "TileSourceLocation.h"
 #include "ViewerOptions.h"
@@ -125,18 +125,18 @@ private:
     QSet<tiling::TileId> m_failedTiles;
     bool m_ready = false;
     bool m_awaitingExtents = true; // since the last open()
-    bool m_shownOnce = false;      // the options' ranges and selection are for the first source
+    bool m_shownOnce = false; // the options' ranges and selection are for the first source
     AnnotationWorkspaces m_annotations;
     // Last: the widget and its handlers go before the models they refer to.
     std::unique_ptr<BaseDrawWidget> m_widget;
     std::shared_ptr<tiling::TilePaintHandler> m_tilePainter;
     std::shared_ptr<HorizontalRulerPaintHandler> m_ruler;
-    ViewerActions* m_actions = nullptr;          // owned by the widget
-    LiveFollower* m_follower = nullptr;          // owned by the widget
-    SelectionPanel* m_selectionPanel = nullptr;  // owned by the widget
+    ViewerActions* m_actions = nullptr; // owned by the widget
+    LiveFollower* m_follower = nullptr; // owned by the widget
+    SelectionPanel* m_selectionPanel = nullptr; // owned by the widget
     std::unique_ptr<InfoWidgetDisplayer> m_infoDisplayer;
     WaterfallColours* m_colours = nullptr; // owned by the widget
-    ColourPopup* m_colourPopup = nullptr;  // owned by the action bar
+    ColourPopup* m_colourPopup = nullptr; // owned by the action bar
     std::unique_ptr<AnnotationLayer> m_annotationLayer;
 };
 

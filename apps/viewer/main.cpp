@@ -57,9 +57,8 @@ int main(int argc, char** argv)
     // The source shown, for the title and messages: it may be chosen after a discovery
     // and changed with the picker.
     QString shown = location.baseUrl;
-    const auto showTitle = [&view, &shown] {
-        view.widget().setWindowTitle(QStringLiteral("mivo-viewer - %1").arg(shown));
-    };
+    const auto showTitle
+        = [&view, &shown] { view.widget().setWindowTitle(QStringLiteral("mivo-viewer - %1").arg(shown)); };
     showTitle();
     QObject::connect(&view.provider(), &mivo::tiling::TileProvider::si_tileSourceChanged, &app,
                      [&shown, &showTitle](const QString& url) {
@@ -78,8 +77,7 @@ int main(int argc, char** argv)
                              if (exitCode == 0)
                                  std::printf("%s\n", qPrintable(message));
                              else
-                                 std::fprintf(stderr, "mivo-viewer: %s: %s\n", qPrintable(shown),
-                                              qPrintable(message));
+                                 std::fprintf(stderr, "mivo-viewer: %s: %s\n", qPrintable(shown), qPrintable(message));
                              QApplication::exit(exitCode);
                          });
     } else {

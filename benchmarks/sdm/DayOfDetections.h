@@ -47,8 +47,8 @@ inline QList<SdmWorkspaceItem> detections(int count, const QString& prefix, unsi
         item.id = prefix + QString::number(i);
         const double width = widths(random);
         const double duration = durations(random);
-        item.rect = QRectF(bandStart + unit(random) * (bandWidth - width), dayStart + unit(random) * (dayLength - duration),
-                           width, duration);
+        item.rect = QRectF(bandStart + unit(random) * (bandWidth - width),
+                           dayStart + unit(random) * (dayLength - duration), width, duration);
         item.marked = i % 10 == 0;
         items.append(item);
     }

@@ -137,8 +137,7 @@ void BM_AddItems100kInto1M(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * addedItemCount);
 }
 
-template <typename Query>
-void runQueries(benchmark::State& state, Query query)
+template <typename Query> void runQueries(benchmark::State& state, Query query)
 {
     std::size_t i = 0;
     double found = 0;
@@ -180,7 +179,11 @@ void BM_ScanAt(benchmark::State& state)
 }
 
 BENCHMARK(BM_SetItems1M)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3)->ReportAggregatesOnly(true);
-BENCHMARK(BM_AddItems100kInto1M)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3)->ReportAggregatesOnly(true);
+BENCHMARK(BM_AddItems100kInto1M)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(true);
 BENCHMARK(BM_ItemsIntersecting)->Unit(benchmark::kMicrosecond)->Repetitions(3)->ReportAggregatesOnly(true);
 BENCHMARK(BM_ScanIntersecting)->Unit(benchmark::kMicrosecond)->Repetitions(3)->ReportAggregatesOnly(true);
 BENCHMARK(BM_ItemsAt)->Unit(benchmark::kMicrosecond)->Repetitions(3)->ReportAggregatesOnly(true);
@@ -201,7 +204,8 @@ public:
         for (const Run& run : reports) {
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
                 const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
-                m_medians[run.run_name.function_name] = {run.GetAdjustedRealTime() / unit, run.GetAdjustedCPUTime() / unit};
+                m_medians[run.run_name.function_name]
+                    = {run.GetAdjustedRealTime() / unit, run.GetAdjustedCPUTime() / unit};
             }
         }
         ConsoleReporter::ReportRuns(reports);
@@ -243,9 +247,9 @@ void printQuery(const char* what, const MedianReporter& reporter, const std::str
 {
     const MedianReporter::Times byIndex = reporter.median(index);
     const MedianReporter::Times byScan = reporter.median(scan);
-    std::printf("%-30s %10.2f us (cpu %10.2f us)   scan %9.0f us (cpu %9.0f us)   %7.1fx (cpu %7.1fx)   targets %s\n", what,
-                byIndex.real * 1e6, byIndex.cpu * 1e6, byScan.real * 1e6, byScan.cpu * 1e6, ratio(byScan.real, byIndex.real),
-                ratio(byScan.cpu, byIndex.cpu), targets);
+    std::printf("%-30s %10.2f us (cpu %10.2f us)   scan %9.0f us (cpu %9.0f us)   %7.1fx (cpu %7.1fx)   targets %s\n",
+                what, byIndex.real * 1e6, byIndex.cpu * 1e6, byScan.real * 1e6, byScan.cpu * 1e6,
+                ratio(byScan.real, byIndex.real), ratio(byScan.cpu, byIndex.cpu), targets);
 }
 
 } // namespace
@@ -272,7 +276,8 @@ int main(int argc, char** argv)
                 dayLength / 3600);
     std::printf("%-30s %10.3f s  (cpu %6.3f s)   target <= 1.5 s; resident memory %.0f bytes per item\n",
                 "setItems of 1 M", setItems.real, setItems.cpu, bytesPerItem);
-    std::printf("%-30s %10.1f ms (cpu %6.1f ms)\n", "addItems of 100 k into 1 M", addItems.real * 1e3, addItems.cpu * 1e3);
+    std::printf("%-30s %10.1f ms (cpu %6.1f ms)\n", "addItems of 100 k into 1 M", addItems.real * 1e3,
+                addItems.cpu * 1e3);
     printQuery("itemsIntersecting, ~10 k items", reporter, "BM_ItemsIntersecting", "BM_ScanIntersecting",
                "<= 1000 us, >= 50x");
     printQuery("itemsAt", reporter, "BM_ItemsAt", "BM_ScanAt", "<= 5 us, >= 50x");

@@ -68,8 +68,7 @@ double processCpuSeconds()
 }
 
 // Runs the event loop until @p done holds or @p timeoutMs passed; whether it holds.
-template <typename Done>
-bool waitUntil(Done done, int timeoutMs)
+template <typename Done> bool waitUntil(Done done, int timeoutMs)
 {
     QElapsedTimer clock;
     clock.start();
@@ -175,8 +174,9 @@ void renderImages(const std::shared_ptr<SdmWorkspace>& workspace, const QRectF& 
 {
     AsyncItemRenderer renderer;
     QSemaphore finished;
-    QObject::connect(&renderer, &AsyncItemRenderer::si_prerenderFinished, &renderer,
-                     [&finished] { finished.release(); }, Qt::DirectConnection);
+    QObject::connect(
+        &renderer, &AsyncItemRenderer::si_prerenderFinished, &renderer, [&finished] { finished.release(); },
+        Qt::DirectConnection);
     std::vector<double> wall;
     const int visible = workspace->itemsIntersecting(view).size();
     const double cpuBefore = processCpuSeconds();
@@ -213,9 +213,9 @@ struct PaintCounter : mivo::IPaintHandler
 struct PanFigures
 {
     double framesPerSecond = 0.0;
-    double guiCpuPerFrame = 0.0;     // seconds of the GUI thread's CPU time
+    double guiCpuPerFrame = 0.0; // seconds of the GUI thread's CPU time
     double processCpuPerFrame = 0.0; // seconds of all the program's threads
-    double imagesPerFrame = 0.0;     // item images the renderer finished
+    double imagesPerFrame = 0.0; // item images the renderer finished
 };
 
 PanFigures pan(const std::shared_ptr<SdmWorkspace>& workspace, const QRectF& view, bool withWorkspaces)
@@ -245,10 +245,11 @@ PanFigures pan(const std::shared_ptr<SdmWorkspace>& workspace, const QRectF& vie
     showRange(widget, view);
     waitUntil([&counter] { return counter->paints > 0; }, 10000);
 
-    const auto send = [&widget](QEvent::Type type, const QPoint& pos, Qt::MouseButton button, Qt::MouseButtons buttons) {
-        QMouseEvent event(type, QPointF(pos), QPointF(widget.mapToGlobal(pos)), button, buttons, Qt::NoModifier);
-        QApplication::sendEvent(&widget, &event);
-    };
+    const auto send
+        = [&widget](QEvent::Type type, const QPoint& pos, Qt::MouseButton button, Qt::MouseButtons buttons) {
+              QMouseEvent event(type, QPointF(pos), QPointF(widget.mapToGlobal(pos)), button, buttons, Qt::NoModifier);
+              QApplication::sendEvent(&widget, &event);
+          };
     QPoint pos(viewSize.width() / 2, viewSize.height() / 2);
     send(QEvent::MouseButtonPress, pos, Qt::LeftButton, Qt::LeftButton);
     constexpr int moves = panMoves;

@@ -14,7 +14,9 @@ void appendToByteArray(png_structp png, png_bytep data, png_size_t length)
     static_cast<QByteArray*>(png_get_io_ptr(png))->append(reinterpret_cast<const char*>(data), int(length));
 }
 
-void flushNothing(png_structp) {}
+void flushNothing(png_structp)
+{
+}
 
 // Kept free of C++ objects between setjmp and the calls that may longjmp.
 bool writePalettePng(const QImage& tile, const QVector<QRgb>& palette, int filters, int strategy, int level,

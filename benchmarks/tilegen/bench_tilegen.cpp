@@ -124,7 +124,8 @@ bool writeCf32(const QString& path, double rate, qint64 samples)
         const auto count = std::min<qint64>(1 << 16, samples - done);
         for (qint64 i = 0; i < count; ++i) {
             tone *= step;
-            const float values[2] = {float(tone.real()) + 0.01f * noise.next(), float(tone.imag()) + 0.01f * noise.next()};
+            const float values[2]
+                = {float(tone.real()) + 0.01f * noise.next(), float(tone.imag()) + 0.01f * noise.next()};
             quint32 bits[2];
             std::memcpy(bits, values, sizeof bits);
             qToLittleEndian(bits[0], bytes.data() + i * 8);
@@ -172,8 +173,8 @@ double threadCpuSeconds()
 
 struct Measurement
 {
-    double seconds = 0.0;       // wall clock
-    double cpuSeconds = 0.0;    // all threads, user + system
+    double seconds = 0.0; // wall clock
+    double cpuSeconds = 0.0; // all threads, user + system
     double systemSeconds = 0.0; // of cpuSeconds, in the kernel (mostly creating files)
     double signalSeconds = 0.0;
     quint64 tiles = 0;
@@ -196,7 +197,8 @@ double median(std::vector<double> values)
 Measurement medianRun(const std::vector<Measurement>& runs)
 {
     std::vector<Measurement> sorted = runs;
-    std::sort(sorted.begin(), sorted.end(), [](const Measurement& a, const Measurement& b) { return a.seconds < b.seconds; });
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Measurement& a, const Measurement& b) { return a.seconds < b.seconds; });
     Measurement m = sorted[sorted.size() / 2];
     std::vector<double> walls, cpus, systems;
     for (const Measurement& run : runs) {
@@ -256,9 +258,10 @@ Measurement runSox(const QString& sox, const QString& wav, const QString& png)
     const CpuTime cpuBefore = cpuTime(RUSAGE_CHILDREN);
     QElapsedTimer clock;
     clock.start();
-    process.start(sox, {wav, QStringLiteral("-n"), QStringLiteral("spectrogram"), QStringLiteral("-y"), QStringLiteral("513"),
-                        QStringLiteral("-X"), QStringLiteral("93.75"), QStringLiteral("-x"), QStringLiteral("56250"),
-                        QStringLiteral("-r"), QStringLiteral("-o"), png});
+    process.start(sox,
+                  {wav, QStringLiteral("-n"), QStringLiteral("spectrogram"), QStringLiteral("-y"),
+                   QStringLiteral("513"), QStringLiteral("-X"), QStringLiteral("93.75"), QStringLiteral("-x"),
+                   QStringLiteral("56250"), QStringLiteral("-r"), QStringLiteral("-o"), png});
     if (!process.waitForFinished(-1) || process.exitCode() != 0)
         throw Error(QStringLiteral("sox"), QString::fromLocal8Bit(process.readAllStandardError()));
     Measurement m;
@@ -282,7 +285,8 @@ void printPyramidSize(const char* what, const QString& root)
     quint64 files = 0, bytes = 0, allocated = 0;
     QDirIterator it(root, {QStringLiteral("*.png")}, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext()) {
-        struct stat info{};
+        struct stat info
+        {};
         if (::stat(QFile::encodeName(it.next()).constData(), &info) != 0)
             continue;
         ++files;
@@ -290,8 +294,8 @@ void printPyramidSize(const char* what, const QString& root)
         allocated += quint64(info.st_blocks) * 512;
     }
     std::printf("%-40s %llu tiles, %.1f MB of PNG (%.0f bytes/tile), %.1f MB on the disk\n", what,
-                static_cast<unsigned long long>(files), double(bytes) / 1e6, files ? double(bytes) / double(files) : 0.0,
-                double(allocated) / 1e6);
+                static_cast<unsigned long long>(files), double(bytes) / 1e6,
+                files ? double(bytes) / double(files) : 0.0, double(allocated) / 1e6);
 }
 
 // Indices of every tile below `root`, decoded as the waterfall decodes them.
@@ -323,7 +327,8 @@ bool sameIndices(const QImage& a, const QImage& b)
 }
 
 // Encodes every tile on this thread; CPU time, so that other load does not count.
-void measureEncoder(const char* what, const std::vector<QImage>& tiles, const std::function<QByteArray(const QImage&)>& encode)
+void measureEncoder(const char* what, const std::vector<QImage>& tiles,
+                    const std::function<QByteArray(const QImage&)>& encode)
 {
     quint64 bytes = 0;
     const double before = threadCpuSeconds();
@@ -337,7 +342,8 @@ void measureEncoder(const char* what, const std::vector<QImage>& tiles, const st
     int wrong = 0;
     for (size_t i = 0; i < tiles.size(); ++i) {
         QImage decoded;
-        if (!decoded.loadFromData(encoded[i], "PNG") || !sameIndices(decoded.convertToFormat(QImage::Format_Indexed8), tiles[i]))
+        if (!decoded.loadFromData(encoded[i], "PNG")
+            || !sameIndices(decoded.convertToFormat(QImage::Format_Indexed8), tiles[i]))
             ++wrong;
     }
     const double pixels = double(tiles.size()) * tiles.front().width() * tiles.front().height();
@@ -354,7 +360,13 @@ void compareEncoders(const QString& pyramid)
         return;
     std::printf("\ntile encoders on the %zu tiles of the WAV pyramid (one thread, CPU time)\n", tiles.size());
     const QVector<QRgb> palette = TileEncoder::palette();
-    const struct { const char* name; int filters; int strategy; int level; } former[] = {
+    const struct
+    {
+        const char* name;
+        int filters;
+        int strategy;
+        int level;
+    } former[] = {
         {"libpng+zlib none, Z_RLE 1 (former)", PNG_FILTER_NONE, Z_RLE, 1},
         {"libpng+zlib none, Z_HUFFMAN_ONLY", PNG_FILTER_NONE, Z_HUFFMAN_ONLY, 1},
         {"libpng+zlib none, default 1", PNG_FILTER_NONE, Z_DEFAULT_STRATEGY, 1},
@@ -368,13 +380,14 @@ void compareEncoders(const QString& pyramid)
         const LibpngTileEncoder encoder(palette, choice.filters, choice.strategy, choice.level);
         measureEncoder(choice.name, tiles, [&encoder](const QImage& tile) { return encoder.encode(tile); });
     }
-    const struct { const char* name; PngFilter filter; } runLength[] = {
-        {"run-length none", PngFilter::None},
-        {"run-length sub", PngFilter::Sub},
-        {"run-length up", PngFilter::Up},
-        {"run-length average", PngFilter::Average},
-        {"run-length paeth", PngFilter::Paeth},
-        {"run-length adaptive", PngFilter::Adaptive},
+    const struct
+    {
+        const char* name;
+        PngFilter filter;
+    } runLength[] = {
+        {"run-length none", PngFilter::None},   {"run-length sub", PngFilter::Sub},
+        {"run-length up", PngFilter::Up},       {"run-length average", PngFilter::Average},
+        {"run-length paeth", PngFilter::Paeth}, {"run-length adaptive", PngFilter::Adaptive},
     };
     for (const auto& choice : runLength) {
         TileEncoderSettings settings;
@@ -383,7 +396,12 @@ void compareEncoders(const QString& pyramid)
         const TileEncoder encoder(settings);
         measureEncoder(choice.name, tiles, [&encoder](const QImage& tile) { return encoder.encode(tile); });
     }
-    const struct { const char* name; PngFilter filter; int level; } libdeflate[] = {
+    const struct
+    {
+        const char* name;
+        PngFilter filter;
+        int level;
+    } libdeflate[] = {
         {"libdeflate none, level 0 (stored)", PngFilter::None, 0},
         {"libdeflate none, level 1", PngFilter::None, 1},
         {"libdeflate none, level 2", PngFilter::None, 2},
@@ -419,16 +437,23 @@ void printRatio(const char* what, const Measurement& mivo, const Measurement& so
 
 QString fileSystemType(const QString& directory)
 {
-    struct statfs info{};
+    struct statfs info
+    {};
     if (::statfs(QFile::encodeName(directory).constData(), &info) != 0)
         return QStringLiteral("unknown file system");
     switch (quint64(info.f_type)) {
-    case 0xEF53: return QStringLiteral("ext4");
-    case 0x01021994: return QStringLiteral("tmpfs");
-    case 0x58465342: return QStringLiteral("xfs");
-    case 0x9123683E: return QStringLiteral("btrfs");
-    case 0x794C7630: return QStringLiteral("overlayfs");
-    default: return QStringLiteral("file system 0x%1").arg(quint64(info.f_type), 0, 16);
+    case 0xEF53:
+        return QStringLiteral("ext4");
+    case 0x01021994:
+        return QStringLiteral("tmpfs");
+    case 0x58465342:
+        return QStringLiteral("xfs");
+    case 0x9123683E:
+        return QStringLiteral("btrfs");
+    case 0x794C7630:
+        return QStringLiteral("overlayfs");
+    default:
+        return QStringLiteral("file system 0x%1").arg(quint64(info.f_type), 0, 16);
     }
 }
 
@@ -460,7 +485,8 @@ int main(int argc, char* argv[])
     const QCommandLineOption runsOption(QStringLiteral("runs"), QStringLiteral("WAV runs per series (median)"),
                                         QStringLiteral("N"), QStringLiteral("3"));
     const QCommandLineOption noIqOption(QStringLiteral("no-iq"), QStringLiteral("skip the 2.4 MS/s recording"));
-    const QCommandLineOption noEncodersOption(QStringLiteral("no-encoders"), QStringLiteral("skip the encoder comparison"));
+    const QCommandLineOption noEncodersOption(QStringLiteral("no-encoders"),
+                                              QStringLiteral("skip the encoder comparison"));
     const QCommandLineOption noTmpfsOption(QStringLiteral("no-tmpfs"),
                                            QStringLiteral("only the work directory's file system, not also /dev/shm"));
     parser.addOptions({runsOption, noIqOption, noEncodersOption, noTmpfsOption});
@@ -469,7 +495,8 @@ int main(int argc, char* argv[])
     const int runs = std::max(1, parser.value(runsOption).toInt());
 
     QTemporaryDir temporary;
-    const QString work = parser.positionalArguments().isEmpty() ? temporary.path() : parser.positionalArguments().first();
+    const QString work
+        = parser.positionalArguments().isEmpty() ? temporary.path() : parser.positionalArguments().first();
     if (!QDir().mkpath(work)) {
         std::fprintf(stderr, "mivo-tilegen-bench: cannot use %s\n", qPrintable(work));
         return 1;
@@ -478,8 +505,8 @@ int main(int argc, char* argv[])
     const QString iq = work + QStringLiteral("/one-minute-2.4M.cf32");
     std::printf("work directory %s, %d cores\n", qPrintable(work), QThread::idealThreadCount());
     std::fflush(stdout);
-    const bool written =
-        ensureRecording(wav, 44 + 2 * 48000LL * 600, [&] { return writeWav(wav, 48000, 48000LL * 600); })
+    const bool written
+        = ensureRecording(wav, 44 + 2 * 48000LL * 600, [&] { return writeWav(wav, 48000, 48000LL * 600); })
         && (parser.isSet(noIqOption)
             || ensureRecording(iq, 8 * 2400000LL * 60, [&] { return writeCf32(iq, 2.4e6, 2400000LL * 60); }));
     if (!written) {

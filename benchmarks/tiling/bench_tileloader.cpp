@@ -170,8 +170,8 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    std::printf("tiles: %d distinct %dx%d palette PNGs, %.1f KiB on average; loader workers: %d\n", tileCount,
-                tileSize, tileSize, bytes / 1024.0 / tileCount,
+    std::printf("tiles: %d distinct %dx%d palette PNGs, %.1f KiB on average; loader workers: %d\n", tileCount, tileSize,
+                tileSize, bytes / 1024.0 / tileCount,
                 TileLoaderQNetworkAccessManager::workerCountFor(QThread::idealThreadCount()));
     std::vector<Round> results;
     std::vector<Round> decodes;

@@ -149,7 +149,9 @@ class Lap : public IPaintHandler
 {
 public:
     Lap(QElapsedTimer& timer, std::vector<double>* samples, const bool& enabled)
-        : m_timer(timer), m_samples(samples), m_enabled(enabled)
+        : m_timer(timer)
+        , m_samples(samples)
+        , m_enabled(enabled)
     {
     }
     void handlePaint(QPainter& painter) override
@@ -174,7 +176,8 @@ class Switched : public IPaintHandler
 {
 public:
     Switched(std::shared_ptr<IPaintHandler> layer, const bool& enabled)
-        : m_layer(std::move(layer)), m_enabled(enabled)
+        : m_layer(std::move(layer))
+        , m_enabled(enabled)
     {
     }
     void handlePaint(QPainter& painter) override
@@ -192,8 +195,8 @@ private:
 void printRatio(const char* what, double mivoMs, const char* peer, double peerMs, double target)
 {
     const double ratio = peerMs / mivoMs;
-    std::printf("ratio %-34s mivo %7.2f ms | %-26s %7.2f ms | ratio %5.2f | target >= %.2f %s\n", what, mivoMs,
-                peer, peerMs, ratio, target, ratio >= target ? "(met)" : "(NOT met)");
+    std::printf("ratio %-34s mivo %7.2f ms | %-26s %7.2f ms | ratio %5.2f | target >= %.2f %s\n", what, mivoMs, peer,
+                peerMs, ratio, target, ratio >= target ? "(met)" : "(NOT met)");
 }
 
 } // namespace
@@ -364,8 +367,8 @@ int main(int argc, char** argv)
                 "repaint() of the shown widget incl. composition: %.2f ms)\n",
                 median(gl), median(grab), median(shown));
     std::printf("    the same widget drawing no layer, with glFinish: %.2f ms\n", median(glEmpty));
-    std::printf("QCPColorMap from the matrix:        %7.2f ms   (cached map image: %.2f ms)\n",
-                median(plotFromMatrix), median(plotCached));
+    std::printf("QCPColorMap from the matrix:        %7.2f ms   (cached map image: %.2f ms)\n", median(plotFromMatrix),
+                median(plotCached));
     std::printf("converted tile images held by the tile layer: %lld bytes (%.1f MiB, budget %.0f MiB)\n",
                 static_cast<long long>(paintImageBytes), double(paintImageBytes) / (1024.0 * 1024.0),
                 double(paintImageBudget) / (1024.0 * 1024.0));
@@ -379,6 +382,7 @@ int main(int argc, char** argv)
     printRatio("raster frame vs QCPColorMap cached", median(raster), "QCPColorMap cached image", median(plotCached),
                1.0);
     printRatio("OpenGL frame vs raster frame", median(gl), "raster frame", median(raster), 1.0);
-    std::printf("colour table build: %.1f us (checksum %llu)\n", tableMicroseconds, static_cast<unsigned long long>(sink));
+    std::printf("colour table build: %.1f us (checksum %llu)\n", tableMicroseconds,
+                static_cast<unsigned long long>(sink));
     return 0;
 }

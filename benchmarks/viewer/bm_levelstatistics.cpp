@@ -79,8 +79,8 @@ void BM_MeasureWholeView(benchmark::State& state)
     }
     state.SetItemsProcessed(state.iterations());
     state.counters["tile_pixels"] = pixels;
-    state.counters["tile_pixels_per_s"] =
-        benchmark::Counter(pixels * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["tile_pixels_per_s"]
+        = benchmark::Counter(pixels * double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 } // namespace

@@ -28,8 +28,8 @@ inline QByteArray bytes(const uint8_t* data, size_t size)
 inline QString writeFile(const QString& name, const char* content, qint64 size)
 {
     // In memory where there is a tmpfs: a file per run on disk costs more than the run.
-    static const QString parent = QFileInfo(QStringLiteral("/dev/shm")).isWritable() ? QStringLiteral("/dev/shm")
-                                                                                     : QDir::tempPath();
+    static const QString parent
+        = QFileInfo(QStringLiteral("/dev/shm")).isWritable() ? QStringLiteral("/dev/shm") : QDir::tempPath();
     static QTemporaryDir directory(parent + QStringLiteral("/mivo-fuzz-XXXXXX"));
     const QString path = directory.filePath(name);
     QFile file(path);

@@ -10,7 +10,6 @@
 #include <core/Error.h>
 #include <core/RawSignalSource.h>
 
-
 using namespace mivo::tilegen;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -23,8 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     format.bigEndian = (data[0] & 0x20) != 0;
     FileRegion region;
     region.offset = (data[0] & 0x40) ? 3 : 0;
-    const QString path =
-        fuzz::writeFile(QStringLiteral("input.raw"), reinterpret_cast<const char*>(data + 1), qint64(size - 1));
+    const QString path
+        = fuzz::writeFile(QStringLiteral("input.raw"), reinterpret_cast<const char*>(data + 1), qint64(size - 1));
     try {
         SignalInfo info;
         info.sampleRate = 48000.0;

@@ -11,12 +11,12 @@
 #include <core/SigMfArchive.h>
 #include <core/SigMfMetadata.h>
 
-
 using namespace mivo::tilegen;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const QString path = fuzz::writeFile(QStringLiteral("input.sigmf"), reinterpret_cast<const char*>(data), qint64(size));
+    const QString path
+        = fuzz::writeFile(QStringLiteral("input.sigmf"), reinterpret_cast<const char*>(data), qint64(size));
     try {
         const SigMfArchive archive = SigMfArchive::read(path);
         const SigMfMetadata meta = SigMfMetadata::parse(archive.meta, archive.metaName);

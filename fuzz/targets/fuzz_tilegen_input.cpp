@@ -11,15 +11,14 @@
 #include <core/Error.h>
 #include <core/InputOpener.h>
 
-
 using namespace mivo::tilegen;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0)
         return 0;
-    static const char* const names[] = {"input.sigmf", "input.wav", "input.flac", "input.cu8", "input.cs16",
-                                        "input.cf32", "input.aiff", "input.au"};
+    static const char* const names[]
+        = {"input.sigmf", "input.wav", "input.flac", "input.cu8", "input.cs16", "input.cf32", "input.aiff", "input.au"};
     const QString path = fuzz::writeFile(QString::fromLatin1(names[data[0] % 8]),
                                          reinterpret_cast<const char*>(data + 1), qint64(size - 1));
     InputSettings settings;

@@ -20,8 +20,7 @@ bool isSameValue(double newValue, double oldValue)
     return qFuzzyCompare(newValue, oldValue);
 }
 
-void animateProperty(QPropertyAnimation& animation, double from, double to, int durationMs,
-                     const QEasingCurve& easing)
+void animateProperty(QPropertyAnimation& animation, double from, double to, int durationMs, const QEasingCurve& easing)
 {
     animation.setStartValue(from);
     animation.setEndValue(to);

@@ -108,7 +108,7 @@ private:
     double m_minDisplayedValue;
     double m_maxDisplayedValue;
     QPropertyAnimation* m_offsetAnimation; // owned through the Qt parent (this)
-    QPropertyAnimation* m_scaleAnimation;  // owned through the Qt parent (this)
+    QPropertyAnimation* m_scaleAnimation; // owned through the Qt parent (this)
 };
 
 } // namespace mivo

@@ -35,7 +35,9 @@ class DispatchScope
 {
 public:
 #ifdef QT_NO_DEBUG
-    explicit DispatchScope(const BaseDrawWidget&) {}
+    explicit DispatchScope(const BaseDrawWidget&)
+    {
+    }
 #else
     explicit DispatchScope(const BaseDrawWidget& widget)
         : m_widget(widget)
@@ -81,8 +83,7 @@ BaseDrawWidget::BaseDrawWidget(QWidget* parent)
     : QOpenGLWidget(parent)
     , m_coordSystem(std::make_unique<CoordSystem>())
 {
-    connect(m_coordSystem.get(), &CoordSystem::si_displayedValueRangeChanged, this,
-            &BaseDrawWidget::sl_updateWidget);
+    connect(m_coordSystem.get(), &CoordSystem::si_displayedValueRangeChanged, this, &BaseDrawWidget::sl_updateWidget);
     setAttribute(Qt::WA_MouseTracking);
 }
 
@@ -171,56 +172,49 @@ void BaseDrawWidget::resizeEvent(QResizeEvent* event)
 
 void BaseDrawWidget::mousePressEvent(QMouseEvent* event)
 {
-    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
-        return handler.handleMousePress(event, handled);
-    });
+    dispatch(*this, qAsConst(m_mouseHandlers),
+             [event](IMouseHandler& handler, bool handled) { return handler.handleMousePress(event, handled); });
     updateCursor(event);
 }
 
 void BaseDrawWidget::mouseReleaseEvent(QMouseEvent* event)
 {
-    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
-        return handler.handleMouseRelease(event, handled);
-    });
+    dispatch(*this, qAsConst(m_mouseHandlers),
+             [event](IMouseHandler& handler, bool handled) { return handler.handleMouseRelease(event, handled); });
     updateCursor(event);
 }
 
 void BaseDrawWidget::mouseDoubleClickEvent(QMouseEvent* event)
 {
-    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
-        return handler.handleMouseDoubleClick(event, handled);
-    });
+    dispatch(*this, qAsConst(m_mouseHandlers),
+             [event](IMouseHandler& handler, bool handled) { return handler.handleMouseDoubleClick(event, handled); });
     updateCursor(event);
 }
 
 void BaseDrawWidget::mouseMoveEvent(QMouseEvent* event)
 {
-    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
-        return handler.handleMouseMove(event, handled);
-    });
+    dispatch(*this, qAsConst(m_mouseHandlers),
+             [event](IMouseHandler& handler, bool handled) { return handler.handleMouseMove(event, handled); });
     updateCursor(event);
 }
 
 void BaseDrawWidget::wheelEvent(QWheelEvent* event)
 {
     // Unlike the other mouse events, a wheel step leaves the cursor alone.
-    dispatch(*this, qAsConst(m_mouseHandlers), [event](IMouseHandler& handler, bool handled) {
-        return handler.handleWheel(event, handled);
-    });
+    dispatch(*this, qAsConst(m_mouseHandlers),
+             [event](IMouseHandler& handler, bool handled) { return handler.handleWheel(event, handled); });
 }
 
 void BaseDrawWidget::keyPressEvent(QKeyEvent* event)
 {
-    dispatch(*this, qAsConst(m_keyboardHandlers), [event](IKeyboardHandler& handler, bool handled) {
-        return handler.handleKeyPress(event, handled);
-    });
+    dispatch(*this, qAsConst(m_keyboardHandlers),
+             [event](IKeyboardHandler& handler, bool handled) { return handler.handleKeyPress(event, handled); });
 }
 
 void BaseDrawWidget::keyReleaseEvent(QKeyEvent* event)
 {
-    dispatch(*this, qAsConst(m_keyboardHandlers), [event](IKeyboardHandler& handler, bool handled) {
-        return handler.handleKeyRelease(event, handled);
-    });
+    dispatch(*this, qAsConst(m_keyboardHandlers),
+             [event](IKeyboardHandler& handler, bool handled) { return handler.handleKeyRelease(event, handled); });
 }
 
 bool BaseDrawWidget::event(QEvent* event)
@@ -232,9 +226,8 @@ bool BaseDrawWidget::event(QEvent* event)
 
 bool BaseDrawWidget::toolTipEvent(QHelpEvent* event)
 {
-    return dispatch(*this, qAsConst(m_toolTipHandlers), [event](IToolTipHandler& handler, bool handled) {
-        return handler.handleToolTip(event, handled);
-    });
+    return dispatch(*this, qAsConst(m_toolTipHandlers),
+                    [event](IToolTipHandler& handler, bool handled) { return handler.handleToolTip(event, handled); });
 }
 
 void BaseDrawWidget::sl_updateWidget()

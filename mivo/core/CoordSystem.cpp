@@ -17,8 +17,7 @@ void setAxisCenter(Axis& axis, double center, double scale)
     axis.setOffset(offset);
 }
 
-void animateAxisZoomOnPoint(Axis& axis, double point, double scale, int durationMs,
-                            const QEasingCurve& easing)
+void animateAxisZoomOnPoint(Axis& axis, double point, double scale, int durationMs, const QEasingCurve& easing)
 {
     const double limited = axis.limitedScale(scale);
     const double pixel = axis.valueToPixel(point);
@@ -27,8 +26,7 @@ void animateAxisZoomOnPoint(Axis& axis, double point, double scale, int duration
     axis.animateOffsetTo(offset, durationMs, easing);
 }
 
-void animateAxisZoomToPoint(Axis& axis, double point, double scale, int durationMs,
-                            const QEasingCurve& easing)
+void animateAxisZoomToPoint(Axis& axis, double point, double scale, int durationMs, const QEasingCurve& easing)
 {
     const double limited = axis.limitedScale(scale);
     const double offset = point - axis.displayedPixelSpan() * limited * 0.5;
@@ -46,14 +44,10 @@ CoordSystem::CoordSystem()
     connect(&m_y, &Axis::si_offsetChanged, this, &CoordSystem::si_displayedValueRangeChanged);
     connect(&m_x, &Axis::si_scaleChanged, this, &CoordSystem::si_displayedValueRangeChanged);
     connect(&m_y, &Axis::si_scaleChanged, this, &CoordSystem::si_displayedValueRangeChanged);
-    connect(&m_x, &Axis::si_displayedPixelSpanChanged, this,
-            &CoordSystem::si_displayedValueRangeChanged);
-    connect(&m_y, &Axis::si_displayedPixelSpanChanged, this,
-            &CoordSystem::si_displayedValueRangeChanged);
-    connect(&m_x, &Axis::si_displayedPixelSpanChanged, this,
-            &CoordSystem::si_displayedPixelSpanChanged);
-    connect(&m_y, &Axis::si_displayedPixelSpanChanged, this,
-            &CoordSystem::si_displayedPixelSpanChanged);
+    connect(&m_x, &Axis::si_displayedPixelSpanChanged, this, &CoordSystem::si_displayedValueRangeChanged);
+    connect(&m_y, &Axis::si_displayedPixelSpanChanged, this, &CoordSystem::si_displayedValueRangeChanged);
+    connect(&m_x, &Axis::si_displayedPixelSpanChanged, this, &CoordSystem::si_displayedPixelSpanChanged);
+    connect(&m_y, &Axis::si_displayedPixelSpanChanged, this, &CoordSystem::si_displayedPixelSpanChanged);
 }
 
 CoordSystem::~CoordSystem() = default;
@@ -133,27 +127,25 @@ void CoordSystem::setDisplayedValueRange(const QRectF& valueRange)
     setDisplayedValueCenter(valueRange.center(), xScale, yScale);
 }
 
-void CoordSystem::animateZoomOnPoint(const QPointF& valuePoint, double xScale, double yScale,
-                                     unsigned int durationMs, const QEasingCurve& easing)
+void CoordSystem::animateZoomOnPoint(const QPointF& valuePoint, double xScale, double yScale, unsigned int durationMs,
+                                     const QEasingCurve& easing)
 {
     animateAxisZoomOnPoint(m_x, valuePoint.x(), xScale, static_cast<int>(durationMs), easing);
     animateAxisZoomOnPoint(m_y, valuePoint.y(), yScale, static_cast<int>(durationMs), easing);
 }
 
-void CoordSystem::animateZoomToPoint(const QPointF& valuePoint, double xScale, double yScale,
-                                     unsigned int durationMs, const QEasingCurve& easing)
+void CoordSystem::animateZoomToPoint(const QPointF& valuePoint, double xScale, double yScale, unsigned int durationMs,
+                                     const QEasingCurve& easing)
 {
     animateAxisZoomToPoint(m_x, valuePoint.x(), xScale, static_cast<int>(durationMs), easing);
     animateAxisZoomToPoint(m_y, valuePoint.y(), yScale, static_cast<int>(durationMs), easing);
 }
 
-void CoordSystem::animateZoomToRange(const QRectF& valueRange, unsigned int durationMs,
-                                     const QEasingCurve& easing, const QMarginsF& pixelMargins)
+void CoordSystem::animateZoomToRange(const QRectF& valueRange, unsigned int durationMs, const QEasingCurve& easing,
+                                     const QMarginsF& pixelMargins)
 {
-    const double xScale = valueRange.width()
-        / (m_x.displayedPixelSpan() - pixelMargins.left() - pixelMargins.right());
-    const double yScale = valueRange.height()
-        / (m_y.displayedPixelSpan() - pixelMargins.top() - pixelMargins.bottom());
+    const double xScale = valueRange.width() / (m_x.displayedPixelSpan() - pixelMargins.left() - pixelMargins.right());
+    const double yScale = valueRange.height() / (m_y.displayedPixelSpan() - pixelMargins.top() - pixelMargins.bottom());
     const QMarginsF valueMargins(xScale * pixelMargins.left(), yScale * pixelMargins.top(),
                                  xScale * pixelMargins.right(), yScale * pixelMargins.bottom());
     const QRectF grown = valueRange.marginsAdded(valueMargins);

@@ -71,15 +71,15 @@ public:
 
     /// Zooms to the given scales keeping @p valuePoint at its pixel; exact at the
     /// start and the end of the animation unless a value limit moves the offset.
-    void animateZoomOnPoint(const QPointF& valuePoint, double xScale, double yScale,
-                            unsigned int durationMs, const QEasingCurve& easing);
+    void animateZoomOnPoint(const QPointF& valuePoint, double xScale, double yScale, unsigned int durationMs,
+                            const QEasingCurve& easing);
     /// Zooms to the given scales bringing @p valuePoint to the centre of the widget.
-    void animateZoomToPoint(const QPointF& valuePoint, double xScale, double yScale,
-                            unsigned int durationMs, const QEasingCurve& easing);
+    void animateZoomToPoint(const QPointF& valuePoint, double xScale, double yScale, unsigned int durationMs,
+                            const QEasingCurve& easing);
     /// Fits @p valueRange into the widget less @p pixelMargins (left, top, right,
     /// bottom); unequal opposite margins shift the centre.
-    void animateZoomToRange(const QRectF& valueRange, unsigned int durationMs,
-                            const QEasingCurve& easing, const QMarginsF& pixelMargins);
+    void animateZoomToRange(const QRectF& valueRange, unsigned int durationMs, const QEasingCurve& easing,
+                            const QMarginsF& pixelMargins);
     /// Stops the animations of x, then of y.
     void stopAnimation();
 

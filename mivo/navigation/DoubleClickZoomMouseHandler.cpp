@@ -43,9 +43,8 @@ bool DoubleClickZoomMouseHandler::handleMouseDoubleClick(QMouseEvent* event, boo
         return false;
     }
 
-    m_coordSystem->animateZoomOnPoint(m_coordSystem->pixelToValue(QPointF(event->pos())), newXScale,
-                                      newYScale, static_cast<unsigned int>(m_settings.animationDuration),
-                                      m_settings.easingCurve);
+    m_coordSystem->animateZoomOnPoint(m_coordSystem->pixelToValue(QPointF(event->pos())), newXScale, newYScale,
+                                      static_cast<unsigned int>(m_settings.animationDuration), m_settings.easingCurve);
     return true;
 }
 

@@ -65,7 +65,7 @@ private:
     QWidget* m_widget;
     CoordSystem* m_coordSystem;
     PanMouseHandlerSettings m_settings;
-    QPoint m_lastPos;   // widget pixels; (0, 0) while idle
+    QPoint m_lastPos; // widget pixels; (0, 0) while idle
     QPoint m_lastDelta; // the last mouse step; (0, 0) while idle
 };
 

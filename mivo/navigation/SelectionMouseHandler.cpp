@@ -91,8 +91,7 @@ bool SelectionMouseHandler::handleMouseRelease(QMouseEvent* event, bool handled)
 
 bool SelectionMouseHandler::handleMouseDoubleClick(QMouseEvent* event, bool handled)
 {
-    if (handled || m_selectionManager.state() != SelectionFinished
-        || event->button() != m_settings.doubleClickButton) {
+    if (handled || m_selectionManager.state() != SelectionFinished || event->button() != m_settings.doubleClickButton) {
         return false;
     }
     if (!m_selectionManager.selection().contains(m_coordSystem.pixelToValue(positionOf(*event))))

@@ -64,7 +64,8 @@ class MIVO_EXPORT SelectionMouseHandler : public QObject, public IMouseHandler
 
 public:
     /// Parts of the selection under the mouse; an edge bit in x and one in y make a corner.
-    enum Hotspot {
+    enum Hotspot
+    {
         HotspotInside = 1,
         HotspotTop = 2,
         HotspotLeft = 4,
@@ -105,8 +106,8 @@ private:
     CoordSystem& m_coordSystem;
     SelectionManager& m_selectionManager;
     SelectionMouseHandlerSettings m_settings;
-    Hotspots m_hotspot;   // the part being dragged
-    QPointF m_lastPos;    // the last position of a move of the whole selection
+    Hotspots m_hotspot; // the part being dragged
+    QPointF m_lastPos; // the last position of a move of the whole selection
 };
 
 } // namespace mivo

@@ -27,8 +27,8 @@ struct SelectionPaintHandlerSettings
     /// Fill of the rectangle: white at alpha 0x33.
     QBrush fillBrush = QBrush(QColor::fromRgba(0x33ffffffu), Qt::SolidPattern);
     /// The dashed line through the selection's centre frequency.
-    QPen centerLinePen = QPen(QBrush(QColor(Qt::white), Qt::SolidPattern), 1.0, Qt::DashLine, Qt::SquareCap,
-                              Qt::BevelJoin);
+    QPen centerLinePen
+        = QPen(QBrush(QColor(Qt::white), Qt::SolidPattern), 1.0, Qt::DashLine, Qt::SquareCap, Qt::BevelJoin);
     /// How far the centre line reaches beyond the rectangle's top and bottom
     /// (device-independent pixels).
     double centerLineOverhang = 10.0;

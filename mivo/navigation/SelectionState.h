@@ -8,7 +8,8 @@
 namespace mivo {
 
 /// The state of the rectangular selection; the values are fixed.
-enum SelectionState {
+enum SelectionState
+{
     /// No selection; the rectangle is null.
     SelectionNone = 0,
     /// Being created, moved or resized by the mouse; width and height may be negative.

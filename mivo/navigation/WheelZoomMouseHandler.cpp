@@ -51,8 +51,7 @@ bool WheelZoomMouseHandler::handleWheel(QWheelEvent* event, bool handled)
     }
 
     m_coordSystem->animateZoomOnPoint(m_coordSystem->pixelToValue(position), xScale, yScale,
-                                      static_cast<unsigned int>(m_settings.animationDuration),
-                                      m_settings.easingCurve);
+                                      static_cast<unsigned int>(m_settings.animationDuration), m_settings.easingCurve);
     return true;
 }
 

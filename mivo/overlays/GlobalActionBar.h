@@ -18,8 +18,8 @@ class BaseDrawWidget;
 /// the drawing widget's horizontal DPI and truncated to whole pixels.
 struct GlobalActionBarDisplayerSettings
 {
-    double margin = 20.0;        ///< distance of the bar from the widget's top and right edges
-    double spacing = 6.0;        ///< spacing between the items of the bar
+    double margin = 20.0; ///< distance of the bar from the widget's top and right edges
+    double spacing = 6.0; ///< spacing between the items of the bar
     double separatorSize = 15.0; ///< width and height of each separator gap
 };
 

@@ -36,19 +36,21 @@ void drawGridLine(QPainter& painter, const GridPaintHandlerSettings& settings, b
     const QRectF clip = painter.clipBoundingRect();
     const int at = numeric::truncateToIntOrMin(position);
     if (vertical) {
-        painter.drawLine(at, numeric::truncateToIntOrMin(clip.top()), at, numeric::truncateToIntOrMin(clip.top() + clip.height()));
+        painter.drawLine(at, numeric::truncateToIntOrMin(clip.top()), at,
+                         numeric::truncateToIntOrMin(clip.top() + clip.height()));
     } else {
-        painter.drawLine(numeric::truncateToIntOrMin(clip.left()), at, numeric::truncateToIntOrMin(clip.left() + clip.width()), at);
+        painter.drawLine(numeric::truncateToIntOrMin(clip.left()), at,
+                         numeric::truncateToIntOrMin(clip.left() + clip.width()), at);
     }
 }
 
-void drawGridLabel(QPainter& painter, const QWidget& widget, const GridPaintHandlerSettings& settings,
-                   bool vertical, double position, const QString& text)
+void drawGridLabel(QPainter& painter, const QWidget& widget, const GridPaintHandlerSettings& settings, bool vertical,
+                   double position, const QString& text)
 {
     const double margin = dpToPixel(widget, settings.labelMargin);
     // The label stands right of a vertical line, below a horizontal one.
-    const QRectF box = overlays::labelBox(painter, text, margin,
-                                          vertical ? QPointF(position, 0.0) : QPointF(0.0, position));
+    const QRectF box
+        = overlays::labelBox(painter, text, margin, vertical ? QPointF(position, 0.0) : QPointF(0.0, position));
     if (overlays::labelBoxShown(box, painter.clipBoundingRect(), widget.rect())) {
         painter.setPen(settings.labelPen);
         painter.drawText(box, Qt::AlignCenter, text);

@@ -42,8 +42,9 @@ public:
     double gridStep() const { return m_gridStep; }
 
 protected:
-    enum class Direction {
-        Vertical,  ///< lines across the x axis, labels at the top
+    enum class Direction
+    {
+        Vertical, ///< lines across the x axis, labels at the top
         Horizontal ///< lines across the y axis, labels at the left, below the top band
     };
 

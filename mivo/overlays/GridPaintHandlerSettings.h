@@ -15,7 +15,7 @@ struct GridPaintHandlerSettings
     QPen gridLinePen = QPen(QColor(QStringLiteral("#aae0e0e0")));
     QPen labelPen = QPen(QColor(QStringLiteral("#d0e0e0")));
     double labelFontScale = 1.0; ///< factor on the widget font's point size
-    double labelMargin = 5.0;    ///< space around the label text
+    double labelMargin = 5.0; ///< space around the label text
     double minGridSpacing = 150.0; ///< smallest distance between two grid lines
 };
 

@@ -15,8 +15,8 @@
 namespace mivo {
 
 HorizontalRulerPaintHandlerSettings::HorizontalRulerPaintHandlerSettings()
-    : linePen(QBrush(QColor(QStringLiteral("#AAFFF200")), Qt::SolidPattern), 2.0,
-              Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin)
+    : linePen(QBrush(QColor(QStringLiteral("#AAFFF200")), Qt::SolidPattern), 2.0, Qt::SolidLine, Qt::SquareCap,
+              Qt::BevelJoin)
     , valueFormatter(&defaultTimeFormatter)
     , labelPen(QColor(Qt::black))
     , labelBrush(QColor(QStringLiteral("#AAFFF200")), Qt::SolidPattern)

@@ -20,12 +20,12 @@ struct MIVO_EXPORT HorizontalRulerPaintHandlerSettings
 {
     HorizontalRulerPaintHandlerSettings();
 
-    QPen linePen;                                  ///< yellow #AAFFF200, width 2, square cap, bevel join
+    QPen linePen; ///< yellow #AAFFF200, width 2, square cap, bevel join
     std::function<QString(double)> valueFormatter; ///< defaultTimeFormatter
-    QPen labelPen;                                 ///< black
-    QBrush labelBrush;                             ///< solid #AAFFF200
-    double labelFontScale = 1.0;                   ///< kept with the settings; not applied
-    double labelMargin = 5.0;                      ///< around the label text, device-independent pixels
+    QPen labelPen; ///< black
+    QBrush labelBrush; ///< solid #AAFFF200
+    double labelFontScale = 1.0; ///< kept with the settings; not applied
+    double labelMargin = 5.0; ///< around the label text, device-independent pixels
 };
 
 /**

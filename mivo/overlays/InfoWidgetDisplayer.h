@@ -21,7 +21,7 @@ class IInfoWidget;
 struct InfoWdigetDisplayerSettings
 {
     double spacing = 10.0; ///< horizontal gap between the info area and the panel
-    double margin = 30.0;  ///< distance the panel keeps from every edge of the drawing widget
+    double margin = 30.0; ///< distance the panel keeps from every edge of the drawing widget
 };
 
 /**

@@ -27,8 +27,8 @@ void TimeGridPaintHandler::setTimeFormatter(std::function<QString(double)> forma
 double TimeGridPaintHandler::gridStepFor(double span)
 {
     constexpr double day = 86400.0;
-    static constexpr std::array<double, 17> steps{0.1, 0.5, 1.0, 5.0, 10.0, 30.0, 60.0, 120.0, 180.0, 300.0,
-                                                  600.0, 1800.0, 3600.0, 7200.0, 21600.0, 43200.0, day};
+    static constexpr std::array<double, 17> steps{0.1,   0.5,   1.0,    5.0,    10.0,   30.0,    60.0,    120.0, 180.0,
+                                                  300.0, 600.0, 1800.0, 3600.0, 7200.0, 21600.0, 43200.0, day};
     if (span >= day) // whole days, rounded down, even below the span: kept
         return std::floor(span / 24.0 / 3600.0) * 24.0 * 3600.0;
     for (const double step : steps) {

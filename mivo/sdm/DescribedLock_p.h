@@ -28,8 +28,7 @@ namespace mivo::sdm {
  * in such builds the lock's life and every lock and unlock through Locker are described
  * to it, so it checks what the lock orders. Elsewhere this is the plain lock.
  */
-template <typename Lock>
-class DescribedLock
+template <typename Lock> class DescribedLock
 {
 public:
     DescribedLock()
@@ -46,7 +45,10 @@ public:
 #endif
     }
 
-    Lock& lock() { return m_lock; }
+    Lock& lock()
+    {
+        return m_lock;
+    }
 
 private:
     Q_DISABLE_COPY(DescribedLock)
@@ -56,8 +58,7 @@ private:
 
 /// Holds a DescribedLock for a scope: a QMutex always alone, a QReadWriteLock alone
 /// when @p Exclusive, shared otherwise.
-template <typename Lock, bool Exclusive>
-class Locker
+template <typename Lock, bool Exclusive> class Locker
 {
 public:
     explicit Locker(DescribedLock<Lock>& lock)

@@ -34,9 +34,8 @@ inline QRectF clippedForDrawing(const QRectF& rect, const QRectF& bounds)
     if (bottom < top)
         std::swap(top, bottom);
     // NaN goes to the low edge.
-    const auto into = [](double value, double low, double high) {
-        return !(value >= low) ? low : (value > high ? high : value);
-    };
+    const auto into
+        = [](double value, double low, double high) { return !(value >= low) ? low : (value > high ? high : value); };
     left = into(left, bounds.left(), bounds.right());
     right = into(right, bounds.left(), bounds.right());
     top = into(top, bounds.top(), bounds.bottom());

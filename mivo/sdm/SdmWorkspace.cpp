@@ -86,7 +86,6 @@ void prefetchForWriting(const QString& text)
 #endif
 }
 
-
 } // namespace
 
 class SdmWorkspace::Private
@@ -98,8 +97,7 @@ public:
     }
 
     // The items the index finds for @p predicate, in the order of its traversal.
-    template <typename Predicate>
-    QList<SdmWorkspaceItem> query(const Predicate& predicate)
+    template <typename Predicate> QList<SdmWorkspaceItem> query(const Predicate& predicate)
     {
         std::vector<const IndexValue*> hits;
         QList<SdmWorkspaceItem> items;

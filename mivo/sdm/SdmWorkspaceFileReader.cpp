@@ -25,8 +25,7 @@ using namespace workspacefile;
 // Each reader of a field returns a null string when the field is fine, else the message,
 // which names the field as @p prefix + key ("items[3]." + "x", or "" + "id" at the top).
 
-QString readString(const QJsonObject& object, QLatin1String key, const QString& prefix, bool required,
-                   QString* value)
+QString readString(const QJsonObject& object, QLatin1String key, const QString& prefix, bool required, QString* value)
 {
     const QJsonValue field = object.value(key);
     if (field.isUndefined())

@@ -10,8 +10,8 @@ namespace mivo::sdm {
 QDebug operator<<(QDebug debug, const SdmWorkspaceItem& item)
 {
     const QDebugStateSaver saver(debug);
-    debug.nospace() << "SdmWorkspaceItem(" << item.id << ", " << item.rect << ", marked " << item.marked
-                    << ", flagged " << item.flagged << ", userValue " << item.userValue << ')';
+    debug.nospace() << "SdmWorkspaceItem(" << item.id << ", " << item.rect << ", marked " << item.marked << ", flagged "
+                    << item.flagged << ", userValue " << item.userValue << ')';
     return debug;
 }
 

@@ -94,9 +94,9 @@ SdmWorkspaceItem SdmWorkspaceMouseHandler::frontItemAt(const QPointF& valuePoint
     const double tolerance = dpToPixel(m_widget, m_settings.hitTolerance);
     const QPointF span = m_widget.coordSystem().pixelToValueSpan(QPointF(tolerance, tolerance));
     // Corners given high first: the query normalises the rectangle.
-    QList<SdmWorkspaceItem> hits =
-        active->itemsIntersecting(QRectF(QPointF(valuePoint.x() + span.x(), valuePoint.y() + span.y()),
-                                         QPointF(valuePoint.x() - span.x(), valuePoint.y() - span.y())));
+    QList<SdmWorkspaceItem> hits
+        = active->itemsIntersecting(QRectF(QPointF(valuePoint.x() + span.x(), valuePoint.y() + span.y()),
+                                           QPointF(valuePoint.x() - span.x(), valuePoint.y() - span.y())));
     if (hits.isEmpty())
         return SdmWorkspaceItem();
     active->sortItemByZOrder(hits);

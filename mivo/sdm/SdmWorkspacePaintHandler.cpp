@@ -205,11 +205,10 @@ void SdmWorkspacePaintHandler::drawWorkspaceCaption(QPainter& painter, const std
 {
     painter.setFont(captionFont(m_widget.font(), m_settings.captionFontScale));
     // An emptied formatter writes the id, as the default does.
-    const QString text =
-        m_settings.captionFormatter ? m_settings.captionFormatter(workspace->id()) : workspace->id();
+    const QString text = m_settings.captionFormatter ? m_settings.captionFormatter(workspace->id()) : workspace->id();
     const double margin = dpToPixel(m_widget, m_settings.captionMargin);
-    QRectF textRect =
-        painter.boundingRect(QRectF(), Qt::TextSingleLine, text).adjusted(-margin, -margin, margin, margin);
+    QRectF textRect
+        = painter.boundingRect(QRectF(), Qt::TextSingleLine, text).adjusted(-margin, -margin, margin, margin);
     const QRectF widgetRect(m_widget.rect());
     const QRectF visible = m_widget.coordSystem().valueToPixel(workspace->extents()).intersected(widgetRect);
     textRect.moveBottomRight(visible.bottomRight());

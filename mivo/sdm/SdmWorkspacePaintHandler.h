@@ -36,8 +36,8 @@ struct SdmWorkspacePaintHandlerSettings
     /// Fill of inactive workspaces.
     QBrush inactiveWorkspaceBrush = QBrush(QColor::fromRgba(0x0FFFFBB3u), Qt::SolidPattern);
     /// Outline, marks and caption of the active workspace.
-    QPen activeWorkspacePen =
-        QPen(QBrush(QColor(0xFF, 0xE1, 0x00), Qt::SolidPattern), 3.0, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
+    QPen activeWorkspacePen
+        = QPen(QBrush(QColor(0xFF, 0xE1, 0x00), Qt::SolidPattern), 3.0, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
     /// Fill of the active workspace.
     QBrush activeWorkspaceBrush = QBrush(QColor::fromRgba(0x03FFE100u), Qt::SolidPattern);
     /// Margin around the caption text.

@@ -16,8 +16,7 @@
 
 namespace mivo::sdm {
 
-SdmWorkspaceToolTipHandler::SdmWorkspaceToolTipHandler(BaseDrawWidget& widget,
-                                                       const SdmWorkspaceRepository& repository)
+SdmWorkspaceToolTipHandler::SdmWorkspaceToolTipHandler(BaseDrawWidget& widget, const SdmWorkspaceRepository& repository)
     : m_widget(widget)
     , m_repository(repository)
 {
@@ -55,8 +54,7 @@ bool SdmWorkspaceToolTipHandler::handleToolTip(QHelpEvent* event, bool handled)
         return false;
     active->sortItemByZOrder(items);
     const SdmWorkspaceItem& front = items.constFirst();
-    const QString text =
-        m_settings.itemToolTipFormatter ? m_settings.itemToolTipFormatter(front.id) : front.id;
+    const QString text = m_settings.itemToolTipFormatter ? m_settings.itemToolTipFormatter(front.id) : front.id;
     // The tooltip hides once the mouse leaves the item. An item reaching far beyond the
     // widget is cut to near it first: its pixel rectangle would not fit into a QRect.
     const QRectF itemRect = coords.valueToPixel(front.rect);

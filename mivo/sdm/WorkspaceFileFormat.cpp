@@ -26,11 +26,12 @@ QString itemProblem(const SdmWorkspaceItem& item, const QString& place)
     if (item.id.isEmpty())
         return place + QStringLiteral(".id is empty");
     const QRectF& rect = item.rect;
-    const std::pair<QLatin1String, double> values[] = {
-        {xKey, rect.x()}, {yKey, rect.y()}, {widthKey, rect.width()}, {heightKey, rect.height()}};
+    const std::pair<QLatin1String, double> values[]
+        = {{xKey, rect.x()}, {yKey, rect.y()}, {widthKey, rect.width()}, {heightKey, rect.height()}};
     for (const auto& [key, value] : values) {
         if (!std::isfinite(value))
-            return place + QLatin1Char('.') + key + QStringLiteral(" is not finite (") + numberText(value) + QLatin1Char(')');
+            return place + QLatin1Char('.') + key + QStringLiteral(" is not finite (") + numberText(value)
+                + QLatin1Char(')');
     }
     if (rect.width() < 0)
         return place + QStringLiteral(".width is negative (") + numberText(rect.width()) + QLatin1Char(')');

@@ -12,8 +12,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -64,7 +64,7 @@ std::optional<TileLoadFailure> replyFailure(const QNetworkReply& reply)
 TileLoadFailure::Kind inflateFailureKind(const QString& error)
 {
     return error.startsWith(QLatin1String("inflates")) ? TileLoadFailure::Kind::TooLarge
-                                                        : TileLoadFailure::Kind::BadEncoding;
+                                                       : TileLoadFailure::Kind::BadEncoding;
 }
 
 TileLoadFailure cutShort()
@@ -294,8 +294,10 @@ BoundedBody BoundedBodyReader::take(QNetworkReply& reply, qint64 maximumBytes)
         return reader->result();
     // A reply the loader did not start (no reader): read what is there, within the limit.
     if (reply.bytesAvailable() > maximumBytes)
-        return {QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                        QStringLiteral("body is larger than %1 bytes").arg(maximumBytes)), {}};
+        return {QByteArray(),
+                failureOf(TileLoadFailure::Kind::TooLarge,
+                          QStringLiteral("body is larger than %1 bytes").arg(maximumBytes)),
+                {}};
     const QByteArray bytes = reply.read(maximumBytes);
     if (const std::optional<TileLoadFailure> failure = replyFailure(reply))
         return {bytes, failure, {}};
@@ -312,7 +314,8 @@ void BoundedBodyReader::release(QNetworkReply& reply)
 BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
 {
     const auto fileFailure = [&path](const QString& why) {
-        return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::FileError, path + QStringLiteral(": ") + why),
+        return BoundedBody{QByteArray(),
+                           failureOf(TileLoadFailure::Kind::FileError, path + QStringLiteral(": ") + why),
                            {}};
     };
     // Non-blocking: opening a FIFO for reading would otherwise wait for a writer.
@@ -330,10 +333,9 @@ BoundedBody readLocalFile(const QString& path, qint64 maximumBytes)
     if (!S_ISREG(status.st_mode))
         return fileFailure(QStringLiteral("not a regular file"));
     const auto tooLarge = [&] {
-        return BoundedBody{QByteArray(), failureOf(TileLoadFailure::Kind::TooLarge,
-                                                   QStringLiteral("%1: larger than %2 bytes")
-                                                       .arg(path)
-                                                       .arg(maximumBytes)),
+        return BoundedBody{QByteArray(),
+                           failureOf(TileLoadFailure::Kind::TooLarge,
+                                     QStringLiteral("%1: larger than %2 bytes").arg(path).arg(maximumBytes)),
                            {}};
     };
     if (status.st_size > maximumBytes)

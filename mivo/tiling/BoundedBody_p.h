@@ -89,9 +89,9 @@ private:
     qint64 m_wireBytes = 0;
     QByteArray m_body;
     std::unique_ptr<Decoder> m_decoder; // set once the header named an encoding
-    QSharedPointer<char> m_zeroCopy;    // Qt's buffer for the whole body, when it made one
+    QSharedPointer<char> m_zeroCopy; // Qt's buffer for the whole body, when it made one
     bool m_zeroCopyTaken = false;
-    QBasicTimer m_bodyTimer;            // started by the header
+    QBasicTimer m_bodyTimer; // started by the header
     bool m_headerSeen = false;
     std::optional<TileLoadFailure> m_refusal;
 };

@@ -16,9 +16,9 @@ namespace mivo::tiling {
  */
 struct TileAxis
 {
-    double basevalue = 1.0;      ///< value units per tile pixel at zoom level 0
-    quint16 tilesize = 256;      ///< pixels per tile along this axis
-    quint16 minzoomlevel = 0;    ///< finest level the server offers
+    double basevalue = 1.0; ///< value units per tile pixel at zoom level 0
+    quint16 tilesize = 256; ///< pixels per tile along this axis
+    quint16 minzoomlevel = 0; ///< finest level the server offers
     quint16 maxzoomlevel = 65535; ///< coarsest level the server offers
 };
 

@@ -20,7 +20,11 @@ constexpr char pngSignature[] = "\x89PNG\r\n\x1a\n";
 constexpr int signatureLength = 8;
 constexpr int chunkOverhead = 12; // length, type, CRC
 
-enum ColourType : quint8 { Grey = 0, Palette = 3 };
+enum ColourType : quint8
+{
+    Grey = 0,
+    Palette = 3
+};
 
 struct PngHeader
 {

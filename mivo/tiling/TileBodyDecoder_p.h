@@ -29,7 +29,11 @@ struct DecodedTileBody
 /// Which decoder takes an accepted 8-bit palette PNG: libspng (Fast, about a tenth
 /// less CPU than Qt's) or Qt's, as parseTile() does. Both give the same tile; Qt's is
 /// there to compare with, and takes every body libspng does not.
-enum class PngDecoder { Fast, Qt };
+enum class PngDecoder
+{
+    Fast,
+    Qt
+};
 
 /**
  * Decodes @p body as the tile @p id, refusing before decoding:

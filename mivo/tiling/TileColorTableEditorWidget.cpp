@@ -219,8 +219,7 @@ void TileColorTableEditorWidget::sl_rangeUpperSpinBoxChanged(double value)
     Q_EMIT si_colorTableDescriptorChanged(m_descriptor);
 }
 
-template <typename Adjust>
-void TileColorTableEditorWidget::adjustOtherBound(const Adjust& adjust)
+template <typename Adjust> void TileColorTableEditorWidget::adjustOtherBound(const Adjust& adjust)
 {
     // One slot clamping the other box runs the other slot, which moves this box's
     // bound in turn; that is as far as it goes with numbers. Values the boxes cannot

@@ -22,11 +22,11 @@ struct MIVO_EXPORT TileColorTableEditorWidgetSettings
     TileColorTableEditorWidgetSettings();
 
     double rangeMinimum = -127.0; ///< lowest value either spin box takes
-    double rangeMaximum = 127.0;  ///< highest value either spin box takes
-    double singleStep = 1.0;      ///< spin box step, and the least distance kept between the levels
-    int decimals = 0;             ///< decimals the spin boxes show
-    QString suffix;               ///< unit text behind the spin box values
-    int levelCount = 256;         ///< stored only; the widget does not use it
+    double rangeMaximum = 127.0; ///< highest value either spin box takes
+    double singleStep = 1.0; ///< spin box step, and the least distance kept between the levels
+    int decimals = 0; ///< decimals the spin boxes show
+    QString suffix; ///< unit text behind the spin box values
+    int levelCount = 256; ///< stored only; the widget does not use it
 };
 
 /**
@@ -107,8 +107,7 @@ private:
 
     void setupUi();
     void editColor(QPushButton* button, const QColor& color);
-    template <typename Adjust>
-    void adjustOtherBound(const Adjust& adjust);
+    template <typename Adjust> void adjustOtherBound(const Adjust& adjust);
     /// A modal colour chooser for @p button: the chosen colour, or @p initial when
     /// the user cancels. Not used by the widget itself.
     QColor selectColor(const QColor& initial, QPushButton* button);
@@ -117,7 +116,7 @@ private:
     TileColorTableEditorWidgetSettings m_settings;
     TileColorTableDescriptor m_descriptor;
     QPushButton* m_editedButton = nullptr; ///< the button the colour dialog edits; not owned
-    int m_boundAdjustmentDepth = 0;        ///< range slots moving the other box's bound, nested
+    int m_boundAdjustmentDepth = 0; ///< range slots moving the other box's bound, nested
 };
 
 } // namespace mivo::tiling

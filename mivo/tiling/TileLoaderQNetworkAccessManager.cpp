@@ -5,9 +5,9 @@
 
 #include "TileLoaderQNetworkAccessManager_p.h"
 
+#include "../core/Logging_p.h"
 #include "BoundedBody_p.h"
 #include "TileLoadFailureReporter_p.h"
-#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileLoaderThread.h>
 #include <mivo/tiling/TileServerProtocol.h>
@@ -214,8 +214,7 @@ void TileLoaderQNetworkAccessManager::loadTile(const TileId& tileId, bool highPr
 
 void TileLoaderQNetworkAccessManager::cancelTileLoad(const TileId& tileId)
 {
-    QMetaObject::invokeMethod(&d->workerFor(tileId), "sl_cancelLoadTile", Qt::AutoConnection,
-                              Q_ARG(TileId, tileId));
+    QMetaObject::invokeMethod(&d->workerFor(tileId), "sl_cancelLoadTile", Qt::AutoConnection, Q_ARG(TileId, tileId));
 }
 
 TileLoaderQNetworkAccessManagerSettings TileLoaderQNetworkAccessManager::settings() const

@@ -36,8 +36,8 @@ public:
 
     TileLoaderQNetworkAccessManager& q;
     QNetworkAccessManager* networkAccessManager; // child of this object
-    QString baseUrl;                             // null until a base URL is set
-    QList<TileLoaderThread*> workers;            // owned
+    QString baseUrl; // null until a base URL is set
+    QList<TileLoaderThread*> workers; // owned
     TileLoaderQNetworkAccessManagerSettings settings;
 
 public Q_SLOTS:

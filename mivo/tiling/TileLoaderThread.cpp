@@ -3,10 +3,10 @@
 
 #include <mivo/tiling/TileLoaderThread.h>
 
+#include "../core/Logging_p.h"
 #include "BoundedBody_p.h"
 #include "TileBodyDecoder_p.h"
 #include "TileLoadFailureReporter_p.h"
-#include "../core/Logging_p.h"
 
 #include <mivo/tiling/TileServerProtocol.h>
 

@@ -101,9 +101,9 @@ private:
     QString m_baseUrl;
     TileLoaderQNetworkAccessManagerSettings m_settings;
     QSize m_tileSize;
-    TileLoadFailureReporter* m_failureReporter;     // child of this object
+    TileLoadFailureReporter* m_failureReporter; // child of this object
     QNetworkAccessManager* m_networkAccessManager; // child of this object until shutdown
-    QMap<TileId, QNetworkReply*> m_pendingReplies;  // keyed and ordered by tile key
+    QMap<TileId, QNetworkReply*> m_pendingReplies; // keyed and ordered by tile key
 };
 
 } // namespace mivo::tiling

@@ -154,15 +154,14 @@ void TilePaintHandler::setTilePaintHandlerSettings(const TilePaintHandlerSetting
 }
 
 QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDescriptor& descriptor,
-                                                        const TileSystemDescriptor& levels,
-                                                        const QColor& noValueColor)
+                                                        const TileSystemDescriptor& levels, const QColor& noValueColor)
 {
     return buildColorTable(descriptor, levels, noValueColor, QGradientStops());
 }
 
 QVector<unsigned int> TilePaintHandler::buildColorTable(const TileColorTableDescriptor& descriptor,
-                                                        const TileSystemDescriptor& levels,
-                                                        const QColor& noValueColor, const QGradientStops& innerStops)
+                                                        const TileSystemDescriptor& levels, const QColor& noValueColor,
+                                                        const QGradientStops& innerStops)
 {
     const double range = levels.maxValue - levels.minValue;
     const double lowPosition = (descriptor.rangeLower - levels.minValue) / range;
@@ -206,8 +205,8 @@ void TilePaintHandler::sl_tileSystemChanged()
 
 void TilePaintHandler::sl_tileAvailable(const TileId& tileId)
 {
-    const QRectF area =
-        m_coordSystem.valueToPixel(m_tileSystem.tileIdToValue(tileId)).intersected(QRectF(m_widget.rect()));
+    const QRectF area
+        = m_coordSystem.valueToPixel(m_tileSystem.tileIdToValue(tileId)).intersected(QRectF(m_widget.rect()));
     if (area.width() > 0.0 && area.height() > 0.0)
         m_widget.update(area.toRect());
 }

@@ -34,7 +34,7 @@ class TileSystem;
 struct TilePaintHandlerSettings
 {
     QColor noValueColor = QColor(Qt::black); ///< entry 0 of colour tables built from now on
-    bool showDebugInfo = false;             ///< draw each tile's id and rectangles over it
+    bool showDebugInfo = false; ///< draw each tile's id and rectangles over it
 };
 
 /**

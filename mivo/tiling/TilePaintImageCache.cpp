@@ -67,8 +67,7 @@ QImage TilePaintImageCache::convert(const QImage& image)
 {
     // RGB32 where possible: the raster engine copies it line by line onto an opaque
     // target, where premultiplied ARGB would be blended pixel by pixel.
-    return image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
-                                                         : QImage::Format_RGB32);
+    return image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
 }
 
 void TilePaintImageCache::dropUntilFits(qint64 budget)

@@ -61,8 +61,7 @@ TileProvider::TileProvider(ITileLoader& loader, QObject* parent)
     , m_cache(defaultCacheSize)
 {
     // ITileProvider registered the meta types.
-    connect(&m_loader, &ITileLoader::si_tileSystemDescriptorLoaded, this,
-            &TileProvider::sl_tileSystemDescriptorLoaded);
+    connect(&m_loader, &ITileLoader::si_tileSystemDescriptorLoaded, this, &TileProvider::sl_tileSystemDescriptorLoaded);
     connect(&m_loader, &ITileLoader::si_tileSystemExtentsLoaded, this, &TileProvider::sl_tileSystemExtentsLoaded);
     connect(&m_loader, &ITileLoader::si_tileLoaded, this, &TileProvider::sl_tileLoaded);
     // Failed tiles are deliberately not observed: they stay pending.
@@ -161,12 +160,12 @@ QList<TileId> TileProvider::additionalTiles(const QList<TileId>& tiles)
                 if (dx == 0 && dy == 0)
                     continue;
                 // Unsigned arithmetic: left of column 0 is column 2^64 - 1.
-                additional.append(TileId(t.x + static_cast<quint64>(dx), t.y + static_cast<quint64>(dy),
-                                         t.xZoomLevel, t.yZoomLevel));
+                additional.append(
+                    TileId(t.x + static_cast<quint64>(dx), t.y + static_cast<quint64>(dy), t.xZoomLevel, t.yZoomLevel));
             }
         }
-        additional.append(TileId(t.x >> 1, t.y >> 1, static_cast<quint16>(t.xZoomLevel + 1),
-                                 static_cast<quint16>(t.yZoomLevel + 1)));
+        additional.append(
+            TileId(t.x >> 1, t.y >> 1, static_cast<quint16>(t.xZoomLevel + 1), static_cast<quint16>(t.yZoomLevel + 1)));
     }
     return additional;
 }
@@ -260,8 +259,8 @@ std::shared_ptr<Tile> TileProvider::lowResolutionTile(const TileId& tileId)
 void TileProvider::preloadBaseTiles(const QRectF& extents)
 {
     // The pending set is neither consulted nor updated for base tiles.
-    const QList<TileId> baseTiles =
-        m_tileSystem.tilesInRange(extents, m_tileSystem.x().maxzoomlevel, m_tileSystem.y().maxzoomlevel);
+    const QList<TileId> baseTiles
+        = m_tileSystem.tilesInRange(extents, m_tileSystem.x().maxzoomlevel, m_tileSystem.y().maxzoomlevel);
     // More than can stay resident: the coarsest level is no overview; preload nothing.
     if (quint64(baseTiles.size()) > maximumBaseTiles()) {
         qCDebug(lcTiling) << "coarsest level has" << baseTiles.size() << "tiles, more than the" << maximumBaseTiles()

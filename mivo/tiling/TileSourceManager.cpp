@@ -3,8 +3,8 @@
 
 #include <mivo/tiling/TileSourceManager.h>
 
-#include "BoundedBody_p.h"
 #include "../core/Logging_p.h"
+#include "BoundedBody_p.h"
 #include "TilingMetaTypes_p.h"
 
 #include <mivo/tiling/TileLoaderQNetworkAccessManager.h>

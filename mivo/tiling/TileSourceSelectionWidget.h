@@ -24,7 +24,7 @@ struct MIVO_EXPORT TileSourceSelectionWidgetSettings
     TileSourceSelectionWidgetSettings();
 
     std::function<QString(double)> frequencyFormatter; ///< Hz; default defaultFrequencyFormatter
-    std::function<QString(double)> timeFormatter;      ///< seconds since the epoch; default defaultTimeFormatter
+    std::function<QString(double)> timeFormatter; ///< seconds since the epoch; default defaultTimeFormatter
 };
 
 /**
@@ -83,7 +83,7 @@ private:
 
     TileSourceManager& m_tileSourceManager;
     TileSourceSelectionWidgetSettings m_settings;
-    QVBoxLayout* m_layout = nullptr;    ///< owned through the parent chain
+    QVBoxLayout* m_layout = nullptr; ///< owned through the parent chain
     QString m_activeTileSource;
     QMap<QString, QRadioButton*> m_buttons; ///< by source id; owned through the parent chain
 };

@@ -86,9 +86,7 @@ bool fitAxis(ViewAxis& view, quint64 budget)
 // Coarsens the axis with more tiles until the view takes no more than @p budget.
 bool fitView(ViewAxis& x, ViewAxis& y, quint64 budget)
 {
-    const auto total = [&] {
-        return x.count != 0 && y.count > budget / x.count ? budget + 1 : x.count * y.count;
-    };
+    const auto total = [&] { return x.count != 0 && y.count > budget / x.count ? budget + 1 : x.count * y.count; };
     for (int step = 0; step < 128 && total() > budget; ++step) {
         ViewAxis* wider = x.count >= y.count ? &x : &y;
         ViewAxis* other = wider == &x ? &y : &x;
@@ -134,8 +132,7 @@ void TileSystem::setExtents(const QRectF& extents)
 
 TileId TileSystem::valueToTileId(const QPointF& value, quint16 xZoomLevel, quint16 yZoomLevel) const
 {
-    return TileId(tileIndex(m_x, value.x(), xZoomLevel), tileIndex(m_y, value.y(), yZoomLevel), xZoomLevel,
-                  yZoomLevel);
+    return TileId(tileIndex(m_x, value.x(), xZoomLevel), tileIndex(m_y, value.y(), yZoomLevel), xZoomLevel, yZoomLevel);
 }
 
 QRectF TileSystem::tileIdToValue(const TileId& id) const

@@ -49,8 +49,8 @@ QString TileTooltipHandler::toolTipText(const QPointF& position) const
     const std::shared_ptr<Tile> tile = m_tileProvider.tile(tiles.constFirst());
     if (!tile)
         return text;
-    const QPoint pixel =
-        m_tileSystem.valueToPixelNr(probe, tile->tileId.xZoomLevel, tile->tileId.yZoomLevel).topLeft().toPoint();
+    const QPoint pixel
+        = m_tileSystem.valueToPixelNr(probe, tile->tileId.xZoomLevel, tile->tileId.yZoomLevel).topLeft().toPoint();
     // An image without that pixel (a broken tile) has no level to tell.
     if (!tile->image.valid(pixel) || tile->image.format() != QImage::Format_Indexed8)
         return text;

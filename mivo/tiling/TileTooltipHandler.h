@@ -25,8 +25,8 @@ struct MIVO_EXPORT TileTooltipHandlerSettings
     TileTooltipHandlerSettings();
 
     std::function<QString(double)> frequencyFormatter; ///< defaultFrequencyFormatter
-    std::function<QString(double)> timeFormatter;      ///< defaultTimeFormatter
-    std::function<QString(double)> levelFormatter;     ///< defaultLevelFormatter
+    std::function<QString(double)> timeFormatter; ///< defaultTimeFormatter
+    std::function<QString(double)> levelFormatter; ///< defaultLevelFormatter
 };
 
 /**

@@ -22,10 +22,7 @@ public:
         for (const auto& tile : qAsConst(tiles))
             tile->image.setColorTable(table);
     }
-    void setRequiredTiles(const QList<TileId>& required) override
-    {
-        requiredCalls.append(required);
-    }
+    void setRequiredTiles(const QList<TileId>& required) override { requiredCalls.append(required); }
     std::shared_ptr<Tile> tile(const TileId& id) override
     {
         asked.append(id);

@@ -114,8 +114,9 @@ public:
         text += QStringLiteral("        root %1;\n").arg(quoted(rootDirectory));
         // Answers start()'s readiness probe with this instance's token, so a probe can never
         // mistake another server that took the port for ours; left out of the access log.
-        text += QStringLiteral("        location = %1 { access_log off; default_type text/plain; return 200 \"%2\"; }\n")
-                    .arg(kReadyPath, readyToken);
+        text
+            += QStringLiteral("        location = %1 { access_log off; default_type text/plain; return 200 \"%2\"; }\n")
+                   .arg(kReadyPath, readyToken);
         text += QStringLiteral("    }\n}\n");
         return text;
     }
@@ -227,14 +228,16 @@ bool NginxServer::start(QString* error)
     if (program.isEmpty())
         return fail(QStringLiteral("nginx is not installed (looked for /usr/sbin/nginx and nginx in PATH)"));
     if (!isSafeForConfig(d->rootDirectory))
-        return fail(QStringLiteral("cannot serve %1: nginx's configuration cannot express that path").arg(d->rootDirectory));
+        return fail(
+            QStringLiteral("cannot serve %1: nginx's configuration cannot express that path").arg(d->rootDirectory));
 
     d->process.reset();
     d->prefix = std::make_unique<QTemporaryDir>();
     if (!d->prefix->isValid())
         return fail(QStringLiteral("cannot create a temporary directory for nginx: %1").arg(d->prefix->errorString()));
     if (!isSafeForConfig(d->prefix->path()))
-        return fail(QStringLiteral("the temporary directory %1 cannot be used in nginx's configuration").arg(d->prefix->path()));
+        return fail(QStringLiteral("the temporary directory %1 cannot be used in nginx's configuration")
+                        .arg(d->prefix->path()));
     d->readyToken = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const QString configFile = d->prefixFile(QStringLiteral("nginx.conf"));
     const QString errorLogFile = d->prefixFile(QStringLiteral("error.log"));
@@ -248,8 +251,8 @@ bool NginxServer::start(QString* error)
         QFile::remove(errorLogFile);
         QFile::remove(d->prefixFile(QStringLiteral("access.log")));
         QFile config(configFile);
-        if (!config.open(QIODevice::WriteOnly | QIODevice::Truncate)
-            || config.write(d->configuration().toUtf8()) < 0 || !config.flush())
+        if (!config.open(QIODevice::WriteOnly | QIODevice::Truncate) || config.write(d->configuration().toUtf8()) < 0
+            || !config.flush())
             return fail(QStringLiteral("cannot write %1: %2").arg(configFile, config.errorString()));
         config.close();
 
@@ -285,9 +288,8 @@ bool NginxServer::start(QString* error)
                 return true;
         }
         if (!portTaken && lastFailure.isEmpty())
-            lastFailure = d->failure(QStringLiteral("nginx did not answer on 127.0.0.1:%1 within %2 ms")
-                                         .arg(d->port)
-                                         .arg(kStartTimeoutMs));
+            lastFailure = d->failure(
+                QStringLiteral("nginx did not answer on 127.0.0.1:%1 within %2 ms").arg(d->port).arg(kStartTimeoutMs));
         const bool retry = portTaken || bindFailed(errorLogFile);
         d->stopProcess();
         d->port = 0;

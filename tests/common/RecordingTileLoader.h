@@ -21,8 +21,8 @@ public:
     void loadTileExtents() override { calls.append(QStringLiteral("loadTileExtents")); }
     void loadTile(const TileId& id, bool highPriority) override
     {
-        calls.append(QStringLiteral("loadTile(%1,%2)").arg(text(id), highPriority ? QStringLiteral("high")
-                                                                                  : QStringLiteral("normal")));
+        calls.append(QStringLiteral("loadTile(%1,%2)")
+                         .arg(text(id), highPriority ? QStringLiteral("high") : QStringLiteral("normal")));
     }
     void cancelTileLoad(const TileId& id) override { calls.append(QStringLiteral("cancel(%1)").arg(text(id))); }
 

@@ -16,8 +16,7 @@ class SignalLog : public QObject
 {
 public:
     /// Appends "<name>" for every emission of a signal without arguments.
-    template <typename Sender, typename Signal>
-    void watch(const Sender* sender, Signal signal, const QString& name)
+    template <typename Sender, typename Signal> void watch(const Sender* sender, Signal signal, const QString& name)
     {
         connect(sender, signal, this, [this, name] { m_entries.append(name); });
     }

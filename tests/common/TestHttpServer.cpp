@@ -72,7 +72,12 @@ struct SharedState
 
 struct PendingRequest
 {
-    enum class State { Waiting, Held, Ready };
+    enum class State
+    {
+        Waiting,
+        Held,
+        Ready
+    };
 
     quint64 sequence = 0;
     QString path;
@@ -103,23 +108,33 @@ struct Connection
     quint64 nextSequence = 0;
     qint64 bodyToSkip = 0;
     bool readingStopped = false; // a request ended the conversation: ignore what follows
-    bool closing = false;        // the last answer has been written
+    bool closing = false; // the last answer has been written
     std::unique_ptr<Stream> stream; // a generated body being sent; the last answer
 };
 
 QByteArray reasonPhrase(int status)
 {
     switch (status) {
-    case 200: return QByteArrayLiteral("OK");
-    case 301: return QByteArrayLiteral("Moved Permanently");
-    case 400: return QByteArrayLiteral("Bad Request");
-    case 404: return QByteArrayLiteral("Not Found");
-    case 405: return QByteArrayLiteral("Method Not Allowed");
-    case 408: return QByteArrayLiteral("Request Timeout");
-    case 429: return QByteArrayLiteral("Too Many Requests");
-    case 500: return QByteArrayLiteral("Internal Server Error");
-    case 503: return QByteArrayLiteral("Service Unavailable");
-    default: return QByteArrayLiteral("Unknown");
+    case 200:
+        return QByteArrayLiteral("OK");
+    case 301:
+        return QByteArrayLiteral("Moved Permanently");
+    case 400:
+        return QByteArrayLiteral("Bad Request");
+    case 404:
+        return QByteArrayLiteral("Not Found");
+    case 405:
+        return QByteArrayLiteral("Method Not Allowed");
+    case 408:
+        return QByteArrayLiteral("Request Timeout");
+    case 429:
+        return QByteArrayLiteral("Too Many Requests");
+    case 500:
+        return QByteArrayLiteral("Internal Server Error");
+    case 503:
+        return QByteArrayLiteral("Service Unavailable");
+    default:
+        return QByteArrayLiteral("Unknown");
     }
 }
 
@@ -187,8 +202,7 @@ public:
         m_wakeNotifier = std::make_unique<QSocketNotifier>(m_wakePipe[0], QSocketNotifier::Read);
         connect(m_wakeNotifier.get(), &QSocketNotifier::activated, this, [this] {
             char drain[64];
-            while (::read(m_wakePipe[0], drain, sizeof drain) > 0) {
-            }
+            while (::read(m_wakePipe[0], drain, sizeof drain) > 0) {}
             runCommands();
         });
         // Hundreds of clients may connect at once in a test.
@@ -253,9 +267,11 @@ private:
             connect(socket, &QTcpSocket::readyRead, this, [this, id] { read(id); });
             // Queued: the socket may emit these from inside our own write or close calls, while
             // a reference to its Connection is still in use.
-            connect(socket, &QTcpSocket::disconnected, this, [this, id] { drop(id); }, Qt::QueuedConnection);
-            connect(socket, &QAbstractSocket::errorOccurred, this,
-                    [this, id](QAbstractSocket::SocketError) { dropIfUnconnected(id); }, Qt::QueuedConnection);
+            connect(
+                socket, &QTcpSocket::disconnected, this, [this, id] { drop(id); }, Qt::QueuedConnection);
+            connect(
+                socket, &QAbstractSocket::errorOccurred, this,
+                [this, id](QAbstractSocket::SocketError) { dropIfUnconnected(id); }, Qt::QueuedConnection);
             std::lock_guard<std::mutex> lock(m_shared.mutex);
             ++m_shared.openConnections;
             ++m_shared.acceptedConnections;
@@ -376,8 +392,7 @@ private:
                 line.chop(1);
         }
         const QList<QByteArray> parts = lines.first().split(' ');
-        if (parts.size() != 3 || !isToken(parts.at(0)) || parts.at(1).isEmpty()
-            || !parts.at(2).startsWith("HTTP/1.")) {
+        if (parts.size() != 3 || !isToken(parts.at(0)) || parts.at(1).isEmpty() || !parts.at(2).startsWith("HTTP/1.")) {
             rejectAsBadRequest(connection);
             return;
         }
@@ -513,9 +528,12 @@ private:
         const QByteArray text = QByteArrayLiteral("text/plain");
 
         switch (request.protocolError) {
-        case 400: return send(400, text, "bad request\n");
-        case 405: return send(405, text, "method not allowed\n", "Allow: GET, HEAD\r\n");
-        default: break;
+        case 400:
+            return send(400, text, "bad request\n");
+        case 405:
+            return send(405, text, "method not allowed\n", "Allow: GET, HEAD\r\n");
+        default:
+            break;
         }
 
         Document document;
@@ -528,8 +546,8 @@ private:
             if (found)
                 document = it.value();
             int longest = -1;
-            for (auto prefix = m_shared.prefixDocuments.constBegin(); !found && prefix != m_shared.prefixDocuments.constEnd();
-                 ++prefix) {
+            for (auto prefix = m_shared.prefixDocuments.constBegin();
+                 !found && prefix != m_shared.prefixDocuments.constEnd(); ++prefix) {
                 if (request.path.startsWith(prefix.key()) && prefix.key().size() > longest) {
                     longest = prefix.key().size();
                     document = prefix.value();
@@ -560,8 +578,8 @@ private:
         case Fault::ServiceUnavailable:
             return send(503, text, "service unavailable\n");
         case Fault::TruncatedBody: {
-            const QByteArray body = found && !document.body.isEmpty()
-                ? document.body : QByteArray(kSyntheticBodyBytes, 'x');
+            const QByteArray body
+                = found && !document.body.isEmpty() ? document.body : QByteArray(kSyntheticBodyBytes, 'x');
             const QByteArray contentType = found ? document.contentType : text;
             socket->write(responseHead(200, contentType, body.size(), false));
             if (!head)
@@ -864,17 +882,21 @@ QByteArray TestHttpServer::compressedStream(qint64 length, const std::function<Q
 QByteArray TestHttpServer::gzipOfZeros(qint64 length)
 {
     const QByteArray zeros(1 << 20, '\0');
-    return compressedStream(length, [&zeros](qint64 n) { return zeros.left(int(n)); }, true);
+    return compressedStream(
+        length, [&zeros](qint64 n) { return zeros.left(int(n)); }, true);
 }
 
 QByteArray TestHttpServer::compressed(const QByteArray& data, bool gzip)
 {
     qint64 at = 0;
-    return compressedStream(data.size(), [&](qint64 n) {
-        const QByteArray piece = data.mid(int(at), int(n));
-        at += n;
-        return piece;
-    }, gzip);
+    return compressedStream(
+        data.size(),
+        [&](qint64 n) {
+            const QByteArray piece = data.mid(int(at), int(n));
+            at += n;
+            return piece;
+        },
+        gzip);
 }
 
 void TestHttpServer::setFault(const QString& path, Fault fault)

@@ -35,26 +35,28 @@ class TestHttpServer : public QObject
 
 public:
     /// What the server does with a request for a path, decided when the request arrives.
-    enum class Fault {
-        None,               ///< 200 with the document, or 404 when there is none
-        NotFound,           ///< 404
-        ServerError,        ///< 500
+    enum class Fault
+    {
+        None, ///< 200 with the document, or 404 when there is none
+        NotFound, ///< 404
+        ServerError, ///< 500
         CloseWithoutAnswer, ///< reads the request, then closes the connection without sending a byte
-        TruncatedBody,      ///< declares the Content-Length of the whole document, sends half of it, closes
-        NotPng,             ///< 200, Content-Type image/png, with a body that is no image at all
-        Hold,               ///< leaves the request unanswered until releaseHeld() or releaseAllHeld()
-        Redirect,           ///< 301 with "Location: /moved<path>" on this server
-        RequestTimeout,     ///< 408
-        TooManyRequests,    ///< 429
+        TruncatedBody, ///< declares the Content-Length of the whole document, sends half of it, closes
+        NotPng, ///< 200, Content-Type image/png, with a body that is no image at all
+        Hold, ///< leaves the request unanswered until releaseHeld() or releaseAllHeld()
+        Redirect, ///< 301 with "Location: /moved<path>" on this server
+        RequestTimeout, ///< 408
+        TooManyRequests, ///< 429
         ServiceUnavailable, ///< 503
     };
     Q_ENUM(Fault)
 
     /// How a generated body is delimited on the wire.
-    enum class Framing {
+    enum class Framing
+    {
         ContentLength, ///< "Content-Length" with the body's length (which must then be known)
-        Chunked,       ///< "Transfer-Encoding: chunked"
-        UntilClose,    ///< no length: the body ends when the server closes the connection
+        Chunked, ///< "Transfer-Encoding: chunked"
+        UntilClose, ///< no length: the body ends when the server closes the connection
     };
     Q_ENUM(Framing)
 

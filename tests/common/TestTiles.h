@@ -62,8 +62,7 @@ inline QByteArray indexedPng(int width, int height, const IndexRule& rule)
 /// that a wrong tile or a shifted pixel shows.
 inline int tilePixelIndex(const mivo::tiling::TileId& id, int x, int y)
 {
-    return int((id.x * 31 + id.y * 17 + id.xZoomLevel * 7 + id.yZoomLevel * 3 + quint64(x) + 2 * quint64(y)) % 255)
-        + 1;
+    return int((id.x * 31 + id.y * 17 + id.xZoomLevel * 7 + id.yZoomLevel * 3 + quint64(x) + 2 * quint64(y)) % 255) + 1;
 }
 
 inline QByteArray tilePng(const mivo::tiling::TileId& id, int tileSize = 16)

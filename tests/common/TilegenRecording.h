@@ -79,10 +79,10 @@ inline QString runTilegen(const Recording& recording, const QString& input, cons
 
 /// Two recordings far apart in frequency and time: 1 s at 100 MHz, and 0.5 s at
 /// 433.92 MHz a day later, each with its tone off the centre.
-inline const Recording alphaRecording{QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6,
-                                      1704110400.0, 48000, 5000.0};
-inline const Recording betaRecording{QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6,
-                                     1704200000.5, 48000, -12000.0};
+inline const Recording alphaRecording{
+    QStringLiteral("alpha"), QStringLiteral("Alpha band"), 48000.0, 100e6, 1704110400.0, 48000, 5000.0};
+inline const Recording betaRecording{
+    QStringLiteral("beta"), QStringLiteral("Beta band"), 96000.0, 433.92e6, 1704200000.5, 48000, -12000.0};
 
 /// A temporary directory into which mivo-tilegen writes the two recordings as the
 /// sources "alpha" and "beta" of /tiles, served by nginx.
@@ -115,10 +115,10 @@ struct ServedRecordings
 
 /// In a test function (initTestCase): skips without nginx, else starts @p served and
 /// fails the test when that goes wrong.
-#define MIVO_START_SERVED_RECORDINGS(served)                                                                   \
-    do {                                                                                                       \
-        if (!NginxServer::isAvailable())                                                                       \
-            QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");                      \
-        const QString servedError = (served).start();                                                          \
-        QVERIFY2(servedError.isEmpty(), qPrintable(servedError));                                              \
+#define MIVO_START_SERVED_RECORDINGS(served)                                                                           \
+    do {                                                                                                               \
+        if (!NginxServer::isAvailable())                                                                               \
+            QSKIP("nginx is not installed (scripts/install-deps installs nginx-light)");                               \
+        const QString servedError = (served).start();                                                                  \
+        QVERIFY2(servedError.isEmpty(), qPrintable(servedError));                                                      \
     } while (false)

@@ -65,10 +65,7 @@ private Q_SLOTS:
         QVERIFY(!axis.isAnimated());
     }
 
-    void metaObjectNamesTheClassInItsNamespace()
-    {
-        QCOMPARE(Axis::staticMetaObject.className(), "mivo::Axis");
-    }
+    void metaObjectNamesTheClassInItsNamespace() { QCOMPARE(Axis::staticMetaObject.className(), "mivo::Axis"); }
 
     void offsetAndScaleAreReadWriteProperties()
     {
@@ -91,8 +88,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("argumentName");
         QTest::newRow("offset") << QByteArray("si_offsetChanged(double)") << QByteArray("offset");
         QTest::newRow("scale") << QByteArray("si_scaleChanged(double)") << QByteArray("scale");
-        QTest::newRow("span") << QByteArray("si_displayedPixelSpanChanged(double)")
-                              << QByteArray("pixelSpan");
+        QTest::newRow("span") << QByteArray("si_displayedPixelSpanChanged(double)") << QByteArray("pixelSpan");
     }
 
     void signalsNameTheirArguments()

@@ -21,8 +21,8 @@
 #include <QPainter>
 #include <QPointer>
 #include <QScreen>
-#include <QSurfaceFormat>
 #include <QSignalSpy>
+#include <QSurfaceFormat>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -40,12 +40,11 @@ using CallLog = QStringList;
 
 QString entry(const QString& handler, const char* operation, bool handled)
 {
-    return QStringLiteral("%1.%2(%3)").arg(handler, QLatin1String(operation),
-                                           handled ? QStringLiteral("true") : QStringLiteral("false"));
+    return QStringLiteral("%1.%2(%3)")
+        .arg(handler, QLatin1String(operation), handled ? QStringLiteral("true") : QStringLiteral("false"));
 }
 
-class RecordingMouseHandler : public mivo::IMouseHandler,
-                              public std::enable_shared_from_this<RecordingMouseHandler>
+class RecordingMouseHandler : public mivo::IMouseHandler, public std::enable_shared_from_this<RecordingMouseHandler>
 {
 public:
     RecordingMouseHandler(QString name, CallLog& log, bool takes, QWidget* widget = nullptr,
@@ -95,7 +94,9 @@ class RecordingKeyboardHandler : public mivo::IKeyboardHandler
 {
 public:
     RecordingKeyboardHandler(QString name, CallLog& log, bool takes)
-        : m_name(std::move(name)), m_log(log), m_takes(takes)
+        : m_name(std::move(name))
+        , m_log(log)
+        , m_takes(takes)
     {
     }
     bool handleKeyPress(QKeyEvent*, bool handled) override
@@ -119,7 +120,9 @@ class RecordingToolTipHandler : public mivo::IToolTipHandler
 {
 public:
     RecordingToolTipHandler(QString name, CallLog& log, bool takes)
-        : m_name(std::move(name)), m_log(log), m_takes(takes)
+        : m_name(std::move(name))
+        , m_log(log)
+        , m_takes(takes)
     {
     }
     bool handleToolTip(QHelpEvent* event, bool handled) override
@@ -151,14 +154,20 @@ struct PainterState
 
     static PainterState of(const QPainter& painter)
     {
-        return {painter.pen(), painter.brush(), painter.font(), painter.transform(), painter.renderHints(),
-                painter.opacity(), painter.compositionMode(), painter.hasClipping(), painter.clipRegion()};
+        return {painter.pen(),
+                painter.brush(),
+                painter.font(),
+                painter.transform(),
+                painter.renderHints(),
+                painter.opacity(),
+                painter.compositionMode(),
+                painter.hasClipping(),
+                painter.clipRegion()};
     }
     bool operator==(const PainterState& o) const
     {
-        return pen == o.pen && brush == o.brush && font == o.font && transform == o.transform
-            && hints == o.hints && opacity == o.opacity && composition == o.composition
-            && clipping == o.clipping && clip == o.clip;
+        return pen == o.pen && brush == o.brush && font == o.font && transform == o.transform && hints == o.hints
+            && opacity == o.opacity && composition == o.composition && clipping == o.clipping && clip == o.clip;
     }
 };
 
@@ -168,7 +177,9 @@ class RecordingPaintHandler : public mivo::IPaintHandler
 {
 public:
     RecordingPaintHandler(QString name, CallLog& log, std::function<void(QPainter&)> paint = {})
-        : m_name(std::move(name)), m_log(log), m_paint(std::move(paint))
+        : m_name(std::move(name))
+        , m_log(log)
+        , m_paint(std::move(paint))
     {
     }
     void handlePaint(QPainter& painter) override
@@ -217,14 +228,13 @@ public:
 class ExposedDrawWidget : public BaseDrawWidget
 {
 public:
+    using BaseDrawWidget::event;
     using BaseDrawWidget::mouseMoveEvent;
     using BaseDrawWidget::mousePressEvent;
-    using BaseDrawWidget::event;
     using BaseDrawWidget::toolTipEvent;
 };
 
-void sendMouse(QWidget& widget, QEvent::Type type, const QPoint& position,
-               Qt::MouseButton button = Qt::LeftButton)
+void sendMouse(QWidget& widget, QEvent::Type type, const QPoint& position, Qt::MouseButton button = Qt::LeftButton)
 {
     const Qt::MouseButtons buttons = type == QEvent::MouseButtonRelease || type == QEvent::MouseMove
         ? Qt::MouseButtons(Qt::NoButton)
@@ -235,8 +245,8 @@ void sendMouse(QWidget& widget, QEvent::Type type, const QPoint& position,
 
 void sendWheel(QWidget& widget, const QPoint& position)
 {
-    QWheelEvent event(position, widget.mapToGlobal(position), QPoint(), QPoint(0, 120), Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QWheelEvent event(position, widget.mapToGlobal(position), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
     QApplication::sendEvent(&widget, &event);
 }
 
@@ -288,8 +298,7 @@ private:
     }
 
     // Paints once and waits until the paint has happened.
-    static void paintNow(BaseDrawWidget& widget, const QList<PainterState>& states,
-                         const QRect& area = QRect())
+    static void paintNow(BaseDrawWidget& widget, const QList<PainterState>& states, const QRect& area = QRect())
     {
         const int before = states.size();
         area.isNull() ? widget.update() : widget.update(area);
@@ -298,12 +307,12 @@ private:
 
     void addBlueThenRedLayers(BaseDrawWidget& widget)
     {
-        widget.addPaintHandler(std::make_shared<RecordingPaintHandler>(
-            QStringLiteral("blue"), m_log, [](QPainter& painter) {
+        widget.addPaintHandler(
+            std::make_shared<RecordingPaintHandler>(QStringLiteral("blue"), m_log, [](QPainter& painter) {
                 painter.fillRect(QRect(0, 0, 200, 100), Qt::blue);
             }));
-        widget.addPaintHandler(std::make_shared<RecordingPaintHandler>(
-            QStringLiteral("red"), m_log, [](QPainter& painter) {
+        widget.addPaintHandler(
+            std::make_shared<RecordingPaintHandler>(QStringLiteral("red"), m_log, [](QPainter& painter) {
                 painter.fillRect(QRect(50, 25, 100, 50), Qt::red);
             }));
     }
@@ -383,8 +392,10 @@ private Q_SLOTS:
         QRect announced;
         connect(&widget, &BaseDrawWidget::si_widgetResized, this, [&](const QRect& size) {
             log.append(QStringLiteral("resized %1x%2 at spans %3x%4")
-                           .arg(size.width()).arg(size.height())
-                           .arg(coords.x().displayedPixelSpan()).arg(coords.y().displayedPixelSpan()));
+                           .arg(size.width())
+                           .arg(size.height())
+                           .arg(coords.x().displayedPixelSpan())
+                           .arg(coords.y().displayedPixelSpan()));
             announced = size;
         });
         widget.resize(300, 200);
@@ -404,9 +415,9 @@ private Q_SLOTS:
         widget.resize(300, 120);
         QTRY_COMPARE(resized.count(), 1);
         QCOMPARE(resized.at(0).at(0).toRect(), QRect(0, 0, 300, 120));
-        QCOMPARE(log.entries(), (QStringList{QStringLiteral("range"), QStringLiteral("span"),
-                                             QStringLiteral("y.span(120)"),
-                                             QStringLiteral("resized 300x120 at spans 300x120")}));
+        QCOMPARE(log.entries(),
+                 (QStringList{QStringLiteral("range"), QStringLiteral("span"), QStringLiteral("y.span(120)"),
+                              QStringLiteral("resized 300x120 at spans 300x120")}));
     }
 
     void resizeKeepsOffsetAndScale()
@@ -438,8 +449,9 @@ private Q_SLOTS:
         m_log.clear();
         paintNow(widget, top->states);
         m_log = m_log.mid(0, 3);
-        QCOMPARE(m_log, (QStringList{QStringLiteral("bottom.paint"), QStringLiteral("middle.paint"),
-                                     QStringLiteral("top.paint")}));
+        QCOMPARE(m_log,
+                 (QStringList{QStringLiteral("bottom.paint"), QStringLiteral("middle.paint"),
+                              QStringLiteral("top.paint")}));
     }
 
     void layersCannotLeakPainterStateIntoTheNext()
@@ -511,9 +523,10 @@ private Q_SLOTS:
         BaseDrawWidget& widget = showWidget(QSize(120, 80));
         QColor colour = Qt::red;
         // Fills the whole widget: only the clip keeps it to the repainted region.
-        auto layer = std::make_shared<RecordingPaintHandler>(
-            QStringLiteral("layer"), m_log,
-            [&colour, &widget](QPainter& painter) { painter.fillRect(widget.rect(), colour); });
+        auto layer = std::make_shared<RecordingPaintHandler>(QStringLiteral("layer"), m_log,
+                                                             [&colour, &widget](QPainter& painter) {
+                                                                 painter.fillRect(widget.rect(), colour);
+                                                             });
         widget.addPaintHandler(layer);
         paintNow(widget, layer->states);
         QTRY_COMPARE(framebufferContent(widget).pixel(100, 70), qRgb(255, 0, 0));
@@ -539,7 +552,8 @@ private Q_SLOTS:
             for (int x = 0; x < framebuffer.width(); ++x) {
                 const QRgb expected = area.contains(x, y) ? qRgb(0, 255, 0) : qRgb(255, 0, 0);
                 if (framebuffer.pixel(x, y) != expected)
-                    QFAIL(qPrintable(QStringLiteral("pixel %1,%2 is %3").arg(x).arg(y).arg(framebuffer.pixel(x, y), 0, 16)));
+                    QFAIL(qPrintable(
+                        QStringLiteral("pixel %1,%2 is %3").arg(x).arg(y).arg(framebuffer.pixel(x, y), 0, 16)));
             }
         }
     }
@@ -620,9 +634,10 @@ private Q_SLOTS:
             return QStringLiteral("%1.%2(%3)").arg(QLatin1String(name), operation, QLatin1String(flag));
         };
         // Nobody stops the chain; after every event the cursor is asked for in order.
-        QCOMPARE(m_log, (QStringList{call("a", "false"), call("b", "false"), call("c", "true"),
-                                     call("d", "true"), QStringLiteral("a.cursor"), QStringLiteral("b.cursor"),
-                                     QStringLiteral("c.cursor"), QStringLiteral("d.cursor")}));
+        QCOMPARE(m_log,
+                 (QStringList{call("a", "false"), call("b", "false"), call("c", "true"), call("d", "true"),
+                              QStringLiteral("a.cursor"), QStringLiteral("b.cursor"), QStringLiteral("c.cursor"),
+                              QStringLiteral("d.cursor")}));
     }
 
     void wheelReachesEveryHandlerButAsksForNoCursor()
@@ -642,15 +657,16 @@ private Q_SLOTS:
     {
         BaseDrawWidget& widget = showWidget();
         widget.addMouseHandler(std::make_shared<RecordingMouseHandler>(QStringLiteral("a"), m_log, false));
-        widget.addMouseHandler(std::make_shared<RecordingMouseHandler>(
-            QStringLiteral("b"), m_log, false, &widget, Qt::CrossCursor, true));
-        widget.addMouseHandler(std::make_shared<RecordingMouseHandler>(
-            QStringLiteral("c"), m_log, true, &widget, Qt::PointingHandCursor, true));
+        widget.addMouseHandler(
+            std::make_shared<RecordingMouseHandler>(QStringLiteral("b"), m_log, false, &widget, Qt::CrossCursor, true));
+        widget.addMouseHandler(std::make_shared<RecordingMouseHandler>(QStringLiteral("c"), m_log, true, &widget,
+                                                                       Qt::PointingHandCursor, true));
         m_log.clear();
         sendMouse(widget, QEvent::MouseMove, QPoint(40, 30));
-        QCOMPARE(m_log, (QStringList{QStringLiteral("a.move(false)"), QStringLiteral("b.move(false)"),
-                                     QStringLiteral("c.move(false)"), QStringLiteral("a.cursor"),
-                                     QStringLiteral("b.cursor")}));
+        QCOMPARE(m_log,
+                 (QStringList{QStringLiteral("a.move(false)"), QStringLiteral("b.move(false)"),
+                              QStringLiteral("c.move(false)"), QStringLiteral("a.cursor"),
+                              QStringLiteral("b.cursor")}));
         QCOMPARE(widget.cursor().shape(), Qt::CrossCursor);
     }
 
@@ -703,8 +719,7 @@ private Q_SLOTS:
         auto handler = std::make_shared<RecordingMouseHandler>(QStringLiteral("a"), m_log, true);
         widget.addMouseHandler(handler);
         for (const bool accepted : {false, true}) {
-            QMouseEvent press(QEvent::MouseButtonPress, QPointF(1, 1), Qt::LeftButton, Qt::LeftButton,
-                              Qt::NoModifier);
+            QMouseEvent press(QEvent::MouseButtonPress, QPointF(1, 1), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
             press.setAccepted(accepted);
             widget.mousePressEvent(&press);
             QCOMPARE(press.isAccepted(), accepted);
@@ -721,15 +736,15 @@ private Q_SLOTS:
         widget.addMouseHandler(std::make_shared<RecordingMouseHandler>(QStringLiteral("a"), m_log, false));
         m_log.clear();
         QTest::mouseClick(&widget, Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
-        QCOMPARE(m_log, (QStringList{QStringLiteral("a.press(false)"), QStringLiteral("a.cursor"),
-                                     QStringLiteral("a.release(false)"), QStringLiteral("a.cursor")}));
+        QCOMPARE(m_log,
+                 (QStringList{QStringLiteral("a.press(false)"), QStringLiteral("a.cursor"),
+                              QStringLiteral("a.release(false)"), QStringLiteral("a.cursor")}));
     }
 
     void defaultMouseHandlerTakesNothing()
     {
         mivo::IMouseHandler handler;
-        QMouseEvent event(QEvent::MouseButtonPress, QPointF(1, 1), Qt::LeftButton, Qt::LeftButton,
-                          Qt::NoModifier);
+        QMouseEvent event(QEvent::MouseButtonPress, QPointF(1, 1), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
         QWheelEvent wheel(QPointF(1, 1), QPointF(1, 1), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
                           Qt::NoScrollPhase, false);
         QVERIFY(!handler.handleMousePress(&event, false));
@@ -754,9 +769,10 @@ private Q_SLOTS:
         widget.addKeyboardHandler(std::make_shared<RecordingKeyboardHandler>(QStringLiteral("c"), m_log, true));
         QTest::keyPress(&widget, Qt::Key_A);
         QTest::keyRelease(&widget, Qt::Key_A);
-        QCOMPARE(m_log, (QStringList{QStringLiteral("a.keyPress(false)"), QStringLiteral("b.keyPress(true)"),
-                                     QStringLiteral("c.keyPress(true)"), QStringLiteral("a.keyRelease(false)"),
-                                     QStringLiteral("b.keyRelease(true)"), QStringLiteral("c.keyRelease(true)")}));
+        QCOMPARE(m_log,
+                 (QStringList{QStringLiteral("a.keyPress(false)"), QStringLiteral("b.keyPress(true)"),
+                              QStringLiteral("c.keyPress(true)"), QStringLiteral("a.keyRelease(false)"),
+                              QStringLiteral("b.keyRelease(true)"), QStringLiteral("c.keyRelease(true)")}));
     }
 
     // Tooltips
@@ -782,8 +798,9 @@ private Q_SLOTS:
         widget.addToolTipHandler(third);
         QHelpEvent help(QEvent::ToolTip, QPoint(12, 34), widget.mapToGlobal(QPoint(12, 34)));
         QVERIFY(QApplication::sendEvent(&widget, &help));
-        QCOMPARE(m_log, (QStringList{QStringLiteral("a.toolTip(false)"), QStringLiteral("b.toolTip(false)"),
-                                     QStringLiteral("c.toolTip(true)")}));
+        QCOMPARE(m_log,
+                 (QStringList{QStringLiteral("a.toolTip(false)"), QStringLiteral("b.toolTip(false)"),
+                              QStringLiteral("c.toolTip(true)")}));
         QCOMPARE(third->lastPosition, QPoint(12, 34));
     }
 
@@ -823,20 +840,29 @@ private Q_SLOTS:
         struct Paint : mivo::IPaintHandler
         {
             Watch watch;
-            explicit Paint(Watch w) : watch(std::move(w)) {}
+            explicit Paint(Watch w)
+                : watch(std::move(w))
+            {
+            }
             ~Paint() override { watch.died(); }
             void handlePaint(QPainter&) override {}
         };
         struct Mouse : mivo::IMouseHandler
         {
             Watch watch;
-            explicit Mouse(Watch w) : watch(std::move(w)) {}
+            explicit Mouse(Watch w)
+                : watch(std::move(w))
+            {
+            }
             ~Mouse() override { watch.died(); }
         };
         struct Keys : mivo::IKeyboardHandler
         {
             Watch watch;
-            explicit Keys(Watch w) : watch(std::move(w)) {}
+            explicit Keys(Watch w)
+                : watch(std::move(w))
+            {
+            }
             ~Keys() override { watch.died(); }
             bool handleKeyPress(QKeyEvent*, bool) override { return false; }
             bool handleKeyRelease(QKeyEvent*, bool) override { return false; }
@@ -844,7 +870,10 @@ private Q_SLOTS:
         struct Tips : mivo::IToolTipHandler
         {
             Watch watch;
-            explicit Tips(Watch w) : watch(std::move(w)) {}
+            explicit Tips(Watch w)
+                : watch(std::move(w))
+            {
+            }
             ~Tips() override { watch.died(); }
             bool handleToolTip(QHelpEvent*, bool) override { return false; }
         };
@@ -860,8 +889,9 @@ private Q_SLOTS:
         QSignalSpy coordsDestroyed(coords, &QObject::destroyed);
         widget.reset();
         QCOMPARE(coordsDestroyed.count(), 1);
-        QCOMPARE(m_log, (QStringList{QStringLiteral("tips died, view alive"), QStringLiteral("keys died, view alive"),
-                                     QStringLiteral("mouse died, view alive"), QStringLiteral("paint died, view alive")}));
+        QCOMPARE(m_log,
+                 (QStringList{QStringLiteral("tips died, view alive"), QStringLiteral("keys died, view alive"),
+                              QStringLiteral("mouse died, view alive"), QStringLiteral("paint died, view alive")}));
         // A handler somebody else still holds outlives the widget.
         QCOMPARE(shared.use_count(), 1L);
         m_log.clear();

@@ -138,10 +138,18 @@ private Q_SLOTS:
         QSignalSpy rangeSpy(&coords, &CoordSystem::si_displayedValueRangeChanged);
         QSignalSpy spanSpy(&coords, &CoordSystem::si_displayedPixelSpanChanged);
         switch (change) {
-        case 0: coords.x().setOffset(3.0); break;
-        case 1: coords.y().setOffset(3.0); break;
-        case 2: coords.x().setScale(3.0); break;
-        case 3: coords.y().setScale(3.0); break;
+        case 0:
+            coords.x().setOffset(3.0);
+            break;
+        case 1:
+            coords.y().setOffset(3.0);
+            break;
+        case 2:
+            coords.x().setScale(3.0);
+            break;
+        case 3:
+            coords.y().setScale(3.0);
+            break;
         }
         QCOMPARE(rangeSpy.count(), 1);
         QCOMPARE(spanSpy.count(), 0);
@@ -171,8 +179,9 @@ private Q_SLOTS:
         log.watch(&coords, &CoordSystem::si_displayedValueRangeChanged, QStringLiteral("range"));
         log.watch(&coords, &CoordSystem::si_displayedPixelSpanChanged, QStringLiteral("span"));
         coords.x().setDisplayedPixelSpan(250.0); // scale 8 -> 4, offset 200 -> 0
-        QCOMPARE(log.entries(), (QStringList{QStringLiteral("range"), QStringLiteral("span"),
-                                             QStringLiteral("range"), QStringLiteral("range")}));
+        QCOMPARE(log.entries(),
+                 (QStringList{QStringLiteral("range"), QStringLiteral("span"), QStringLiteral("range"),
+                              QStringLiteral("range")}));
     }
 
     void isAnimatedWhenEitherAxisAnimates()
@@ -247,7 +256,7 @@ private Q_SLOTS:
         setSpans(coords, 100.0, 100.0);
         coords.setDisplayedValueCenter(QPointF(980.0, 10.0), 2.0, 1.0);
         QCOMPARE(coords.x().offset(), 800.0); // 880 would show up to 1080
-        QCOMPARE(coords.y().offset(), 0.0);   // -40 is below the default limit 0
+        QCOMPARE(coords.y().offset(), 0.0); // -40 is below the default limit 0
     }
 
     void centreSetsXBeforeYAndScaleBeforeOffset()
@@ -260,8 +269,9 @@ private Q_SLOTS:
         log.watchValue(&coords.y(), &Axis::si_offsetChanged, QStringLiteral("y.offset"));
         log.watchValue(&coords.y(), &Axis::si_scaleChanged, QStringLiteral("y.scale"));
         coords.setDisplayedValueCenter(QPointF(500.0, 300.0), 2.0, 4.0);
-        QCOMPARE(log.entries(), (QStringList{QStringLiteral("x.scale(2)"), QStringLiteral("x.offset(400)"),
-                                             QStringLiteral("y.scale(4)"), QStringLiteral("y.offset(100)")}));
+        QCOMPARE(log.entries(),
+                 (QStringList{QStringLiteral("x.scale(2)"), QStringLiteral("x.offset(400)"),
+                              QStringLiteral("y.scale(4)"), QStringLiteral("y.offset(100)")}));
     }
 
     // Animated zooms

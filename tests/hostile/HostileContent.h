@@ -65,7 +65,7 @@ inline QByteArray gifWithScreen(quint16 width, quint16 height)
     gif.append(char(0x80)).append('\0').append('\0'); // a global table of two colours
     gif.append(QByteArray::fromHex("000000ffffff"));
     gif.append(QByteArray::fromHex("2c0000000001000100")); // the image: 1 x 1 at (0, 0)
-    gif.append(QByteArray::fromHex("02024401003b"));       // its pixel, then the trailer
+    gif.append(QByteArray::fromHex("02024401003b")); // its pixel, then the trailer
     return gif;
 }
 

@@ -97,13 +97,20 @@ void report(const QString& line)
 QString failureName(TileLoadFailure::Kind kind)
 {
     switch (kind) {
-    case TileLoadFailure::Kind::Network: return QStringLiteral("Network");
-    case TileLoadFailure::Kind::HttpError: return QStringLiteral("HttpError");
-    case TileLoadFailure::Kind::Timeout: return QStringLiteral("Timeout");
-    case TileLoadFailure::Kind::ConnectionClosed: return QStringLiteral("ConnectionClosed");
-    case TileLoadFailure::Kind::TooLarge: return QStringLiteral("TooLarge");
-    case TileLoadFailure::Kind::BadEncoding: return QStringLiteral("BadEncoding");
-    case TileLoadFailure::Kind::FileError: return QStringLiteral("FileError");
+    case TileLoadFailure::Kind::Network:
+        return QStringLiteral("Network");
+    case TileLoadFailure::Kind::HttpError:
+        return QStringLiteral("HttpError");
+    case TileLoadFailure::Kind::Timeout:
+        return QStringLiteral("Timeout");
+    case TileLoadFailure::Kind::ConnectionClosed:
+        return QStringLiteral("ConnectionClosed");
+    case TileLoadFailure::Kind::TooLarge:
+        return QStringLiteral("TooLarge");
+    case TileLoadFailure::Kind::BadEncoding:
+        return QStringLiteral("BadEncoding");
+    case TileLoadFailure::Kind::FileError:
+        return QStringLiteral("FileError");
     }
     return QString();
 }
@@ -199,9 +206,9 @@ int runSourcesCase(const QStringList& arguments)
 // distinct tiles have arrived, each view waited for.
 int runSessionCase(const QStringList& arguments)
 {
-    const viewer::ViewerOptionsResult parsed = viewer::parseViewerOptions(
-        {QStringLiteral("mivo-viewer"), arguments.value(0), QStringLiteral("--cache-mb"), arguments.value(1),
-         QStringLiteral("--size"), QStringLiteral("1280x800")});
+    const viewer::ViewerOptionsResult parsed
+        = viewer::parseViewerOptions({QStringLiteral("mivo-viewer"), arguments.value(0), QStringLiteral("--cache-mb"),
+                                      arguments.value(1), QStringLiteral("--size"), QStringLiteral("1280x800")});
     if (!parsed.options) {
         report(QStringLiteral("outcome: options refused: %1").arg(parsed.error));
         return 0;
@@ -224,8 +231,8 @@ int runSessionCase(const QStringList& arguments)
         if (!QTest::qWaitFor([&] { return view.unsettledTileCount() == 0; }, 60000))
             return 2;
     }
-    report(QStringLiteral("outcome: %1 tiles").arg(arrived.size() >= 5000 ? QStringLiteral("5000+")
-                                                                          : QString::number(arrived.size())));
+    report(QStringLiteral("outcome: %1 tiles")
+               .arg(arrived.size() >= 5000 ? QStringLiteral("5000+") : QString::number(arrived.size())));
     report(QStringLiteral("cached: %1").arg(view.provider().cache().size()));
     return 0;
 }
@@ -252,7 +259,7 @@ int runChild(int argc, char** argv)
 
 struct Bounds
 {
-    int seconds;  ///< the case must end within this
+    int seconds; ///< the case must end within this
     qint64 megabytes; ///< its peak resident memory must stay below this
 };
 
@@ -345,13 +352,14 @@ ChildRun runViewer(const QStringList& arguments, const Bounds& bounds)
     return runWatched(QStringLiteral(VIEWER_EXECUTABLE), arguments, bounds);
 }
 
-#define CHECK_BOUNDS(run, bounds)                                                                                  \
-    do {                                                                                                           \
-        qInfo("%lld ms, peak %lld MiB", (run).elapsedMs, (run).peakKb / 1024);                                     \
-        QVERIFY2((run).finished, qPrintable((run).describe()));                                                    \
-        QVERIFY2((run).elapsedMs <= qint64((bounds).seconds) * 1000 * slowdown, qPrintable((run).describe()));     \
-        if (memoryIsMeasured)                                                                                      \
-            QVERIFY2((run).peakKb <= ((bounds).megabytes + sanitizerAllowanceMb) * 1024, qPrintable((run).describe())); \
+#define CHECK_BOUNDS(run, bounds)                                                                                      \
+    do {                                                                                                               \
+        qInfo("%lld ms, peak %lld MiB", (run).elapsedMs, (run).peakKb / 1024);                                         \
+        QVERIFY2((run).finished, qPrintable((run).describe()));                                                        \
+        QVERIFY2((run).elapsedMs <= qint64((bounds).seconds) * 1000 * slowdown, qPrintable((run).describe()));         \
+        if (memoryIsMeasured)                                                                                          \
+            QVERIFY2((run).peakKb <= ((bounds).megabytes + sanitizerAllowanceMb) * 1024,                               \
+                     qPrintable((run).describe()));                                                                    \
     } while (false)
 
 } // namespace
@@ -381,8 +389,13 @@ private:
 
     QStringList screenshotArguments(const QString& file, int timeoutSeconds = 20) const
     {
-        return {url(), QStringLiteral("--screenshot"), file, QStringLiteral("--timeout"),
-                QString::number(timeoutSeconds), QStringLiteral("--size"), QStringLiteral("640x400")};
+        return {url(),
+                QStringLiteral("--screenshot"),
+                file,
+                QStringLiteral("--timeout"),
+                QString::number(timeoutSeconds),
+                QStringLiteral("--size"),
+                QStringLiteral("640x400")};
     }
 
 private Q_SLOTS:
@@ -422,8 +435,9 @@ private Q_SLOTS:
     {
         QFETCH(QString, document);
         QFETCH(GeneratedBody, body);
-        const QString path = source + (document == QLatin1String("descriptor") ? QStringLiteral("/tiledescriptor.json")
-                                                                              : QStringLiteral("/tileextents.json"));
+        const QString path = source
+            + (document == QLatin1String("descriptor") ? QStringLiteral("/tiledescriptor.json")
+                                                       : QStringLiteral("/tileextents.json"));
         m_server->setGeneratedBody(path, body);
         const Bounds bounds{20, 200};
         const ChildRun run = runCase({document, url()}, bounds);
@@ -447,16 +461,16 @@ private Q_SLOTS:
         plain.framing = Framing::ContentLength;
         GeneratedBody chunked = plain;
         chunked.framing = Framing::Chunked;
-        QTest::newRow("discovery gzip inflating to 1 GiB") << QStringLiteral("/tilesources.json")
-                                                           << gigabyteGzipBomb("application/json")
-                                                           << QStringLiteral("sources 0");
-        QTest::newRow("discovery 1 GiB chunked") << QStringLiteral("/tilesources.json") << chunked
-                                                  << QStringLiteral("sources 0");
-        QTest::newRow("descriptor gzip inflating to 1 GiB") << QStringLiteral("/a/tiledescriptor.json")
-                                                            << gigabyteGzipBomb("application/json")
-                                                            << QStringLiteral("sources 1 a invalid");
-        QTest::newRow("descriptor 1 GiB plain") << QStringLiteral("/a/tiledescriptor.json") << plain
-                                                << QStringLiteral("sources 1 a invalid");
+        QTest::newRow("discovery gzip inflating to 1 GiB")
+            << QStringLiteral("/tilesources.json") << gigabyteGzipBomb("application/json")
+            << QStringLiteral("sources 0");
+        QTest::newRow("discovery 1 GiB chunked")
+            << QStringLiteral("/tilesources.json") << chunked << QStringLiteral("sources 0");
+        QTest::newRow("descriptor gzip inflating to 1 GiB")
+            << QStringLiteral("/a/tiledescriptor.json") << gigabyteGzipBomb("application/json")
+            << QStringLiteral("sources 1 a invalid");
+        QTest::newRow("descriptor 1 GiB plain")
+            << QStringLiteral("/a/tiledescriptor.json") << plain << QStringLiteral("sources 1 a invalid");
     }
 
     void sourceManagerRefusesHugeDocuments()
@@ -586,13 +600,27 @@ private Q_SLOTS:
         QTest::addColumn<QString>("kind");
         QTest::addColumn<QString>("what");
         QTest::addColumn<QString>("outcome");
-        QTest::newRow("descriptor is a FIFO") << "descriptor" << "fifo" << "descriptor invalid";
-        QTest::newRow("descriptor is a 1 GiB file") << "descriptor" << "sparse" << "descriptor invalid";
-        QTest::newRow("descriptor is a directory") << "descriptor" << "directory" << "descriptor invalid";
-        QTest::newRow("extents is a FIFO") << "extents" << "fifo" << "extents 0 0 0 0";
-        QTest::newRow("tile is a FIFO") << "tile" << "fifo" << "failed";
-        QTest::newRow("tile is /dev/zero") << "tile" << "zero" << "failed";
-        QTest::newRow("tile is a 1 GiB file") << "tile" << "sparse" << "failed";
+        QTest::newRow("descriptor is a FIFO") << "descriptor"
+                                              << "fifo"
+                                              << "descriptor invalid";
+        QTest::newRow("descriptor is a 1 GiB file") << "descriptor"
+                                                    << "sparse"
+                                                    << "descriptor invalid";
+        QTest::newRow("descriptor is a directory") << "descriptor"
+                                                   << "directory"
+                                                   << "descriptor invalid";
+        QTest::newRow("extents is a FIFO") << "extents"
+                                           << "fifo"
+                                           << "extents 0 0 0 0";
+        QTest::newRow("tile is a FIFO") << "tile"
+                                        << "fifo"
+                                        << "failed";
+        QTest::newRow("tile is /dev/zero") << "tile"
+                                           << "zero"
+                                           << "failed";
+        QTest::newRow("tile is a 1 GiB file") << "tile"
+                                              << "sparse"
+                                              << "failed";
     }
 
     void fileSourcesNeverBlockOrReadTooMuch()
@@ -602,9 +630,10 @@ private Q_SLOTS:
         QFETCH(QString, outcome);
         QTemporaryDir directory;
         QVERIFY(directory.isValid());
-        const QString path = directory.filePath(kind == QLatin1String("descriptor") ? QStringLiteral("tiledescriptor.json")
-                                                : kind == QLatin1String("extents") ? QStringLiteral("tileextents.json")
-                                                                                   : QStringLiteral("0/0/0/0.png"));
+        const QString path
+            = directory.filePath(kind == QLatin1String("descriptor")    ? QStringLiteral("tiledescriptor.json")
+                                     : kind == QLatin1String("extents") ? QStringLiteral("tileextents.json")
+                                                                        : QStringLiteral("0/0/0/0.png"));
         QDir().mkpath(QFileInfo(path).absolutePath());
         if (what == QLatin1String("fifo")) {
             QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
@@ -660,11 +689,11 @@ private Q_SLOTS:
                           " \"maxzoomlevel\": 0}, \"yaxis\": {\"basevalue\": 1, \"tilesize\": 1,"
                           " \"minzoomlevel\": 0, \"maxzoomlevel\": 0}}")
             << testtiles::extentsJson(QRectF(0, 0, 1000, 1000));
-        QTest::newRow("all fields absurd")
-            << QByteArray("{\"name\": \"absurd\", \"xaxis\": {\"basevalue\": 1e-9, \"tilesize\": 1, \"minzoomlevel\": 0,"
-                          " \"maxzoomlevel\": 65535}, \"yaxis\": {\"basevalue\": 1e-9, \"tilesize\": 1,"
-                          " \"minzoomlevel\": 0, \"maxzoomlevel\": 0}}")
-            << testtiles::extentsJson(QRectF(0, 0, 0.001, 0.001));
+        QTest::newRow("all fields absurd") << QByteArray(
+            "{\"name\": \"absurd\", \"xaxis\": {\"basevalue\": 1e-9, \"tilesize\": 1, \"minzoomlevel\": 0,"
+            " \"maxzoomlevel\": 65535}, \"yaxis\": {\"basevalue\": 1e-9, \"tilesize\": 1,"
+            " \"minzoomlevel\": 0, \"maxzoomlevel\": 0}}")
+                                           << testtiles::extentsJson(QRectF(0, 0, 0.001, 0.001));
     }
 
     void viewerWithAbsurdGeometryEndsInTime()
@@ -715,8 +744,8 @@ private Q_SLOTS:
         // few seconds on a busy machine.
         const int timeoutSeconds = 3;
         const Bounds bounds{timeoutSeconds + 4, 400};
-        const ChildRun run =
-            runViewer(screenshotArguments(directory.filePath(QStringLiteral("shot.png")), timeoutSeconds), bounds);
+        const ChildRun run
+            = runViewer(screenshotArguments(directory.filePath(QStringLiteral("shot.png")), timeoutSeconds), bounds);
         CHECK_BOUNDS(run, bounds);
         QCOMPARE(run.exitCode, 3);
         QVERIFY2(run.err.contains(QStringLiteral("timed out after 3 s")), qPrintable(run.err));
@@ -737,9 +766,9 @@ private Q_SLOTS:
                               testtiles::extentsJson(QRectF(0, 0, 40 * 1280, 30 * 800)), "application/json");
         m_server->setPrefixDocument(source + QLatin1Char('/'), hostile::pngOfZeros(512, 512), "image/png");
         const Bounds bounds{240, 600};
-        const ChildRun run = runWatched(QCoreApplication::applicationFilePath(),
-                                        {QStringLiteral("--case"), QStringLiteral("session"), url(), QStringLiteral("64")},
-                                        bounds);
+        const ChildRun run
+            = runWatched(QCoreApplication::applicationFilePath(),
+                         {QStringLiteral("--case"), QStringLiteral("session"), url(), QStringLiteral("64")}, bounds);
         CHECK_BOUNDS(run, bounds);
         QCOMPARE(run.line(QStringLiteral("outcome")), QStringLiteral("5000+ tiles"));
         // 64 MiB hold 255 tiles of 512 x 512.

@@ -106,8 +106,8 @@ inline void fullDoubleClick(QWidget& widget, const QPoint& pos, Qt::MouseButton 
 inline void wheel(QWidget& widget, const QPointF& pos, const QPoint& angleDelta,
                   Qt::KeyboardModifiers modifiers = Qt::NoModifier)
 {
-    QWheelEvent event(pos, QPointF(widget.mapToGlobal(pos.toPoint())), QPoint(), angleDelta, Qt::NoButton,
-                      modifiers, Qt::NoScrollPhase, false);
+    QWheelEvent event(pos, QPointF(widget.mapToGlobal(pos.toPoint())), QPoint(), angleDelta, Qt::NoButton, modifiers,
+                      Qt::NoScrollPhase, false);
     QApplication::sendEvent(&widget, &event);
 }
 
@@ -118,8 +118,8 @@ inline QMouseEvent mouseEvent(QEvent::Type type, const QPoint& pos, Qt::MouseBut
     const Qt::MouseButtons buttons = type == QEvent::MouseButtonRelease ? Qt::MouseButtons(Qt::NoButton)
         : type == QEvent::MouseMove                                     ? Qt::MouseButtons(Qt::LeftButton)
                                                                         : Qt::MouseButtons(button);
-    return QMouseEvent(type, QPointF(pos), QPointF(pos), type == QEvent::MouseMove ? Qt::NoButton : button,
-                       buttons, modifiers);
+    return QMouseEvent(type, QPointF(pos), QPointF(pos), type == QEvent::MouseMove ? Qt::NoButton : button, buttons,
+                       modifiers);
 }
 
 /// The axis's animation of "offset" or "scale".
@@ -136,7 +136,7 @@ inline QPropertyAnimation* animationOf(mivo::Axis& axis, const char* property)
 
 /// Mouse handlers are plain values: an IMouseHandler that is no QObject, whose copies
 /// and assignments carry its settings. @p changed differs from the defaults in @p field.
-template<typename Handler, typename Settings, typename Field>
+template <typename Handler, typename Settings, typename Field>
 void checkPlainCopyableHandler(const Settings& changed, Field Settings::*field)
 {
     static_assert(std::is_base_of_v<mivo::IMouseHandler, Handler>);

@@ -55,8 +55,9 @@ private Q_SLOTS:
         QCOMPARE(manager.selection(), QRectF(10, 20, -5, 7));
         QCOMPARE(manager.state(), mivo::SelectionEditing);
         manager.setSelection(QRectF(5, 20, 5, 7), mivo::SelectionFinished);
-        QCOMPARE(navtest::selectionEmissions(changed), (QList<Emission>{{QRectF(10, 20, -5, 7), mivo::SelectionEditing},
-                                                      {QRectF(5, 20, 5, 7), mivo::SelectionFinished}}));
+        QCOMPARE(navtest::selectionEmissions(changed),
+                 (QList<Emission>{{QRectF(10, 20, -5, 7), mivo::SelectionEditing},
+                                  {QRectF(5, 20, 5, 7), mivo::SelectionFinished}}));
     }
 
     void setSelectionWithNothingNewEmitsNothing()
@@ -73,8 +74,9 @@ private Q_SLOTS:
         manager.setSelection(QRectF(1000, 2000, 300, 400), mivo::SelectionEditing);
         // Only the rectangle changes: announced.
         manager.setSelection(QRectF(1000, 2000, 300, 401), mivo::SelectionEditing);
-        QCOMPARE(navtest::selectionEmissions(changed), (QList<Emission>{{QRectF(1000, 2000, 300, 400), mivo::SelectionEditing},
-                                                      {QRectF(1000, 2000, 300, 401), mivo::SelectionEditing}}));
+        QCOMPARE(navtest::selectionEmissions(changed),
+                 (QList<Emission>{{QRectF(1000, 2000, 300, 400), mivo::SelectionEditing},
+                                  {QRectF(1000, 2000, 300, 401), mivo::SelectionEditing}}));
     }
 
     void setSelectionOnAFreshManagerWithNothingNewEmitsNothing()
@@ -152,7 +154,9 @@ private Q_SLOTS:
         QList<Emission> received;
         connect(
             &manager, &SelectionManager::si_selectionChanged, this,
-            [&](const QRectF& selection, SelectionState state) { received.append({selection, state}); },
+            [&](const QRectF& selection, SelectionState state) {
+                received.append({selection, state});
+            },
             Qt::QueuedConnection);
         manager.setSelection(QRectF(1, 2, 3, 4), mivo::SelectionFinished);
         QVERIFY(received.isEmpty());

@@ -99,7 +99,8 @@ private:
     void checkPixels(const QRectF& expected)
     {
         QVERIFY2(sameRect(pixelRect(), expected),
-                 qPrintable(QStringLiteral("selection at %1, expected %2").arg(describe(pixelRect()), describe(expected))));
+                 qPrintable(
+                     QStringLiteral("selection at %1, expected %2").arg(describe(pixelRect()), describe(expected))));
     }
 
 private Q_SLOTS:
@@ -186,8 +187,8 @@ private Q_SLOTS:
         checkEmissions(changed, {{QRectF(v, v), mivo::SelectionEditing}});
         // Its bottom-right corner follows the mouse.
         navtest::move(widget(), QPoint(150, 130), Qt::RightButton);
-        checkEmissions(changed, {{QRectF(v, v), mivo::SelectionEditing},
-                                 {QRectF(1200, 2300, 100, 90), mivo::SelectionEditing}});
+        checkEmissions(changed,
+                       {{QRectF(v, v), mivo::SelectionEditing}, {QRectF(1200, 2300, 100, 90), mivo::SelectionEditing}});
     }
 
     void movesWhileEditingAnnounceOnlyChanges()
@@ -198,8 +199,9 @@ private Q_SLOTS:
         navtest::move(widget(), QPoint(150, 130), Qt::RightButton);
         navtest::move(widget(), QPoint(150, 130), Qt::RightButton);
         navtest::move(widget(), QPoint(160, 130), Qt::RightButton);
-        checkEmissions(changed, {{QRectF(1200, 2300, 100, 90), mivo::SelectionEditing},
-                                 {QRectF(1200, 2300, 120, 90), mivo::SelectionEditing}});
+        checkEmissions(changed,
+                       {{QRectF(1200, 2300, 100, 90), mivo::SelectionEditing},
+                        {QRectF(1200, 2300, 120, 90), mivo::SelectionEditing}});
     }
 
     void releaseFinishesANormalizedSelection()
@@ -213,9 +215,10 @@ private Q_SLOTS:
         const QPointF to = valueAt(QPointF(50, 40));
         // Inverted while editing, normalized when finished: from the value of (50, 40)
         // to the value of (100, 100).
-        checkEmissions(changed, {{QRectF(from, from), mivo::SelectionEditing},
-                                 {QRectF(1200, 2300, -100, -180), mivo::SelectionEditing},
-                                 {QRectF(to, from), mivo::SelectionFinished}});
+        checkEmissions(changed,
+                       {{QRectF(from, from), mivo::SelectionEditing},
+                        {QRectF(1200, 2300, -100, -180), mivo::SelectionEditing},
+                        {QRectF(to, from), mivo::SelectionFinished}});
         QCOMPARE(m_manager->selection(), QRectF(1100, 2120, 100, 180));
         QCOMPARE(m_manager->state(), mivo::SelectionFinished);
     }
@@ -416,8 +419,8 @@ private Q_SLOTS:
         // Both horizontal edges in reach: top, so top-left (bottom-left would be BDiag)...
         QTest::newRow("top over bottom") << QRectF(100, 100, 30, 4) << QPoint(101, 103) << Qt::SizeFDiagCursor;
         // ...and top-right (bottom-right would be FDiag).
-        QTest::newRow("top over bottom on the right") << QRectF(100, 100, 30, 4) << QPoint(129, 103)
-                                                      << Qt::SizeBDiagCursor;
+        QTest::newRow("top over bottom on the right")
+            << QRectF(100, 100, 30, 4) << QPoint(129, 103) << Qt::SizeBDiagCursor;
     }
 
     void tinySelectionPrefersLeftAndTop()
@@ -479,12 +482,12 @@ private Q_SLOTS:
                                      << QRectF(100, 100, 200, 150);
         QTest::newRow("top-left corner") << QPoint(95, 95) << QPoint(50, 60) << QRectF(50, 60, 250, 140)
                                          << QRectF(50, 60, 250, 140);
-        QTest::newRow("top-right corner") << QPoint(305, 95) << QPoint(350, 60) << QRectF(100, 60, 250, 140)
-                                          << QRectF(100, 60, 250, 140);
-        QTest::newRow("bottom-left corner") << QPoint(95, 205) << QPoint(50, 250) << QRectF(50, 100, 250, 150)
-                                            << QRectF(50, 100, 250, 150);
-        QTest::newRow("bottom-right corner") << QPoint(305, 205) << QPoint(350, 250) << QRectF(100, 100, 250, 150)
-                                             << QRectF(100, 100, 250, 150);
+        QTest::newRow("top-right corner")
+            << QPoint(305, 95) << QPoint(350, 60) << QRectF(100, 60, 250, 140) << QRectF(100, 60, 250, 140);
+        QTest::newRow("bottom-left corner")
+            << QPoint(95, 205) << QPoint(50, 250) << QRectF(50, 100, 250, 150) << QRectF(50, 100, 250, 150);
+        QTest::newRow("bottom-right corner")
+            << QPoint(305, 205) << QPoint(350, 250) << QRectF(100, 100, 250, 150) << QRectF(100, 100, 250, 150);
         QTest::newRow("inside moves it") << QPoint(200, 150) << QPoint(230, 170) << QRectF(130, 120, 200, 100)
                                          << QRectF(130, 120, 200, 100);
         QTest::newRow("left edge crosses the right one")
@@ -536,9 +539,10 @@ private Q_SLOTS:
         navtest::move(widget(), QPoint(200, 240)); // 2570 to 2870: inside
         navtest::move(widget(), QPoint(200, 260)); // 2630 to 2930: outside, kept where it is
         navtest::move(widget(), QPoint(200, 240)); // back up 20 rows from where it is
-        checkEmissions(changed, {{start, mivo::SelectionEditing},
-                                 {start.translated(0, 270), mivo::SelectionEditing},
-                                 {start.translated(0, 210), mivo::SelectionEditing}});
+        checkEmissions(changed,
+                       {{start, mivo::SelectionEditing},
+                        {start.translated(0, 270), mivo::SelectionEditing},
+                        {start.translated(0, 210), mivo::SelectionEditing}});
     }
 
     void invertedSelectionsAreNotTestedAgainstTheLimits_data()
@@ -610,8 +614,8 @@ private Q_SLOTS:
     {
         host();
         QSignalSpy changed(m_manager.get(), &SelectionManager::si_selectionChanged);
-        QMouseEvent ctrlRight = navtest::mouseEvent(QEvent::MouseButtonPress, QPoint(100, 100), Qt::RightButton,
-                                                    Qt::ControlModifier);
+        QMouseEvent ctrlRight
+            = navtest::mouseEvent(QEvent::MouseButtonPress, QPoint(100, 100), Qt::RightButton, Qt::ControlModifier);
         QVERIFY(!m_handler->handleMousePress(&ctrlRight, false));
         QCOMPARE(changed.count(), 0);
 
@@ -628,8 +632,8 @@ private Q_SLOTS:
         QMouseEvent left = navtest::mouseEvent(QEvent::MouseButtonPress, QPoint(200, 150), Qt::LeftButton);
         QVERIFY(!m_handler->handleMousePress(&left, false));
         QCOMPARE(m_manager->state(), mivo::SelectionFinished);
-        QMouseEvent shiftLeft = navtest::mouseEvent(QEvent::MouseButtonPress, QPoint(200, 150), Qt::LeftButton,
-                                                    Qt::ShiftModifier);
+        QMouseEvent shiftLeft
+            = navtest::mouseEvent(QEvent::MouseButtonPress, QPoint(200, 150), Qt::LeftButton, Qt::ShiftModifier);
         QVERIFY(m_handler->handleMousePress(&shiftLeft, false));
         QCOMPARE(m_manager->state(), mivo::SelectionEditing);
     }
@@ -722,8 +726,7 @@ private Q_SLOTS:
         QTest::newRow("left on the edge is inside") << QPoint(100, 150) << left << true << left << true;
         QTest::newRow("left outside") << QPoint(50, 150) << left << true << left << false;
         QTest::newRow("right inside") << QPoint(200, 150) << right << true << left << false;
-        QTest::newRow("right inside as the double-click button") << QPoint(200, 150) << right << true << right
-                                                                 << true;
+        QTest::newRow("right inside as the double-click button") << QPoint(200, 150) << right << true << right << true;
         QTest::newRow("left inside while editing") << QPoint(200, 150) << left << false << left << false;
     }
 

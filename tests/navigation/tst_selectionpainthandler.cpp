@@ -31,7 +31,10 @@ const QRgb fillOverBlack = qRgb(0x33, 0x33, 0x33);
 class FunctionPaintHandler : public mivo::IPaintHandler
 {
 public:
-    explicit FunctionPaintHandler(std::function<void(QPainter&)> paint) : m_paint(std::move(paint)) {}
+    explicit FunctionPaintHandler(std::function<void(QPainter&)> paint)
+        : m_paint(std::move(paint))
+    {
+    }
     void handlePaint(QPainter& painter) override
     {
         ++calls;
@@ -77,8 +80,7 @@ private:
     }
 
     // Paints the handler alone onto a 300 by 200 image of 96 DPI filled with @p background.
-    QImage render(const QColor& background = QColor(Qt::black),
-                  QImage::Format format = QImage::Format_RGB32)
+    QImage render(const QColor& background = QColor(Qt::black), QImage::Format format = QImage::Format_RGB32)
     {
         QImage image(300, 200, format);
         image.setDotsPerMeterX(3780);
@@ -100,7 +102,8 @@ private:
                 if (actual != expected(x, y)) {
                     if (mismatches++ == 0) {
                         first = QStringLiteral("(%1, %2) is %3, expected %4")
-                                    .arg(x).arg(y)
+                                    .arg(x)
+                                    .arg(y)
                                     .arg(actual, 8, 16, QLatin1Char('0'))
                                     .arg(expected(x, y), 8, 16, QLatin1Char('0'));
                     }

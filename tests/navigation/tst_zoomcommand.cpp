@@ -57,12 +57,9 @@ private Q_SLOTS:
         const QMetaObject& meta = ZoomCommand::staticMetaObject;
         QCOMPARE(meta.className(), "mivo::ZoomCommand");
         QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
-        const QList<QByteArray> expected{"sl_zoomIn()",
-                                         "sl_zoomOut()",
-                                         "sl_zoomToAll()",
-                                         "sl_zoomTo(QRectF,QMarginsF)",
-                                         "sl_zoomTo(QRectF)",
-                                         "sl_zoomTo(QPointF&,double,double)"};
+        const QList<QByteArray> expected{"sl_zoomIn()",       "sl_zoomOut()",
+                                         "sl_zoomToAll()",    "sl_zoomTo(QRectF,QMarginsF)",
+                                         "sl_zoomTo(QRectF)", "sl_zoomTo(QPointF&,double,double)"};
         QCOMPARE(meta.methodCount() - meta.methodOffset(), expected.size());
         for (int i = 0; i < expected.size(); ++i) {
             const QMetaMethod method = meta.method(meta.methodOffset() + i);
@@ -232,10 +229,12 @@ private Q_SLOTS:
         QVERIFY(navtest::waitForAnimationEnd(coords));
         const QRectF mapped = coords.valueToPixel(QRectF(100, 0, 100, 50));
         QVERIFY2(qAbs(mapped.x() - pixels.x()) < 1e-6 && qAbs(mapped.y() - pixels.y()) < 1e-6
-                     && qAbs(mapped.width() - pixels.width()) < 1e-6
-                     && qAbs(mapped.height() - pixels.height()) < 1e-6,
+                     && qAbs(mapped.width() - pixels.width()) < 1e-6 && qAbs(mapped.height() - pixels.height()) < 1e-6,
                  qPrintable(QStringLiteral("mapped to %1 %2 %3 %4")
-                                .arg(mapped.x()).arg(mapped.y()).arg(mapped.width()).arg(mapped.height())));
+                                .arg(mapped.x())
+                                .arg(mapped.y())
+                                .arg(mapped.width())
+                                .arg(mapped.height())));
     }
 
     void zoomToAllShowsTheValueLimits()

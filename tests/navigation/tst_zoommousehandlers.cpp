@@ -40,8 +40,7 @@ QWheelEvent deprecatedWheelEvent(const QPointF& pos, int delta, Qt::Orientation 
 }
 QT_WARNING_POP
 
-QWheelEvent wheelEvent(const QPointF& pos, const QPoint& angleDelta,
-                       Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+QWheelEvent wheelEvent(const QPointF& pos, const QPoint& angleDelta, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
 {
     return QWheelEvent(pos, pos, QPoint(), angleDelta, Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
 }
@@ -134,7 +133,8 @@ private Q_SLOTS:
         WheelZoomMouseHandlerSettings settings;
         settings.reservedFactor = 7.0;
         settings.maxStepsPerEvent = 2;
-        navtest::checkPlainCopyableHandler<WheelZoomMouseHandler>(settings, &WheelZoomMouseHandlerSettings::reservedFactor);
+        navtest::checkPlainCopyableHandler<WheelZoomMouseHandler>(settings,
+                                                                  &WheelZoomMouseHandlerSettings::reservedFactor);
         navtest::checkPlainCopyableHandler<WheelZoomMouseHandler>(settings,
                                                                   &WheelZoomMouseHandlerSettings::maxStepsPerEvent);
         // Only the wheel is taken.
@@ -208,8 +208,7 @@ private Q_SLOTS:
         const int steps = qMin(deprecatedDelta(reference) / 120, 5);
         const QPointF valueUnderMouse = coords.pixelToValue(deprecatedPosition(reference));
         navtest::wheel(hosted.widget(), inside, angleDelta);
-        checkZoomEnd(inside, valueUnderMouse, qMax(2.0 - 2.0 * 0.3 * steps, 0.01),
-                     qMax(3.0 - 3.0 * 0.3 * steps, 0.01));
+        checkZoomEnd(inside, valueUnderMouse, qMax(2.0 - 2.0 * 0.3 * steps, 0.01), qMax(3.0 - 3.0 * 0.3 * steps, 0.01));
     }
 
     // Wheel: zoom
@@ -451,8 +450,8 @@ private Q_SLOTS:
     {
         DoubleClickZoomMouseHandlerSettings settings;
         settings.zoomFactor = 0.5;
-        navtest::checkPlainCopyableHandler<DoubleClickZoomMouseHandler>(settings,
-                                                                        &DoubleClickZoomMouseHandlerSettings::zoomFactor);
+        navtest::checkPlainCopyableHandler<DoubleClickZoomMouseHandler>(
+            settings, &DoubleClickZoomMouseHandlerSettings::zoomFactor);
         // Presses are not taken, and no cursor is asked for.
         QWidget widget;
         mivo::CoordSystem coords;

@@ -58,7 +58,8 @@ inline int count(const QImage& image, const QRect& area, QRgb colour)
 /// True when every pixel of @p area has @p colour.
 inline bool all(const QImage& image, const QRect& area, QRgb colour)
 {
-    return count(image, area, colour) == area.intersected(image.rect()).width() * area.intersected(image.rect()).height();
+    return count(image, area, colour)
+        == area.intersected(image.rect()).width() * area.intersected(image.rect()).height();
 }
 
 } // namespace painttest

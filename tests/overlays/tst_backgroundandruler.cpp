@@ -59,7 +59,11 @@ struct PaintCounter : IPaintHandler
 // A 120 by 80 drawing widget in a host window, with its paints counted once shown.
 struct CountedView
 {
-    CountedView() { window.resize(120, 80); widget->resize(120, 80); }
+    CountedView()
+    {
+        window.resize(120, 80);
+        widget->resize(120, 80);
+    }
 
     // Adds the counter on top of the layers added so far, shows the window and waits
     // for its first paint.
@@ -185,7 +189,7 @@ private Q_SLOTS:
         QVERIFY(all(full, QRect(boxRight + 1, 80, 300 - boxRight - 1, 1), lineColour));
         QVERIFY(all(full, QRect(0, 80, 4, int(text.height() + 10)), boxColour)); // left margin of the box
         QCOMPARE(count(full, QRect(0, 80 + int(std::ceil(text.height() + 10)), 300, 1), boxColour), 0);
-        QCOMPARE(count(full, QRect(0, 79, 300, 1), boxColour), 0);           // top edge on the line
+        QCOMPARE(count(full, QRect(0, 79, 300, 1), boxColour), 0); // top edge on the line
         QCOMPARE(count(full, QRect(0, 79, 300, 1), lineColour), 0);
     }
 

@@ -194,8 +194,9 @@ private Q_SLOTS:
         QCOMPARE(layout.itemAt(2)->geometry().top(), firstBottom + spacing + side);
         QCOMPARE(second->y(), firstBottom + spacing + 2 * side);
         QCOMPARE(first->y(), layout.contentsMargins().top());
-        QCOMPARE(bar->height(), layout.contentsMargins().top() + first->height() + spacing + 2 * side
-                                    + second->height() + layout.contentsMargins().bottom());
+        QCOMPARE(bar->height(),
+                 layout.contentsMargins().top() + first->height() + spacing + 2 * side + second->height()
+                     + layout.contentsMargins().bottom());
     }
 
     void settingsApplyToSpacingAndSeparatorsAtOnce()
@@ -282,8 +283,8 @@ private Q_SLOTS:
         QVERIFY(floattest::showDrawWidget(widget, QSize(400, 300)));
         auto* bar = new GlobalActionBar(widget);
         auto* popup = new QLabel(QStringLiteral("levels"));
-        QToolButton* button =
-            bar->addActionWithWidgetPopup(new QAction(squareIcon(Qt::red), QStringLiteral("Levels"), bar), popup);
+        QToolButton* button
+            = bar->addActionWithWidgetPopup(new QAction(squareIcon(Qt::red), QStringLiteral("Levels"), bar), popup);
         bar->show();
         bar->adjustSize();
         QVERIFY(QTest::qWaitForWindowExposed(&widget));

@@ -163,7 +163,8 @@ private Q_SLOTS:
         view.coords.x().setOffset(1000.0); // first value 0 lies at pixel -100
         FrequencyGridPaintHandler grid(view.widget, view.coords);
         grid.setSettings(opaqueSettings());
-        const auto labelled = recordLabels(grid, &FrequencyGridPaintHandler::setFrequencyFormatter, QStringLiteral("x"));
+        const auto labelled
+            = recordLabels(grid, &FrequencyGridPaintHandler::setFrequencyFormatter, QStringLiteral("x"));
         QImage image = canvas(800, 300);
         paint(grid, image);
         QCOMPARE(*labelled, (QList<double>{0.0, 2500.0, 5000.0, 7500.0}));
@@ -217,8 +218,9 @@ private Q_SLOTS:
         const QRect box(250, 0, int(text.width()) + 10, int(text.height()) + 10);
         QVERIFY(count(image, box.adjusted(5, 5, -5, -5), labelColour) > 0);
         QCOMPARE(count(image, QRect(251, 0, 4, box.height()), labelColour), 0); // left margin
-        QCOMPARE(count(image, QRect(0, 0, 249, 300), labelColour) > 0, true);   // the label of 0 at the left
-        QCOMPARE(count(image, QRect(box.right() + 2, 0, 499 - box.right() - 2, 300), labelColour), 0); // up to the next line
+        QCOMPARE(count(image, QRect(0, 0, 249, 300), labelColour) > 0, true); // the label of 0 at the left
+        QCOMPARE(count(image, QRect(box.right() + 2, 0, 499 - box.right() - 2, 300), labelColour),
+                 0); // up to the next line
     }
 
     void labelThatWouldStickOutIsLeftOutButItsLineIsDrawn()
@@ -252,7 +254,8 @@ private Q_SLOTS:
         plain.setFrequencyFormatter([](double) { return QStringLiteral("M"); });
         paint(plain, small);
         paint(grid, large);
-        QVERIFY(count(large, QRect(0, 0, 800, 100), labelColour) > 4 * count(small, QRect(0, 0, 800, 100), labelColour));
+        QVERIFY(count(large, QRect(0, 0, 800, 100), labelColour)
+                > 4 * count(small, QRect(0, 0, 800, 100), labelColour));
     }
 
     void defaultFormatterIsKilohertz()
@@ -305,7 +308,7 @@ private Q_SLOTS:
         view.coords.y().setScale(scale);
         // Value 1000 at exactly the band's edge, then a hair below it.
         for (const auto& [offset, drawn] : {std::pair<double, bool>{1000.0 - reserved * scale, false},
-                                           std::pair<double, bool>{1000.0 - (reserved + 0.5) * scale, true}}) {
+                                            std::pair<double, bool>{1000.0 - (reserved + 0.5) * scale, true}}) {
             view.coords.y().setOffset(offset);
             const auto labelled = recordLabels(grid, &TimeGridPaintHandler::setTimeFormatter);
             QImage image = canvas(400, 600);

@@ -166,8 +166,7 @@ private Q_SLOTS:
         const int bottom = widgetSize.height() - m - 1;
         const auto at = [](double x, double y, int w, int h) { return QRect(qRound(x), qRound(y), w, h); };
 
-        QTest::newRow("right of the area")
-            << QRectF(100, 100, 200, 100) << QSize(150, 80) << at(300 + g, 100, 150, 80);
+        QTest::newRow("right of the area") << QRectF(100, 100, 200, 100) << QSize(150, 80) << at(300 + g, 100, 150, 80);
         {
             // The panel ends exactly on the available rectangle's last column: it still fits.
             const double areaRight = right - g - 150;
@@ -213,8 +212,7 @@ private Q_SLOTS:
         QCOMPARE(panel->geometry(), expected);
         QCOMPARE(panel->minimumSize(), expected.size()); // a fixed size
         QCOMPARE(panel->maximumSize(), expected.size());
-        QCOMPARE(scene.displayer.currentInfoWidgetRequiredSize(),
-                 QSizeF(expected.width() + gap(), expected.height()));
+        QCOMPARE(scene.displayer.currentInfoWidgetRequiredSize(), QSizeF(expected.width() + gap(), expected.height()));
     }
 
     void hiddenPlacements_data()
@@ -223,7 +221,8 @@ private Q_SLOTS:
         QTest::addColumn<QSize>("hint");
         const int m = margin();
         QTest::newRow("area right of the widget") << QRectF(900, 100, 50, 50) << QSize(150, 80);
-        QTest::newRow("area within the right margin") << QRectF(widgetSize.width() - m + 1, 100, 5, 50) << QSize(150, 80);
+        QTest::newRow("area within the right margin")
+            << QRectF(widgetSize.width() - m + 1, 100, 5, 50) << QSize(150, 80);
         QTest::newRow("area touching the margin") << QRectF(widgetSize.width() - m, 100, 10, 50) << QSize(150, 80);
         QTest::newRow("area above the widget") << QRectF(100, -100, 50, 50) << QSize(150, 80);
         QTest::newRow("taller than the available height")
@@ -257,8 +256,8 @@ private Q_SLOTS:
         // No room on the right; on the left the panel starts half a pixel inside the
         // truncated margin, which an untruncated margin would not leave.
         const double areaLeft = m + 0.5 + gap() + 150;
-        TestPanel* panel = scene.addPanel(QSize(150, 80), true,
-                                       QRectF(areaLeft, 100, widgetSize.width() - m - 5 - areaLeft, 50));
+        TestPanel* panel
+            = scene.addPanel(QSize(150, 80), true, QRectF(areaLeft, 100, widgetSize.width() - m - 5 - areaLeft, 50));
         QCOMPARE(panel->geometry(), QRect(qRound(m + 0.5), 100, 150, 80));
         // And at the bottom.
         panel->setArea(scene.area(QRectF(100, 500, 100, 50)));

@@ -23,8 +23,7 @@ namespace {
 // Runs the event loop until @p done or @p timeoutMs; returns done(). Timer objects of
 // its own, not QTimer::singleShot(): a pending single-shot timer with a functor is
 // kept by Qt's event dispatcher and would call into this plug-in after it was unloaded.
-template <typename Done>
-bool waitFor(Done done, int timeoutMs)
+template <typename Done> bool waitFor(Done done, int timeoutMs)
 {
     QEventLoop loop;
     QTimer poll;

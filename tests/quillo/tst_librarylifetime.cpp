@@ -44,10 +44,7 @@ class TestLibraryLifetime : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void nothingIsRegisteredBeforeTheLibraryIsLoaded()
-    {
-        QVERIFY(!isRegistered());
-    }
+    void nothingIsRegisteredBeforeTheLibraryIsLoaded() { QVERIFY(!isRegistered()); }
 
     void loadingRegistersAndUnloadingUnregistersTheContext()
     {

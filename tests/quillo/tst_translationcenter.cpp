@@ -26,10 +26,7 @@ private Q_SLOTS:
         QVERIFY(center.registeredContexts().isEmpty());
     }
 
-    void instanceIsOneObjectPerProcess()
-    {
-        QCOMPARE(&TranslationCenter::Instance(), &TranslationCenter::Instance());
-    }
+    void instanceIsOneObjectPerProcess() { QCOMPARE(&TranslationCenter::Instance(), &TranslationCenter::Instance()); }
 
     void registerMakesTheContextKnown()
     {

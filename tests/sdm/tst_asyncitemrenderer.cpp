@@ -147,8 +147,9 @@ private Q_SLOTS:
         const auto workspace = workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(10, 10, 20, 20))});
         std::atomic<QThread*> renderThread{nullptr};
         QObject observer;
-        connect(&renderer, &AsyncItemRenderer::si_prerenderFinished, &observer,
-                [&renderThread] { renderThread = QThread::currentThread(); }, Qt::DirectConnection);
+        connect(
+            &renderer, &AsyncItemRenderer::si_prerenderFinished, &observer,
+            [&renderThread] { renderThread = QThread::currentThread(); }, Qt::DirectConnection);
         RenderCounter counter(renderer);
         const RenderRequest request = requestOf(workspace, QSize(200, 100), QRectF(0, 0, 200, 100), 7);
         renderer.requestRender(request);
@@ -175,7 +176,8 @@ private Q_SLOTS:
     {
         AsyncItemRenderer renderer;
         // 0.5 Hz per pixel across, 2 s per pixel down.
-        const auto workspace = workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(1050, 2100, 20, 40))});
+        const auto workspace
+            = workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(1050, 2100, 20, 40))});
         const QImage image = rendered(renderer, requestOf(workspace, QSize(400, 200), QRectF(1000, 2000, 200, 400)));
         QVERIFY(!image.isNull());
         const SdmWorkspacePaintHandlerSettings defaults;
@@ -198,8 +200,8 @@ private Q_SLOTS:
     {
         AsyncItemRenderer renderer;
         // Reaching from far left of the range to its middle, and far below it.
-        const auto workspace =
-            workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(-1.0e12, 50, 1.0e12 + 100, 1.0e12))});
+        const auto workspace
+            = workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(-1.0e12, 50, 1.0e12 + 100, 1.0e12))});
         const QImage image = rendered(renderer, requestOf(workspace, QSize(200, 100), QRectF(0, 0, 200, 100)));
         const SdmWorkspacePaintHandlerSettings defaults;
         COMPARE_PIXEL(image, 100, 75, composed({{defaults.itemPen.color()}}));
@@ -215,16 +217,17 @@ private Q_SLOTS:
     void eachClassHasItsPenBrushAndOpacity()
     {
         AsyncItemRenderer renderer;
-        auto workspace = workspaceOf(QStringLiteral("w"), {
-            item(QStringLiteral("c0"), QRectF(10, 10, 20, 20)),
-            item(QStringLiteral("c2"), QRectF(40, 10, 20, 20), false, true),
-            item(QStringLiteral("c4"), QRectF(70, 10, 20, 20), true, false),
-            item(QStringLiteral("c6"), QRectF(100, 10, 20, 20), true, true),
-            item(QStringLiteral("c1"), QRectF(10, 50, 20, 20)),
-            item(QStringLiteral("c3"), QRectF(40, 50, 20, 20), false, true),
-            item(QStringLiteral("c5"), QRectF(70, 50, 20, 20), true, false),
-            item(QStringLiteral("c7"), QRectF(100, 50, 20, 20), true, true),
-        });
+        auto workspace = workspaceOf(QStringLiteral("w"),
+                                     {
+                                         item(QStringLiteral("c0"), QRectF(10, 10, 20, 20)),
+                                         item(QStringLiteral("c2"), QRectF(40, 10, 20, 20), false, true),
+                                         item(QStringLiteral("c4"), QRectF(70, 10, 20, 20), true, false),
+                                         item(QStringLiteral("c6"), QRectF(100, 10, 20, 20), true, true),
+                                         item(QStringLiteral("c1"), QRectF(10, 50, 20, 20)),
+                                         item(QStringLiteral("c3"), QRectF(40, 50, 20, 20), false, true),
+                                         item(QStringLiteral("c5"), QRectF(70, 50, 20, 20), true, false),
+                                         item(QStringLiteral("c7"), QRectF(100, 50, 20, 20), true, true),
+                                     });
         workspace->selectItems({item(QStringLiteral("c1"), QRectF(10, 50, 20, 20)),
                                 item(QStringLiteral("c3"), QRectF(40, 50, 20, 20)),
                                 item(QStringLiteral("c5"), QRectF(70, 50, 20, 20)),
@@ -264,21 +267,22 @@ private Q_SLOTS:
     void laterClassesLieOnTop()
     {
         AsyncItemRenderer renderer;
-        auto workspace = workspaceOf(QStringLiteral("w"), {
-            item(QStringLiteral("plain"), QRectF(10, 10, 40, 40)),
-            item(QStringLiteral("flagged"), QRectF(30, 30, 40, 40), false, true),
-            item(QStringLiteral("marked"), QRectF(100, 10, 40, 40), true, false),
-            item(QStringLiteral("marked flagged"), QRectF(120, 30, 40, 40), true, true),
-            item(QStringLiteral("selected"), QRectF(40, 20, 80, 10)),
-        });
+        auto workspace = workspaceOf(QStringLiteral("w"),
+                                     {
+                                         item(QStringLiteral("plain"), QRectF(10, 10, 40, 40)),
+                                         item(QStringLiteral("flagged"), QRectF(30, 30, 40, 40), false, true),
+                                         item(QStringLiteral("marked"), QRectF(100, 10, 40, 40), true, false),
+                                         item(QStringLiteral("marked flagged"), QRectF(120, 30, 40, 40), true, true),
+                                         item(QStringLiteral("selected"), QRectF(40, 20, 80, 10)),
+                                     });
         workspace->selectItems({item(QStringLiteral("selected"), QRectF())}, false, true);
         const QImage image = rendered(renderer, requestOf(workspace, QSize(200, 100), QRectF(0, 0, 200, 100)));
         const SdmWorkspacePaintHandlerSettings s;
         const double dim = 0.4;
         // The flagged outline crosses the plain item's fill: drawn later, over it.
-        COMPARE_PIXEL(image, 30, 40,
-                      composed({{s.itemBrush.color(), dim}, {s.flaggedItemBrush.color(), dim},
-                                {s.flaggedItemPen.color(), dim}}));
+        COMPARE_PIXEL(
+            image, 30, 40,
+            composed({{s.itemBrush.color(), dim}, {s.flaggedItemBrush.color(), dim}, {s.flaggedItemPen.color(), dim}}));
         // The plain outline under the flagged fill.
         COMPARE_PIXEL(image, 50, 45, composed({{s.itemPen.color(), dim}, {s.flaggedItemBrush.color(), dim}}));
         // Marked flagged over marked.
@@ -293,8 +297,9 @@ private Q_SLOTS:
 
     void selectedItemsAreaOnlyWithMoreThanOneSelected()
     {
-        const auto workspace = workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(10, 10, 20, 20)),
-                                                                 item(QStringLiteral("b"), QRectF(60, 60, 20, 20))});
+        const auto workspace = workspaceOf(QStringLiteral("w"),
+                                           {item(QStringLiteral("a"), QRectF(10, 10, 20, 20)),
+                                            item(QStringLiteral("b"), QRectF(60, 60, 20, 20))});
         const SdmWorkspacePaintHandlerSettings s;
         AsyncItemRenderer renderer;
         workspace->selectItems({item(QStringLiteral("a"), QRectF(10, 10, 20, 20))}, false, true);
@@ -410,12 +415,13 @@ private Q_SLOTS:
         const auto workspace = workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(1, 1, 4, 4))});
         std::atomic<int> inThisThread{0};
         QObject observer;
-        connect(&renderer, &AsyncItemRenderer::si_prerenderFinished, &observer,
-                [&inThisThread, main = QThread::currentThread()] {
-                    if (QThread::currentThread() == main)
-                        ++inThisThread;
-                },
-                Qt::DirectConnection);
+        connect(
+            &renderer, &AsyncItemRenderer::si_prerenderFinished, &observer,
+            [&inThisThread, main = QThread::currentThread()] {
+                if (QThread::currentThread() == main)
+                    ++inThisThread;
+            },
+            Qt::DirectConnection);
         RenderCounter counter(renderer);
         {
             RendererBlocker blocker(renderer);
@@ -423,7 +429,8 @@ private Q_SLOTS:
             renderer.sl_doRender();
             QCOMPARE(inThisThread.load(), 1);
             QCOMPARE(renderer.lastResult().first, renderer.pendingRequest());
-            QCOMPARE(renderer.lastResult().second.pixel(1, 2), composed({{SdmWorkspacePaintHandlerSettings().itemPen.color()}}));
+            QCOMPARE(renderer.lastResult().second.pixel(1, 2),
+                     composed({{SdmWorkspacePaintHandlerSettings().itemPen.color()}}));
             renderer.sl_doRender(); // the pending request is published: nothing to do
             QCOMPARE(inThisThread.load(), 1);
         }

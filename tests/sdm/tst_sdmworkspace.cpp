@@ -36,8 +36,7 @@ static_assert(std::is_same_v<decltype(&SdmWorkspace::removeItems), void (SdmWork
 static_assert(std::is_same_v<decltype(&SdmWorkspace::itemsAt), Items (SdmWorkspace::*)(const QPointF&)>);
 static_assert(std::is_same_v<decltype(&SdmWorkspace::itemsIntersecting), Items (SdmWorkspace::*)(const QRectF&)>);
 static_assert(std::is_same_v<decltype(&SdmWorkspace::itemsWithin), Items (SdmWorkspace::*)(const QRectF&)>);
-static_assert(
-    std::is_same_v<decltype(&SdmWorkspace::selectItems), bool (SdmWorkspace::*)(const Items&, bool, bool)>);
+static_assert(std::is_same_v<decltype(&SdmWorkspace::selectItems), bool (SdmWorkspace::*)(const Items&, bool, bool)>);
 static_assert(std::is_same_v<decltype(&SdmWorkspace::deselectItems), bool (SdmWorkspace::*)(const Items&)>);
 static_assert(std::is_same_v<decltype(&SdmWorkspace::clearSelection), bool (SdmWorkspace::*)()>);
 static_assert(std::is_same_v<decltype(&SdmWorkspace::selectedItems), Items (SdmWorkspace::*)()>);
@@ -139,7 +138,8 @@ private Q_SLOTS:
     void itemPrintsEveryField()
     {
         QCOMPARE(describe(item(QStringLiteral("a"), QRectF(1, 2, 3, 4), true, false, 2.5f)),
-                 QStringLiteral("SdmWorkspaceItem(\"a\", QRectF(1,2 3x4), marked true, flagged false, userValue 2.5) "));
+                 QStringLiteral(
+                     "SdmWorkspaceItem(\"a\", QRectF(1,2 3x4), marked true, flagged false, userValue 2.5) "));
     }
 
     // Construction
@@ -179,7 +179,8 @@ private Q_SLOTS:
         QCOMPARE(sortedIds(workspace.itemsIntersecting(everywhere)), (QStringList{"a", "b", "c"}));
         const Items found = workspace.itemsAt(QPointF(25, 5));
         QCOMPARE(found.size(), 1);
-        QVERIFY2(sameFields(found.first(), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))), qPrintable(describe(found.first())));
+        QVERIFY2(sameFields(found.first(), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))),
+                 qPrintable(describe(found.first())));
     }
 
     void setItemsKeepsEveryFieldOfTheItems()
@@ -208,7 +209,8 @@ private Q_SLOTS:
     void setItemsIndexesARepeatedIdTwice()
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
-        workspace.setItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("a"), QRectF(100, 0, 10, 10))});
+        workspace.setItems(
+            {item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("a"), QRectF(100, 0, 10, 10))});
         QCOMPARE(workspace.itemCount(), 2);
         QCOMPARE(sortedIds(workspace.itemsIntersecting(everywhere)), (QStringList{"a", "a"}));
         QCOMPARE(workspace.itemsAt(QPointF(105, 5)).size(), 1);
@@ -220,11 +222,13 @@ private Q_SLOTS:
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
         QVERIFY(workspace.hasMarkedItems());
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
                                       false, false));
         QCOMPARE(workspace.selectedItemsArea(), QRectF(0, 0, 30, 10));
 
-        workspace.setItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("x"), QRectF(5, 5, 1, 1))});
+        workspace.setItems(
+            {item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("x"), QRectF(5, 5, 1, 1))});
         QCOMPARE(workspace.selectionSize(), 0);
         QVERIFY(!workspace.isSelected(item(QStringLiteral("a"), QRectF())));
         QVERIFY(!workspace.hasMarkedItems());
@@ -237,15 +241,18 @@ private Q_SLOTS:
         SdmWorkspace workspace(QStringLiteral("ws"));
         workspace.setItems({item(QStringLiteral("a"), QRectF(0, 0, 1, 1))});
         QVERIFY(!workspace.hasMarkedItems());
-        workspace.setItems({item(QStringLiteral("a"), QRectF(0, 0, 1, 1)), item(QStringLiteral("b"), QRectF(0, 0, 1, 1), true)});
+        workspace.setItems(
+            {item(QStringLiteral("a"), QRectF(0, 0, 1, 1)), item(QStringLiteral("b"), QRectF(0, 0, 1, 1), true)});
         QVERIFY(workspace.hasMarkedItems());
     }
 
     void idsOfEarlierItemsStayKnownAfterSetItems()
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
-        workspace.setItems({item(QStringLiteral("old"), QRectF(0, 0, 10, 10)), item(QStringLiteral("both"), QRectF(20, 0, 10, 10))});
-        workspace.setItems({item(QStringLiteral("both"), QRectF(40, 0, 10, 10)), item(QStringLiteral("new"), QRectF(60, 0, 10, 10))});
+        workspace.setItems(
+            {item(QStringLiteral("old"), QRectF(0, 0, 10, 10)), item(QStringLiteral("both"), QRectF(20, 0, 10, 10))});
+        workspace.setItems(
+            {item(QStringLiteral("both"), QRectF(40, 0, 10, 10)), item(QStringLiteral("new"), QRectF(60, 0, 10, 10))});
         QCOMPARE(sortedIds(workspace.itemsIntersecting(everywhere)), (QStringList{"both", "new"}));
 
         // Kept: "old" is still known, so adding it does nothing...
@@ -277,11 +284,13 @@ private Q_SLOTS:
     void addItemsInsertsNewItems()
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
-        workspace.addItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10), true)});
+        workspace.addItems(
+            {item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10), true)});
         QCOMPARE(workspace.itemCount(), 2);
         QVERIFY(workspace.hasMarkedItems());
         fillThree(workspace);
-        workspace.addItems({item(QStringLiteral("d"), QRectF(60, 0, 10, 10)), item(QStringLiteral("e"), QRectF(80, 0, 10, 10))});
+        workspace.addItems(
+            {item(QStringLiteral("d"), QRectF(60, 0, 10, 10)), item(QStringLiteral("e"), QRectF(80, 0, 10, 10))});
         QCOMPARE(workspace.itemCount(), 5);
         QCOMPARE(sortedIds(workspace.itemsIntersecting(QRectF(55, 0, 100, 10))), (QStringList{"d", "e"}));
     }
@@ -296,13 +305,15 @@ private Q_SLOTS:
         QVERIFY(workspace.itemsAt(QPointF(55, 55)).isEmpty());
         const Items found = workspace.itemsAt(QPointF(5, 5));
         QCOMPARE(found.size(), 1);
-        QVERIFY2(sameFields(found.first(), item(QStringLiteral("a"), QRectF(0, 0, 10, 10))), qPrintable(describe(found.first())));
+        QVERIFY2(sameFields(found.first(), item(QStringLiteral("a"), QRectF(0, 0, 10, 10))),
+                 qPrintable(describe(found.first())));
     }
 
     void addItemsTakesTheFirstOfARepeatedId()
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
-        workspace.addItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("a"), QRectF(50, 0, 10, 10), true)});
+        workspace.addItems(
+            {item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("a"), QRectF(50, 0, 10, 10), true)});
         QCOMPARE(workspace.itemCount(), 1);
         QCOMPARE(sortedIds(workspace.itemsAt(QPointF(5, 5))), QStringList{"a"});
         QVERIFY(workspace.itemsAt(QPointF(55, 5)).isEmpty());
@@ -382,7 +393,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
                                       false, false));
         workspace.updateItems({item(QStringLiteral("b"), QRectF(500, 500, 10, 10))});
         QVERIFY(workspace.isSelected(item(QStringLiteral("b"), QRectF(500, 500, 10, 10))));
@@ -398,7 +410,8 @@ private Q_SLOTS:
         // in the index yet, so nothing is removed and both are inserted.
         SdmWorkspace workspace(QStringLiteral("ws"));
         workspace.setItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10))});
-        workspace.updateItems({item(QStringLiteral("a"), QRectF(100, 0, 10, 10)), item(QStringLiteral("a"), QRectF(200, 0, 10, 10))});
+        workspace.updateItems(
+            {item(QStringLiteral("a"), QRectF(100, 0, 10, 10)), item(QStringLiteral("a"), QRectF(200, 0, 10, 10))});
         QCOMPARE(workspace.itemCount(), 2);
         QVERIFY(workspace.itemsAt(QPointF(5, 5)).isEmpty());
         QCOMPARE(sortedIds(workspace.itemsAt(QPointF(105, 5))), QStringList{"a"});
@@ -411,7 +424,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
                                       false, false));
         // The given copy's rectangle does not matter: the stored one is removed.
         workspace.removeItems({item(QStringLiteral("a"), QRectF(999, 999, 1, 1)), item(QStringLiteral("c"), QRectF())});
@@ -467,7 +481,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        workspace.removeItems({item(QStringLiteral("a"), QRectF()), item(QStringLiteral("b"), QRectF()), item(QStringLiteral("c"), QRectF())});
+        workspace.removeItems({item(QStringLiteral("a"), QRectF()), item(QStringLiteral("b"), QRectF()),
+                               item(QStringLiteral("c"), QRectF())});
         QCOMPARE(workspace.itemCount(), 0);
         QVERIFY(workspace.itemsIntersecting(everywhere).isEmpty());
         verifyInvertedBox(workspace.realExtents());
@@ -507,7 +522,8 @@ private Q_SLOTS:
         workspace.setItems({item(QStringLiteral("probe"), probe)});
         QCOMPARE(sortedIds(workspace.itemsIntersecting(query)), found ? QStringList{"probe"} : QStringList());
         // A query of negative size finds what its normalised form finds.
-        QCOMPARE(sortedIds(workspace.itemsIntersecting(query.normalized())), sortedIds(workspace.itemsIntersecting(query)));
+        QCOMPARE(sortedIds(workspace.itemsIntersecting(query.normalized())),
+                 sortedIds(workspace.itemsIntersecting(query)));
     }
 
     void itemsAtIncludesTheBorders_data()
@@ -537,8 +553,10 @@ private Q_SLOTS:
     void itemsAtFindsEveryItemUnderThePoint()
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
-        workspace.setItems({item(QStringLiteral("large"), QRectF(0, 0, 100, 100)), item(QStringLiteral("small"), QRectF(40, 40, 10, 10)),
-                            item(QStringLiteral("beside"), QRectF(50, 50, 10, 10)), item(QStringLiteral("far"), QRectF(200, 0, 1, 1))});
+        workspace.setItems({item(QStringLiteral("large"), QRectF(0, 0, 100, 100)),
+                            item(QStringLiteral("small"), QRectF(40, 40, 10, 10)),
+                            item(QStringLiteral("beside"), QRectF(50, 50, 10, 10)),
+                            item(QStringLiteral("far"), QRectF(200, 0, 1, 1))});
         QCOMPARE(sortedIds(workspace.itemsAt(QPointF(50, 50))), (QStringList{"beside", "large", "small"}));
         QCOMPARE(sortedIds(workspace.itemsAt(QPointF(45, 45))), (QStringList{"large", "small"}));
     }
@@ -651,7 +669,8 @@ private Q_SLOTS:
             });
             const QPointF point = query.center();
             const QStringList at = scan([&point](const QRectF& r) {
-                return r.left() <= point.x() && point.x() <= r.right() && r.top() <= point.y() && point.y() <= r.bottom();
+                return r.left() <= point.x() && point.x() <= r.right() && r.top() <= point.y()
+                    && point.y() <= r.bottom();
             });
             QCOMPARE(sortedIds(workspace.itemsIntersecting(query)), intersecting);
             QCOMPARE(sortedIds(workspace.itemsWithin(query)), within);
@@ -679,7 +698,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        const Items ab{item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))};
+        const Items ab{item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))};
         QVERIFY(workspace.selectItems(ab, false, false));
         QVERIFY(!workspace.selectItems(ab, false, false));
         QVERIFY(!workspace.selectItems({ab.first()}, false, false));
@@ -691,7 +711,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        const Items ab{item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))};
+        const Items ab{item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))};
         QVERIFY(workspace.selectItems(ab, false, false));
         QVERIFY(workspace.selectItems({ab.last()}, true, false));
         QCOMPARE(sortedIds(workspace.selectedItems()), QStringList{"a"});
@@ -709,7 +730,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
                                       false, false));
         QVERIFY(workspace.selectItems({item(QStringLiteral("c"), QRectF(40, 0, 10, 10))}, false, true));
         QCOMPARE(sortedIds(workspace.selectedItems()), QStringList{"c"});
@@ -764,7 +786,8 @@ private Q_SLOTS:
     void selectedAreaPassesOverNullRectangles()
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
-        QVERIFY(workspace.selectItems({item(QStringLiteral("null"), QRectF(0, 0, 0, 0)), item(QStringLiteral("b"), QRectF(10, 10, 5, 5))},
+        QVERIFY(workspace.selectItems({item(QStringLiteral("null"), QRectF(0, 0, 0, 0)),
+                                       item(QStringLiteral("b"), QRectF(10, 10, 5, 5))},
                                       false, false));
         QCOMPARE(workspace.selectedItemsArea(), QRectF(10, 10, 5, 5));
         // A flat rectangle is not null: it counts.
@@ -776,11 +799,13 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10)),
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10)),
                                        item(QStringLiteral("c"), QRectF(40, 0, 10, 10))},
                                       false, false));
         QCOMPARE(workspace.selectedItemsArea(), QRectF(0, 0, 50, 10));
-        QVERIFY(workspace.deselectItems({item(QStringLiteral("c"), QRectF(999, 0, 1, 1)), item(QStringLiteral("none"), QRectF())}));
+        QVERIFY(workspace.deselectItems(
+            {item(QStringLiteral("c"), QRectF(999, 0, 1, 1)), item(QStringLiteral("none"), QRectF())}));
         QCOMPARE(sortedIds(workspace.selectedItems()), (QStringList{"a", "b"}));
         QCOMPARE(workspace.selectedItemsArea(), QRectF(0, 0, 30, 10));
         QVERIFY(!workspace.deselectItems({item(QStringLiteral("c"), QRectF())}));
@@ -795,7 +820,8 @@ private Q_SLOTS:
     {
         SdmWorkspace workspace(QStringLiteral("ws"));
         fillThree(workspace);
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10)),
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10)),
                                        item(QStringLiteral("c"), QRectF(40, 0, 10, 10))},
                                       false, false));
         workspace.removeItems({item(QStringLiteral("c"), QRectF())});
@@ -810,7 +836,8 @@ private Q_SLOTS:
         fillThree(workspace);
         QVERIFY(!workspace.clearSelection());
         QCOMPARE(workspace.selectedItemsArea(), QRectF());
-        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
+        QVERIFY(workspace.selectItems({item(QStringLiteral("a"), QRectF(0, 0, 10, 10)),
+                                       item(QStringLiteral("b"), QRectF(20, 0, 10, 10))},
                                       false, false));
         QVERIFY(workspace.clearSelection());
         QCOMPARE(workspace.selectionSize(), 0);
@@ -872,7 +899,8 @@ private Q_SLOTS:
     {
         QFETCH(QRectF, declared);
         SdmWorkspace workspace(QStringLiteral("ws"));
-        workspace.setItems({item(QStringLiteral("a"), QRectF(10, 20, 30, 40)), item(QStringLiteral("b"), QRectF(-5, 100, 10, 1))});
+        workspace.setItems(
+            {item(QStringLiteral("a"), QRectF(10, 20, 30, 40)), item(QStringLiteral("b"), QRectF(-5, 100, 10, 1))});
         workspace.setExtents(declared);
         QCOMPARE(workspace.realExtents(), QRectF(-5, 20, 45, 81));
         QCOMPARE(workspace.extents(), QRectF(-5, 20, 45, 81));
@@ -904,8 +932,10 @@ private Q_SLOTS:
     void sortItemByZOrderPutsTheSmallestFirst()
     {
         const SdmWorkspace workspace(QStringLiteral("ws"));
-        Items items{item(QStringLiteral("large"), QRectF(0, 0, 100, 100)), item(QStringLiteral("medium"), QRectF(10, 10, 20, 20)),
-                    item(QStringLiteral("small"), QRectF(15, 15, 2, 2)), item(QStringLiteral("wide"), QRectF(0, 0, 1000, 1)),
+        Items items{item(QStringLiteral("large"), QRectF(0, 0, 100, 100)),
+                    item(QStringLiteral("medium"), QRectF(10, 10, 20, 20)),
+                    item(QStringLiteral("small"), QRectF(15, 15, 2, 2)),
+                    item(QStringLiteral("wide"), QRectF(0, 0, 1000, 1)),
                     item(QStringLiteral("flat"), QRectF(0, 0, 50, 0))};
         workspace.sortItemByZOrder(items);
         QCOMPARE(sdmtest::idsInOrder(items), (QStringList{"flat", "small", "medium", "wide", "large"}));
@@ -966,7 +996,8 @@ private Q_SLOTS:
         // Known by id: adding is skipped, updating to a finite place indexes it.
         workspace.addItems({item(QStringLiteral("nan0"), QRectF(0, 100, 5, 5))});
         QCOMPARE(workspace.itemCount(), 200);
-        workspace.updateItems({item(QStringLiteral("nan0"), QRectF(0, 100, 5, 5)), item(QStringLiteral("i3"), QRectF(nan, nan, 1, 1))});
+        workspace.updateItems(
+            {item(QStringLiteral("nan0"), QRectF(0, 100, 5, 5)), item(QStringLiteral("i3"), QRectF(nan, nan, 1, 1))});
         QCOMPARE(workspace.itemCount(), 200);
         QCOMPARE(sortedIds(workspace.itemsAt(QPointF(2, 102))), QStringList{"nan0"});
         QVERIFY(workspace.itemsAt(QPointF(32, 2)).isEmpty());

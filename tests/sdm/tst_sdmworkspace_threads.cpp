@@ -106,9 +106,8 @@ QString checkUnion(const QRectF& rect, const std::function<bool(const QRectF&)>&
         return QString();
     const double count = (rect.width() - 500.0) / 1000.0 + 1.0;
     const double generation = rect.x();
-    if (count < 1 || count > maximumItems || count != std::floor(count) || generation < 0
-        || generation >= generations || generation != std::floor(generation)
-        || !sameRect(rect, unionFor(int(count), int(generation)))) {
+    if (count < 1 || count > maximumItems || count != std::floor(count) || generation < 0 || generation >= generations
+        || generation != std::floor(generation) || !sameRect(rect, unionFor(int(count), int(generation)))) {
         return QStringLiteral("no selection or index could span ") + text(rect);
     }
     return QString();
@@ -277,7 +276,8 @@ private Q_SLOTS:
             Items items;
             for (int i = 0; i < count; ++i) {
                 const QRectF rect((i % 100) * 10.0 + generation, (i / 100) * 10.0, 5.0, 5.0);
-                items.append(item(QStringLiteral("g%1-%2").arg(generation).arg(i), rect, i % 3 == 0, false, float(generation)));
+                items.append(
+                    item(QStringLiteral("g%1-%2").arg(generation).arg(i), rect, i % 3 == 0, false, float(generation)));
             }
             loads.push_back(items);
         }

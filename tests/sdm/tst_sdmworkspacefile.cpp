@@ -58,8 +58,9 @@ SdmWorkspaceDocument fullDocument()
                       item(QStringLiteral("ünïcode \"quoted\""), QRectF(1, 2, 3, 4), true, false, 0.0f)};
     document.itemDetails.insert(QStringLiteral("rooftop-1"), {QStringLiteral("FSK burst"), {}});
     document.itemDetails.insert(QStringLiteral("u-2"),
-                                {QString(), QJsonObject{{QStringLiteral("snr"), 17.5},
-                                                        {QStringLiteral("tags"), QJsonArray{QStringLiteral("a"), 2}}}});
+                                {QString(),
+                                 QJsonObject{{QStringLiteral("snr"), 17.5},
+                                             {QStringLiteral("tags"), QJsonArray{QStringLiteral("a"), 2}}}});
     document.itemDetails.insert(QStringLiteral("ünïcode \"quoted\""), {QStringLiteral("Läbel"), {}});
     document.extraFields.insert(QStringLiteral("comment"), QStringLiteral("made by hand"));
     document.extraFields.insert(QStringLiteral("version"), 3);
@@ -149,7 +150,8 @@ private Q_SLOTS:
         QVERIFY2(reader.parse(oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": 4,
                                          "marked": true, "flagged": true, "userValue": -2.5)")),
                  qPrintable(reader.errorString()));
-        QVERIFY2(sameFields(reader.document().items.first(), item(QStringLiteral("a"), QRectF(1, 2, 3, 4), true, true, -2.5f)),
+        QVERIFY2(sameFields(reader.document().items.first(),
+                            item(QStringLiteral("a"), QRectF(1, 2, 3, 4), true, true, -2.5f)),
                  qPrintable(describe(reader.document().items.first())));
         QVERIFY(reader.parse(oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": 4, "marked": false,
                                         "userValue": 3.4028234663852886e38)")));
@@ -166,7 +168,8 @@ private Q_SLOTS:
         QVERIFY2(reader.parse(json), qPrintable(reader.errorString()));
         const SdmWorkspaceDocument& document = reader.document();
         QCOMPARE(document.extraFields,
-                 (QJsonObject{{QStringLiteral("source"), QJsonObject{{QStringLiteral("file"), QStringLiteral("x.sigmf")}}},
+                 (QJsonObject{{QStringLiteral("source"),
+                               QJsonObject{{QStringLiteral("file"), QStringLiteral("x.sigmf")}}},
                               {QStringLiteral("version"), 2}}));
         QCOMPARE(document.details(QStringLiteral("a")).extraFields,
                  (QJsonObject{{QStringLiteral("snr"), 12.5},
@@ -201,7 +204,8 @@ private Q_SLOTS:
         row("empty", "", "not JSON: illegal value at byte 0");
         row("not JSON", "workspace", "not JSON: illegal value at byte 1");
         row("cut short", R"({"id": "w", "items": [)", "not JSON: unterminated array at byte 22");
-        row("NaN", oneItem(R"("id": "a", "x": NaN, "y": 2, "width": 3, "height": 4)"), "not JSON: illegal number at byte 39");
+        row("NaN", oneItem(R"("id": "a", "x": NaN, "y": 2, "width": 3, "height": 4)"),
+            "not JSON: illegal number at byte 39");
         row("infinite", oneItem(R"("id": "a", "x": 1e400, "y": 2, "width": 3, "height": 4)"),
             "not JSON: illegal number at byte 44");
         row("array", "[]", "the document is not a JSON object");
@@ -218,8 +222,10 @@ private Q_SLOTS:
         row("x missing", oneItem(R"("id": "a", "y": 2, "width": 3, "height": 4)"), "items[0].x is missing");
         row("x a string", oneItem(R"("id": "a", "x": "1", "y": 2, "width": 3, "height": 4)"),
             "items[0].x is not a number");
-        row("x null", oneItem(R"("id": "a", "x": null, "y": 2, "width": 3, "height": 4)"), "items[0].x is not a number");
-        row("y true", oneItem(R"("id": "a", "x": 1, "y": true, "width": 3, "height": 4)"), "items[0].y is not a number");
+        row("x null", oneItem(R"("id": "a", "x": null, "y": 2, "width": 3, "height": 4)"),
+            "items[0].x is not a number");
+        row("y true", oneItem(R"("id": "a", "x": 1, "y": true, "width": 3, "height": 4)"),
+            "items[0].y is not a number");
         row("width missing", oneItem(R"("id": "a", "x": 1, "y": 2, "height": 4)"), "items[0].width is missing");
         row("height an object", oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": {})"),
             "items[0].height is not a number");
@@ -229,8 +235,9 @@ private Q_SLOTS:
             "items[0].height is negative (-0.5)");
         row("right edge overflows", oneItem(R"("id": "a", "x": 1.7e308, "y": 2, "width": 1.7e308, "height": 4)"),
             "items[0].x + width overflows");
-        row("bottom edge overflows", oneItem(R"("id": "a", "x": 1, "y": -1.7e308, "width": 3, "height": 1.7e308)")
-                                         .replace("-1.7e308", "1.7e308"),
+        row("bottom edge overflows",
+            oneItem(R"("id": "a", "x": 1, "y": -1.7e308, "width": 3, "height": 1.7e308)")
+                .replace("-1.7e308", "1.7e308"),
             "items[0].y + height overflows");
         row("label a number", oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": 4, "label": 7)"),
             "items[0].label is not a string");
@@ -240,7 +247,8 @@ private Q_SLOTS:
             "items[0].flagged is not true or false");
         row("userValue a string", oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": 4, "userValue": "1")"),
             "items[0].userValue is not a number");
-        row("userValue beyond a float", oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": 4, "userValue": -1e39)"),
+        row("userValue beyond a float",
+            oneItem(R"("id": "a", "x": 1, "y": 2, "width": 3, "height": 4, "userValue": -1e39)"),
             "items[0].userValue is outside the range of a float (-1e+39)");
         row("second item bad",
             R"({"id": "w", "items": [{"id": "a", "x": 1, "y": 2, "width": 3, "height": 4},
@@ -287,8 +295,9 @@ private Q_SLOTS:
         const QByteArray item = "{\"id\": \"" + id + "\", \"x\": 1, \"y\": 2, \"width\": 3, \"height\": 4}";
         SdmWorkspaceFileReader reader;
         QVERIFY(!reader.parse("{\"id\": \"w\", \"items\": [" + item + ", " + item + "]}"));
-        QCOMPARE(reader.errorString(), QStringLiteral("items[1].id \"") + QString(60, QLatin1Char('x'))
-                                           + QStringLiteral("\u2026\" repeats items[0].id"));
+        QCOMPARE(reader.errorString(),
+                 QStringLiteral("items[1].id \"") + QString(60, QLatin1Char('x'))
+                     + QStringLiteral("\u2026\" repeats items[0].id"));
     }
 
     void readsAsManyItemsAsTheLimitAllows()
@@ -428,10 +437,10 @@ private Q_SLOTS:
         document.items = {item(QStringLiteral("plain"), QRectF(1, 2, 3, 4)),
                           item(QStringLiteral("set"), QRectF(1, 2, 3, 4), true, true, 0.5f)};
         SdmWorkspaceFileWriter writer;
-        const QJsonArray items = QJsonDocument::fromJson(writer.toJson(document)).object().value(QStringLiteral("items")).toArray();
+        const QJsonArray items
+            = QJsonDocument::fromJson(writer.toJson(document)).object().value(QStringLiteral("items")).toArray();
         QCOMPARE(items.size(), 2);
-        QCOMPARE(items.at(0).toObject().keys(),
-                 (QStringList{"height", "id", "label", "width", "x", "y"}));
+        QCOMPARE(items.at(0).toObject().keys(), (QStringList{"height", "id", "label", "width", "x", "y"}));
         QCOMPARE(items.at(0).toObject().value(QStringLiteral("label")).toString(), QString());
         QCOMPARE(items.at(1).toObject().keys(),
                  (QStringList{"flagged", "height", "id", "label", "marked", "userValue", "width", "x", "y"}));
@@ -471,8 +480,10 @@ private Q_SLOTS:
         document.items = {item(QStringLiteral("a"), QRectF(1, 2, 3, 4))};
         document.itemDetails.insert(QStringLiteral("a"),
                                     {QStringLiteral("L"),
-                                     QJsonObject{{QStringLiteral("x"), 99}, {QStringLiteral("marked"), true},
-                                                 {QStringLiteral("userValue"), 7}, {QStringLiteral("kept"), 1}}});
+                                     QJsonObject{{QStringLiteral("x"), 99},
+                                                 {QStringLiteral("marked"), true},
+                                                 {QStringLiteral("userValue"), 7},
+                                                 {QStringLiteral("kept"), 1}}});
         document.itemDetails.insert(QStringLiteral("nobody"), {QStringLiteral("unused"), {}});
         SdmWorkspaceFileWriter writer;
         SdmWorkspaceFileReader reader;
@@ -571,7 +582,8 @@ private Q_SLOTS:
         QCOMPARE(synth.exitCode(), 0);
         const QString output = path(QStringLiteral("tiles"));
         QProcess tilegen;
-        tilegen.start(QStringLiteral(TILEGEN_EXECUTABLE), {base + QStringLiteral(".sigmf-meta"), output, QStringLiteral("-q")});
+        tilegen.start(QStringLiteral(TILEGEN_EXECUTABLE),
+                      {base + QStringLiteral(".sigmf-meta"), output, QStringLiteral("-q")});
         QVERIFY(tilegen.waitForFinished(120000));
         QCOMPARE(tilegen.exitCode(), 0);
 
@@ -583,18 +595,24 @@ private Q_SLOTS:
 
         // One item per annotation of the recording, in its order, each the rectangle the
         // file gives; and the annotations' labels.
-        const QJsonArray annotations =
-            QJsonDocument::fromJson(readBytes(base + QStringLiteral(".sigmf-meta"))).object().value(QStringLiteral("annotations")).toArray();
-        const QJsonArray written = QJsonDocument::fromJson(readBytes(file)).object().value(QStringLiteral("items")).toArray();
+        const QJsonArray annotations = QJsonDocument::fromJson(readBytes(base + QStringLiteral(".sigmf-meta")))
+                                           .object()
+                                           .value(QStringLiteral("annotations"))
+                                           .toArray();
+        const QJsonArray written
+            = QJsonDocument::fromJson(readBytes(file)).object().value(QStringLiteral("items")).toArray();
         QVERIFY(annotations.size() > 5);
         QCOMPARE(document.items.size(), annotations.size());
         QCOMPARE(written.size(), annotations.size());
         for (int i = 0; i < written.size(); ++i) {
             const QJsonObject object = written.at(i).toObject();
             const SdmWorkspaceItem& read = document.items.at(i);
-            const QRectF rect(object.value(QStringLiteral("x")).toDouble(), object.value(QStringLiteral("y")).toDouble(),
-                              object.value(QStringLiteral("width")).toDouble(), object.value(QStringLiteral("height")).toDouble());
-            QVERIFY2(sameFields(read, item(object.value(QStringLiteral("id")).toString(), rect)), qPrintable(describe(read)));
+            const QRectF rect(object.value(QStringLiteral("x")).toDouble(),
+                              object.value(QStringLiteral("y")).toDouble(),
+                              object.value(QStringLiteral("width")).toDouble(),
+                              object.value(QStringLiteral("height")).toDouble());
+            QVERIFY2(sameFields(read, item(object.value(QStringLiteral("id")).toString(), rect)),
+                     qPrintable(describe(read)));
             QVERIFY(rect.width() > 0 && rect.height() > 0);
             const QJsonObject annotation = annotations.at(i).toObject();
             const double lower = annotation.value(QStringLiteral("core:freq_lower_edge")).toDouble();

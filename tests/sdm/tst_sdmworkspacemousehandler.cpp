@@ -33,10 +33,7 @@ namespace {
 // pixel), a repository and the handler.
 struct Scene
 {
-    Scene()
-    {
-        view.widget.coordSystem().setDisplayedValueRange(QRectF(1000.0, 500.0, 2000.0, 100.0));
-    }
+    Scene() { view.widget.coordSystem().setDisplayedValueRange(QRectF(1000.0, 500.0, 2000.0, 100.0)); }
 
     // Registers @p workspace and makes it the active one.
     std::shared_ptr<SdmWorkspace> activate(const std::shared_ptr<SdmWorkspace>& workspace)
@@ -82,8 +79,9 @@ QRectF pixels(double x, double y, double width, double height)
 // inside declared extents over the whole view.
 std::shared_ptr<SdmWorkspace> twoItems(const QString& id = QStringLiteral("w"))
 {
-    auto workspace = workspaceOf(id, {item(QStringLiteral("a"), pixels(20, 20, 20, 20)),
-                                      item(QStringLiteral("b"), pixels(100, 20, 20, 20))});
+    auto workspace = workspaceOf(id,
+                                 {item(QStringLiteral("a"), pixels(20, 20, 20, 20)),
+                                  item(QStringLiteral("b"), pixels(100, 20, 20, 20))});
     workspace->setExtents(pixels(0, 0, 200, 100));
     return workspace;
 }
@@ -303,9 +301,9 @@ private Q_SLOTS:
     void afterAClickAReleaseAtTheOriginIsAClick()
     {
         Scene scene;
-        auto workspace = scene.activate(workspaceOf(
-            QStringLiteral("w"), {item(QStringLiteral("corner"), pixels(0, 0, 5, 5)),
-                                  item(QStringLiteral("a"), pixels(20, 20, 20, 20))}));
+        auto workspace = scene.activate(workspaceOf(QStringLiteral("w"),
+                                                    {item(QStringLiteral("corner"), pixels(0, 0, 5, 5)),
+                                                     item(QStringLiteral("a"), pixels(20, 20, 20, 20))}));
         QVERIFY(scene.click(QPoint(30, 30)));
         QCOMPARE(selectedIds(workspace), QStringList{QStringLiteral("a")});
         QMouseEvent again = mouseEvent(QEvent::MouseButtonRelease, QPoint(30, 30));
@@ -318,10 +316,10 @@ private Q_SLOTS:
     void theSmallestItemUnderTheMouseIsSelected()
     {
         Scene scene;
-        auto workspace = scene.activate(workspaceOf(
-            QStringLiteral("w"), {item(QStringLiteral("large"), pixels(10, 10, 100, 80)),
-                                  item(QStringLiteral("small"), pixels(40, 40, 10, 10)),
-                                  item(QStringLiteral("medium"), pixels(30, 30, 40, 40))}));
+        auto workspace = scene.activate(workspaceOf(QStringLiteral("w"),
+                                                    {item(QStringLiteral("large"), pixels(10, 10, 100, 80)),
+                                                     item(QStringLiteral("small"), pixels(40, 40, 10, 10)),
+                                                     item(QStringLiteral("medium"), pixels(30, 30, 40, 40))}));
         QVERIFY(scene.click(QPoint(45, 45)));
         QCOMPARE(selectedIds(workspace), QStringList{QStringLiteral("small")});
         QVERIFY(scene.click(QPoint(35, 35)));
@@ -350,11 +348,12 @@ private Q_SLOTS:
         QVERIFY(reach >= 1.0);
         // Items starting exactly at the reach to the right of and below (100, 50), and
         // two starting a quarter of a pixel further.
-        auto workspace = scene.activate(workspaceOf(
-            QStringLiteral("w"), {item(QStringLiteral("right"), pixels(100 + reach, 40, 10, 5)),
-                                  item(QStringLiteral("below"), pixels(80, 50 + reach, 5, 10)),
-                                  item(QStringLiteral("farRight"), pixels(100 + reach + 0.25, 60, 10, 5)),
-                                  item(QStringLiteral("farBelow"), pixels(60, 50 + reach + 0.25, 5, 10))}));
+        auto workspace
+            = scene.activate(workspaceOf(QStringLiteral("w"),
+                                         {item(QStringLiteral("right"), pixels(100 + reach, 40, 10, 5)),
+                                          item(QStringLiteral("below"), pixels(80, 50 + reach, 5, 10)),
+                                          item(QStringLiteral("farRight"), pixels(100 + reach + 0.25, 60, 10, 5)),
+                                          item(QStringLiteral("farBelow"), pixels(60, 50 + reach + 0.25, 5, 10))}));
         QVERIFY(scene.click(QPoint(100, 45)));
         QCOMPARE(selectedIds(workspace), QStringList{QStringLiteral("right")});
         QVERIFY(scene.click(QPoint(82, 50)));

@@ -140,8 +140,7 @@ struct MarkLines
 
 // Null when the pixels along @p side are red exactly at both ends over the mark's
 // length (when @p cut) or nowhere away from the corners (when not).
-QString checkSide(const QImage& image, const MarkLines& marks, const MarkLines::Side& side, bool cut,
-                  const char* name)
+QString checkSide(const QImage& image, const MarkLines& marks, const MarkLines::Side& side, bool cut, const char* name)
 {
     const double length = marks.length(side);
     for (int i = side.first; i < side.last; ++i) {
@@ -356,8 +355,8 @@ private Q_SLOTS:
         QTest::newRow("covering the view") << QRectF(-10, -10, 220, 120) << true << true << true << true;
         // Qt's fuzzy comparison: a relative difference of 10^-12 and less is none, but
         // at zero any difference is one.
-        QTest::newRow("right edge 1e-11 beyond") << QRectF(100, 10, 100 + 1e-11, 52) << false << false << false
-                                                 << false;
+        QTest::newRow("right edge 1e-11 beyond")
+            << QRectF(100, 10, 100 + 1e-11, 52) << false << false << false << false;
         QTest::newRow("right edge 1e-9 beyond") << QRectF(100, 10, 100 + 1e-9, 52) << false << true << false << false;
         QTest::newRow("left edge on the border") << QRectF(0, 10, 100, 52) << false << false << false << false;
         QTest::newRow("left edge a hair before the border")
@@ -496,14 +495,15 @@ private Q_SLOTS:
         settings.activeWorkspaceBrush = QBrush(blue);
         scene.handler.setSettings(settings);
         // An item sharing the workspace's left edge, in a workspace filled opaquely.
-        scene.activate(workspaceOf(QStringLiteral("w"), {item(QStringLiteral("i"), QRectF(20, 20, 40, 40)),
-                                                         item(QStringLiteral("j"), QRectF(100, 20, 40, 40))}));
+        scene.activate(workspaceOf(QStringLiteral("w"),
+                                   {item(QStringLiteral("i"), QRectF(20, 20, 40, 40)),
+                                    item(QStringLiteral("j"), QRectF(100, 20, 40, 40))}));
         const QImage image = scene.paintedWithItems();
         QVERIFY(!image.isNull());
         const SdmWorkspacePaintHandlerSettings defaults;
-        COMPARE_PIXEL(image, 20, 40, qRgb(0, 0, 255));                  // the outline over the item's
-        COMPARE_PIXEL(image, 100, 40, defaults.itemPen.color().rgb());  // the item's over the fill
-        QVERIFY(image.pixel(120, 40) != qRgb(0, 0, 255));               // its fill over the fill
+        COMPARE_PIXEL(image, 20, 40, qRgb(0, 0, 255)); // the outline over the item's
+        COMPARE_PIXEL(image, 100, 40, defaults.itemPen.color().rgb()); // the item's over the fill
+        QVERIFY(image.pixel(120, 40) != qRgb(0, 0, 255)); // its fill over the fill
         COMPARE_PIXEL(image, 90, 40, qRgb(0, 0, 255));
     }
 
@@ -517,11 +517,11 @@ private Q_SLOTS:
         settings.selectedItemPen = QPen(green, 3.0);
         settings.unmarkedItemOpacity = 1.0;
         scene.handler.setSettings(settings);
-        auto workspace = scene.activate(workspaceOf(
-            QStringLiteral("w"), {item(QStringLiteral("i"), QRectF(20, 20, 40, 40)),
-                                  item(QStringLiteral("f"), QRectF(100, 20, 40, 40), true, true),
-                                  item(QStringLiteral("s"), QRectF(20, 70, 20, 20)),
-                                  item(QStringLiteral("m"), QRectF(150, 70, 20, 20), true)}));
+        auto workspace = scene.activate(workspaceOf(QStringLiteral("w"),
+                                                    {item(QStringLiteral("i"), QRectF(20, 20, 40, 40)),
+                                                     item(QStringLiteral("f"), QRectF(100, 20, 40, 40), true, true),
+                                                     item(QStringLiteral("s"), QRectF(20, 70, 20, 20)),
+                                                     item(QStringLiteral("m"), QRectF(150, 70, 20, 20), true)}));
         workspace->selectItems({item(QStringLiteral("s"), QRectF())}, false, true);
         const QImage image = scene.paintedWithItems();
         const SdmWorkspacePaintHandlerSettings defaults;
@@ -689,7 +689,11 @@ private Q_SLOTS:
         bool paintedWithTheNewImage = false;
         struct Probe : mivo::IPaintHandler
         {
-            explicit Probe(const AsyncItemRenderer& renderer, bool& seen) : renderer(renderer), seen(seen) {}
+            explicit Probe(const AsyncItemRenderer& renderer, bool& seen)
+                : renderer(renderer)
+                , seen(seen)
+            {
+            }
             void handlePaint(QPainter&) override
             {
                 if (renderer.lastResult().first == renderer.pendingRequest() && !renderer.lastResult().second.isNull())

@@ -375,8 +375,9 @@ private Q_SLOTS:
         SdmWorkspaceRepository repository;
         QObject receiver;
         WorkspaceList received;
-        connect(&repository, &SdmWorkspaceRepository::si_workspaceAdded, &receiver,
-                [&received](const WorkspacePtr& added) { received.append(added); }, Qt::QueuedConnection);
+        connect(
+            &repository, &SdmWorkspaceRepository::si_workspaceAdded, &receiver,
+            [&received](const WorkspacePtr& added) { received.append(added); }, Qt::QueuedConnection);
         const WorkspacePtr a = workspace(QStringLiteral("a"));
         repository.addWorkspace(a);
         QVERIFY(received.isEmpty());
@@ -392,13 +393,12 @@ private Q_SLOTS:
         // Written in the receiver's thread, then handed over by the flag.
         QString received;
         std::atomic<bool> delivered{false};
-        connect(&repository, &SdmWorkspaceRepository::si_workspaceChanged, &receiver,
-                [&](const WorkspacePtr& changed) {
-                    received = changed->id()
-                        + (QThread::currentThread() == &thread ? QStringLiteral(" in the receiver's thread")
-                                                                : QStringLiteral(" elsewhere"));
-                    delivered.store(true, std::memory_order_release);
-                });
+        connect(&repository, &SdmWorkspaceRepository::si_workspaceChanged, &receiver, [&](const WorkspacePtr& changed) {
+            received = changed->id()
+                + (QThread::currentThread() == &thread ? QStringLiteral(" in the receiver's thread")
+                                                       : QStringLiteral(" elsewhere"));
+            delivered.store(true, std::memory_order_release);
+        });
         const WorkspacePtr a = workspace(QStringLiteral("a"));
         repository.addWorkspace(a);
         // Started once the connection and the workspace are made: thread creation orders
@@ -446,7 +446,8 @@ private Q_SLOTS:
         repository.addWorkspace(workspace(QStringLiteral("around"), QRectF(-10, -10, 500, 500)));
         repository.addWorkspace(workspace(QStringLiteral("touching"), QRectF(100, 0, 10, 10)));
         // Kept: despite its name, a workspace partly in the rectangle is listed.
-        QCOMPARE(idsOf(repository.workspacesWithin(QRectF(0, 0, 100, 100))), (QStringList{"around", "inside", "partly"}));
+        QCOMPARE(idsOf(repository.workspacesWithin(QRectF(0, 0, 100, 100))),
+                 (QStringList{"around", "inside", "partly"}));
         QCOMPARE(idsOf(repository.workspacesContained(QRectF(0, 0, 100, 100))), QStringList{"inside"});
     }
 

@@ -95,8 +95,9 @@ private Q_SLOTS:
     {
         Scene scene;
         QVERIFY(scene.show());
-        scene.activate(workspaceOf(QStringLiteral("w"), {item(QStringLiteral("large"), QRectF(10, 10, 100, 80)),
-                                                          item(QStringLiteral("small"), QRectF(40, 40, 20, 20))}));
+        scene.activate(workspaceOf(QStringLiteral("w"),
+                                   {item(QStringLiteral("large"), QRectF(10, 10, 100, 80)),
+                                    item(QStringLiteral("small"), QRectF(40, 40, 20, 20))}));
         QVERIFY(scene.toolTipAt(QPoint(50, 50)));
         QTRY_COMPARE(shownText(), QStringLiteral("tip small"));
         QVERIFY(scene.toolTipAt(QPoint(20, 20)));
@@ -108,8 +109,9 @@ private Q_SLOTS:
     {
         Scene scene;
         QVERIFY(scene.show());
-        scene.activate(workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(10, 10, 20, 20)),
-                                                          item(QStringLiteral("b"), QRectF(100, 10, 20, 20))}));
+        scene.activate(workspaceOf(QStringLiteral("w"),
+                                   {item(QStringLiteral("a"), QRectF(10, 10, 20, 20)),
+                                    item(QStringLiteral("b"), QRectF(100, 10, 20, 20))}));
         QVERIFY(!scene.toolTipAt(QPoint(31, 20)));
         QVERIFY(!scene.toolTipAt(QPoint(60, 20)));
         QVERIFY(scene.toolTipAt(QPoint(30, 20)));
@@ -122,8 +124,9 @@ private Q_SLOTS:
     {
         Scene scene;
         QVERIFY(scene.show());
-        auto workspace = scene.activate(workspaceOf(QStringLiteral("w"), {item(QStringLiteral("a"), QRectF(10, 10, 20, 20)),
-                                                                          item(QStringLiteral("b"), QRectF(100, 10, 20, 20))}));
+        auto workspace = scene.activate(workspaceOf(QStringLiteral("w"),
+                                                    {item(QStringLiteral("a"), QRectF(10, 10, 20, 20)),
+                                                     item(QStringLiteral("b"), QRectF(100, 10, 20, 20))}));
         workspace->setExtents(QRectF(0, 0, 50, 50));
         QVERIFY(scene.toolTipAt(QPoint(110, 20)));
         QTRY_COMPARE(shownText(), QStringLiteral("tip b"));
@@ -135,7 +138,8 @@ private Q_SLOTS:
     {
         Scene scene;
         QVERIFY(scene.show());
-        auto workspace = scene.activate(workspaceOf(QStringLiteral("w"), {item(QStringLiteral("line"), QRectF(50, 10, 0, 60))}));
+        auto workspace
+            = scene.activate(workspaceOf(QStringLiteral("w"), {item(QStringLiteral("line"), QRectF(50, 10, 0, 60))}));
         workspace->setExtents(QRectF(0, 0, 200, 100));
         QCOMPARE(workspace->itemsAt(QPointF(50, 40)).size(), 1);
         QVERIFY(!scene.toolTipAt(QPoint(50, 40)));

@@ -415,8 +415,8 @@ void TestServersTest::statusFaultAnswersWithThatStatus_data()
     QTest::newRow("server error") << TestHttpServer::Fault::ServerError << QNetworkReply::InternalServerError << 500;
     QTest::newRow("request timeout") << TestHttpServer::Fault::RequestTimeout << QNetworkReply::UnknownContentError
                                      << 408;
-    QTest::newRow("too many requests") << TestHttpServer::Fault::TooManyRequests
-                                       << QNetworkReply::UnknownContentError << 429;
+    QTest::newRow("too many requests") << TestHttpServer::Fault::TooManyRequests << QNetworkReply::UnknownContentError
+                                       << 429;
     QTest::newRow("service unavailable") << TestHttpServer::Fault::ServiceUnavailable
                                          << QNetworkReply::ServiceUnavailableError << 503;
 }
@@ -577,10 +577,12 @@ void TestServersTest::truncatedBodyEndsTheReplyWithAnError()
     QSignalSpy disconnected(&socket, &QTcpSocket::disconnected);
     socket.write(getRequest("/doc"));
     QByteArray received;
-    QVERIFY(QTest::qWaitFor([&] {
-        received += socket.readAll();
-        return socket.state() == QAbstractSocket::UnconnectedState;
-    }, kReplyTimeoutMs));
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            received += socket.readAll();
+            return socket.state() == QAbstractSocket::UnconnectedState;
+        },
+        kReplyTimeoutMs));
     received += socket.readAll();
     const int headEnd = received.indexOf("\r\n\r\n");
     QVERIFY(headEnd > 0);
@@ -919,8 +921,8 @@ void TestServersTest::keepAliveReusesOneConnection()
         QCOMPARE(fetch(manager, server.baseUrl() + "/doc").body, QByteArray("doc"));
     QCOMPARE(server.requestCount(QStringLiteral("/doc")), 5);
     QCOMPARE(server.openConnectionCount(), 1);
-    QVERIFY(TestHttpServer::headerValue(server.requestHeaders(QStringLiteral("/doc")).at(4), "Connection")
-                .toLower() != "close");
+    QVERIFY(TestHttpServer::headerValue(server.requestHeaders(QStringLiteral("/doc")).at(4), "Connection").toLower()
+            != "close");
 }
 
 void TestServersTest::http10RequestWithoutKeepAliveIsAnsweredAndClosed()
@@ -1167,7 +1169,6 @@ void TestServersTest::nginxCountsRequestsFromItsAccessLog()
     for (const QString& uri : uris)
         QVERIFY(fetch(manager, nginx.baseUrl() + uri).finished);
     QCOMPARE(fetch(manager, nginx.baseUrl() + "/sub//c.json").body, QByteArray("[]")); // nginx merges the slashes
-
 
     QTRY_COMPARE(nginx.accessLog(), uris + QStringList({"/sub//c.json"}));
     QCOMPARE(nginx.requestCount(QStringLiteral("/a.json")), 2);

@@ -21,9 +21,9 @@
 
 #include <cmath>
 #include <complex>
-#include <memory>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace testfiles {

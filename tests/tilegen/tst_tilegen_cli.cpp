@@ -115,7 +115,8 @@ private Q_SLOTS:
     {
         const QString input = path(QStringLiteral("nothere.wav"));
         expectFailure({input, path(QStringLiteral("out-missing"))}, 1,
-                      input + QStringLiteral(": cannot open: No such file or directory"), path(QStringLiteral("out-missing")));
+                      input + QStringLiteral(": cannot open: No such file or directory"),
+                      path(QStringLiteral("out-missing")));
     }
 
     void unknownFormat()
@@ -124,7 +125,8 @@ private Q_SLOTS:
         QVERIFY(writeBytes(input, "not a recording\n"));
         const Outcome outcome = tilegen({input, path(QStringLiteral("out-unknown"))});
         QCOMPARE(outcome.exitCode, 1);
-        QVERIFY(outcome.err.startsWith(QStringLiteral("mivo-tilegen: ") + input + QStringLiteral(": not a sound file libsndfile can read")));
+        QVERIFY(outcome.err.startsWith(QStringLiteral("mivo-tilegen: ") + input
+                                       + QStringLiteral(": not a sound file libsndfile can read")));
         QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
         QVERIFY(!QFileInfo::exists(path(QStringLiteral("out-unknown"))));
     }
@@ -136,7 +138,8 @@ private Q_SLOTS:
         QVERIFY(writeBytes(path(QStringLiteral("broken.sigmf-data")), QByteArray(800, '\0')));
         const Outcome outcome = tilegen({meta, path(QStringLiteral("out-sigmf"))});
         QCOMPARE(outcome.exitCode, 1);
-        QVERIFY(outcome.err.startsWith(QStringLiteral("mivo-tilegen: ") + meta + QStringLiteral(": malformed JSON at byte")));
+        QVERIFY(outcome.err.startsWith(QStringLiteral("mivo-tilegen: ") + meta
+                                       + QStringLiteral(": malformed JSON at byte")));
         QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
     }
 
@@ -145,7 +148,8 @@ private Q_SLOTS:
         const QString meta = path(QStringLiteral("nodata.sigmf-meta"));
         QVERIFY(writeBytes(meta, R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1000}})"));
         expectFailure({meta, path(QStringLiteral("out-nodata"))}, 1,
-                      path(QStringLiteral("nodata.sigmf-data")) + QStringLiteral(": the data file of nodata.sigmf-meta is missing"),
+                      path(QStringLiteral("nodata.sigmf-data"))
+                          + QStringLiteral(": the data file of nodata.sigmf-meta is missing"),
                       path(QStringLiteral("out-nodata")));
     }
 
@@ -153,8 +157,8 @@ private Q_SLOTS:
     {
         const QString input = path(QStringLiteral("zero.cu8"));
         QVERIFY(writeBytes(input, QByteArray(4096, '\x80')));
-        expectFailure({input, path(QStringLiteral("out-rate")), QStringLiteral("--sample-rate"), QStringLiteral("0")}, 2,
-                      QStringLiteral("--sample-rate: must be positive, got 0"), path(QStringLiteral("out-rate")));
+        expectFailure({input, path(QStringLiteral("out-rate")), QStringLiteral("--sample-rate"), QStringLiteral("0")},
+                      2, QStringLiteral("--sample-rate: must be positive, got 0"), path(QStringLiteral("out-rate")));
         const QString meta = path(QStringLiteral("rate0.sigmf-meta"));
         QVERIFY(writeBytes(meta, R"({"global": {"core:datatype": "cu8", "core:sample_rate": 0}})"));
         expectFailure({meta, path(QStringLiteral("out-rate"))}, 1,
@@ -175,15 +179,20 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("options");
         QTest::addColumn<QString>("message");
         QTest::newRow("unknown option") << QStringList{"--bogus"} << "Unknown option 'bogus'. (see --help)";
-        QTest::newRow("odd tile size") << QStringList{"--tile-size", "255"} << "--tile-size: 255 is not an even number from 16 to 4096";
-        QTest::newRow("window") << QStringList{"--window", "kaiser"} << "--window: \"kaiser\" is not hann, blackman-harris or rectangular";
+        QTest::newRow("odd tile size") << QStringList{"--tile-size", "255"}
+                                       << "--tile-size: 255 is not an even number from 16 to 4096";
+        QTest::newRow("window") << QStringList{"--window", "kaiser"}
+                                << "--window: \"kaiser\" is not hann, blackman-harris or rectangular";
         QTest::newRow("reduce") << QStringList{"--reduce", "median"} << "--reduce: \"median\" is not max or mean";
         QTest::newRow("hop") << QStringList{"--hop", "0"} << "--hop: must be a positive number of samples, got 0";
-        QTest::newRow("start time") << QStringList{"--start-time", "noon"} << "--start-time: \"noon\" is neither ISO 8601 nor seconds since 1970";
-        QTest::newRow("source id") << QStringList{"--source-id", "../x"}
-                                   << "--source-id: \"../x\" is not a plain name of letters, digits, '.', '_' and '-' (not starting with '.')";
+        QTest::newRow("start time") << QStringList{"--start-time", "noon"}
+                                    << "--start-time: \"noon\" is neither ISO 8601 nor seconds since 1970";
+        QTest::newRow("source id")
+            << QStringList{"--source-id", "../x"}
+            << "--source-id: \"../x\" is not a plain name of letters, digits, '.', '_' and '-' (not starting with '.')";
         QTest::newRow("datatype") << QStringList{"--datatype", "cf16"}
-                                  << "--datatype: \"cf16\" is not one of cu8, cs8, cs16, cf32 or a SigMF datatype such as ci16_le, cf32_le, rf32_le";
+                                  << "--datatype: \"cf16\" is not one of cu8, cs8, cs16, cf32 or a SigMF datatype such "
+                                     "as ci16_le, cf32_le, rf32_le";
     }
 
     void badOptions()
@@ -198,7 +207,9 @@ private Q_SLOTS:
     {
         const Outcome outcome = tilegen({path(QStringLiteral("short.wav"))});
         QCOMPARE(outcome.exitCode, 2);
-        QCOMPARE(outcome.err, QStringLiteral("mivo-tilegen: expected an input file and an output directory, got 1 argument(s) (see --help)\n"));
+        QCOMPARE(outcome.err,
+                 QStringLiteral(
+                     "mivo-tilegen: expected an input file and an output directory, got 1 argument(s) (see --help)\n"));
     }
 
     void unwritableOutput()
@@ -208,7 +219,8 @@ private Q_SLOTS:
         const QString output = blocker + QStringLiteral("/out");
         const Outcome outcome = tilegen({path(QStringLiteral("short.wav")), output});
         QCOMPARE(outcome.exitCode, 1);
-        QVERIFY(outcome.err.startsWith(QStringLiteral("mivo-tilegen: ") + output + QStringLiteral(": cannot create the output directory")));
+        QVERIFY(outcome.err.startsWith(QStringLiteral("mivo-tilegen: ") + output
+                                       + QStringLiteral(": cannot create the output directory")));
         QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
     }
 
@@ -216,8 +228,8 @@ private Q_SLOTS:
     {
         const QString input = path(QStringLiteral("odd.cf32"));
         QVERIFY(writeBytes(input, QByteArray(8 * 1000 + 5, '\0')));
-        expectFailure({input, path(QStringLiteral("out-odd")), QStringLiteral("--sample-rate"), QStringLiteral("1e6")}, 1,
-                      input + QStringLiteral(": size of 8005 bytes is not a whole number of 8-byte cf32_le samples"),
+        expectFailure({input, path(QStringLiteral("out-odd")), QStringLiteral("--sample-rate"), QStringLiteral("1e6")},
+                      1, input + QStringLiteral(": size of 8005 bytes is not a whole number of 8-byte cf32_le samples"),
                       path(QStringLiteral("out-odd")));
     }
 
@@ -247,7 +259,8 @@ private Q_SLOTS:
         const auto quoted = [](const QString& text) { return QLatin1Char('\'') + text + QLatin1Char('\''); };
         const QString command = quoted(QStringLiteral(TILEGEN_EXECUTABLE)) + QLatin1Char(' ')
             + quoted(path(QStringLiteral("short.wav"))) + QLatin1Char(' ') + quoted(path(QStringLiteral("out-tty")));
-        const Outcome onTerminal = run(QStringLiteral("script"), {QStringLiteral("-qefc"), command, QStringLiteral("/dev/null")});
+        const Outcome onTerminal
+            = run(QStringLiteral("script"), {QStringLiteral("-qefc"), command, QStringLiteral("/dev/null")});
         QCOMPARE(onTerminal.exitCode, 0);
         // Status lines overwrite each other; the last one counts every tile the summary does.
         const QRegularExpression progressThenSummary(QStringLiteral(
@@ -259,8 +272,9 @@ private Q_SLOTS:
         QVERIFY(match.captured(QStringLiteral("written")).toInt() > 0);
         QCOMPARE(match.captured(QStringLiteral("counted")), match.captured(QStringLiteral("written")));
 
-        const Outcome quiet = run(QStringLiteral("script"), {QStringLiteral("-qefc"), command + QStringLiteral(" --quiet"),
-                                                             QStringLiteral("/dev/null")});
+        const Outcome quiet
+            = run(QStringLiteral("script"),
+                  {QStringLiteral("-qefc"), command + QStringLiteral(" --quiet"), QStringLiteral("/dev/null")});
         QCOMPARE(quiet.exitCode, 0);
         QCOMPARE(quiet.out, QString());
     }
@@ -271,24 +285,31 @@ private Q_SLOTS:
         const QString input = path(QStringLiteral("long.wav"));
         writeWav(input, 48000, 48000 * 120);
         const QString output = path(QStringLiteral("out-killed"));
-        const QStringList common = {input, output, QStringLiteral("--source-id"), QStringLiteral("rec"),
-                                    QStringLiteral("--threads"), QStringLiteral("1"), QStringLiteral("-q")};
+        const QStringList common = {input,
+                                    output,
+                                    QStringLiteral("--source-id"),
+                                    QStringLiteral("rec"),
+                                    QStringLiteral("--threads"),
+                                    QStringLiteral("1"),
+                                    QStringLiteral("-q")};
         // The published pyramid: a short recording under the same id.
-        QCOMPARE(tilegen({path(QStringLiteral("short.wav")), output, QStringLiteral("--source-id"), QStringLiteral("rec"),
-                          QStringLiteral("-q")})
+        QCOMPARE(tilegen({path(QStringLiteral("short.wav")), output, QStringLiteral("--source-id"),
+                          QStringLiteral("rec"), QStringLiteral("-q")})
                      .exitCode,
                  0);
         const QMap<QString, QByteArray> before = snapshot(output);
 
         QProcess process;
         process.start(QStringLiteral(TILEGEN_EXECUTABLE),
-                      common + QStringList{QStringLiteral("--fft-size"), QStringLiteral("64"), QStringLiteral("--tile-size"),
-                                           QStringLiteral("16")});
+                      common
+                          + QStringList{QStringLiteral("--fft-size"), QStringLiteral("64"),
+                                        QStringLiteral("--tile-size"), QStringLiteral("16")});
         QVERIFY(process.waitForStarted());
         const QString staging = output + QStringLiteral("/.rec.partial-%1").arg(process.processId());
-        QTRY_VERIFY_WITH_TIMEOUT(QDir(staging + QStringLiteral("/0")).exists()
-                                     && QDir(staging + QStringLiteral("/0")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size() > 20,
-                                 60000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            QDir(staging + QStringLiteral("/0")).exists()
+                && QDir(staging + QStringLiteral("/0")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size() > 20,
+            60000);
         QCOMPARE(process.state(), QProcess::Running);
         process.kill();
         QVERIFY(process.waitForFinished());
@@ -302,8 +323,8 @@ private Q_SLOTS:
         QVERIFY(after == before);
 
         // The next run clears the leftover.
-        QCOMPARE(tilegen({path(QStringLiteral("short.wav")), output, QStringLiteral("--source-id"), QStringLiteral("rec"),
-                          QStringLiteral("-q")})
+        QCOMPARE(tilegen({path(QStringLiteral("short.wav")), output, QStringLiteral("--source-id"),
+                          QStringLiteral("rec"), QStringLiteral("-q")})
                      .exitCode,
                  0);
         QVERIFY(!QFileInfo::exists(staging));
@@ -313,14 +334,18 @@ private Q_SLOTS:
     {
         const QString folder = path(QStringLiteral("packed"));
         QVERIFY(QDir().mkpath(folder + QStringLiteral("/scene")));
-        QCOMPARE(synth({QStringLiteral("--duration"), QStringLiteral("2"), folder + QStringLiteral("/scene/scene")}).exitCode, 0);
+        QCOMPARE(synth({QStringLiteral("--duration"), QStringLiteral("2"), folder + QStringLiteral("/scene/scene")})
+                     .exitCode,
+                 0);
         const QString archive = folder + QStringLiteral("/scene.sigmf");
-        QCOMPARE(run(QStringLiteral("tar"), {QStringLiteral("-cf"), archive, QStringLiteral("-C"), folder, QStringLiteral("scene")})
+        QCOMPARE(run(QStringLiteral("tar"),
+                     {QStringLiteral("-cf"), archive, QStringLiteral("-C"), folder, QStringLiteral("scene")})
                      .exitCode,
                  0);
         const QString fromFiles = path(QStringLiteral("out-files"));
         const QString fromArchive = path(QStringLiteral("out-archive"));
-        QCOMPARE(tilegen({folder + QStringLiteral("/scene/scene.sigmf-meta"), fromFiles, QStringLiteral("-q")}).exitCode, 0);
+        QCOMPARE(
+            tilegen({folder + QStringLiteral("/scene/scene.sigmf-meta"), fromFiles, QStringLiteral("-q")}).exitCode, 0);
         QCOMPARE(tilegen({archive, fromArchive, QStringLiteral("-q")}).exitCode, 0);
         const QMap<QString, QByteArray> files = snapshot(fromFiles);
         QVERIFY(files.contains(QStringLiteral("scene/workspace.json")));
@@ -330,12 +355,12 @@ private Q_SLOTS:
 
     void synthIsDeterministic()
     {
-        const QStringList options = {QStringLiteral("--duration"), QStringLiteral("3"), QStringLiteral("--seed"),
-                                     QStringLiteral("7")};
+        const QStringList options
+            = {QStringLiteral("--duration"), QStringLiteral("3"), QStringLiteral("--seed"), QStringLiteral("7")};
         QCOMPARE(synth(options + QStringList{path(QStringLiteral("a"))}).exitCode, 0);
         QCOMPARE(synth(options + QStringList{path(QStringLiteral("b"))}).exitCode, 0);
-        QCOMPARE(synth({QStringLiteral("--duration"), QStringLiteral("3"), QStringLiteral("--seed"), QStringLiteral("8"),
-                        path(QStringLiteral("c"))})
+        QCOMPARE(synth({QStringLiteral("--duration"), QStringLiteral("3"), QStringLiteral("--seed"),
+                        QStringLiteral("8"), path(QStringLiteral("c"))})
                      .exitCode,
                  0);
         const QByteArray dataA = readBytes(path(QStringLiteral("a.sigmf-data")));
@@ -348,9 +373,10 @@ private Q_SLOTS:
     void synthDescribesItsEmissions()
     {
         const QString base = path(QStringLiteral("scene"));
-        const Outcome outcome = synth({QStringLiteral("--duration"), QStringLiteral("20"), QStringLiteral("--sample-rate"),
-                                       QStringLiteral("250k"), QStringLiteral("--center-frequency"), QStringLiteral("433.9M"),
-                                       QStringLiteral("--start-time"), QStringLiteral("1700000000.5"), base});
+        const Outcome outcome
+            = synth({QStringLiteral("--duration"), QStringLiteral("20"), QStringLiteral("--sample-rate"),
+                     QStringLiteral("250k"), QStringLiteral("--center-frequency"), QStringLiteral("433.9M"),
+                     QStringLiteral("--start-time"), QStringLiteral("1700000000.5"), base});
         QCOMPARE(outcome.exitCode, 0);
         QCOMPARE(outcome.err, QString());
         const QByteArray json = readBytes(base + QStringLiteral(".sigmf-meta"));
@@ -362,7 +388,8 @@ private Q_SLOTS:
         const QJsonObject capture = root.value(QStringLiteral("captures")).toArray().first().toObject();
         QCOMPARE(capture.value(QStringLiteral("core:sample_start")).toInt(), 0);
         QCOMPARE(capture.value(QStringLiteral("core:frequency")).toDouble(), 433.9e6);
-        QCOMPARE(capture.value(QStringLiteral("core:datetime")).toString(), QStringLiteral("2023-11-14T22:13:20.500000Z"));
+        QCOMPARE(capture.value(QStringLiteral("core:datetime")).toString(),
+                 QStringLiteral("2023-11-14T22:13:20.500000Z"));
 
         const SigMfMetadata meta = SigMfMetadata::parse(json, base);
         QSet<QString> labels;
@@ -384,7 +411,8 @@ private Q_SLOTS:
         // of the noise in its column.
         const QString output = path(QStringLiteral("out-scene"));
         QCOMPARE(tilegen({base + QStringLiteral(".sigmf-meta"), output, QStringLiteral("-q")}).exitCode, 0);
-        const QJsonObject workspace = QJsonDocument::fromJson(readBytes(output + QStringLiteral("/scene/workspace.json"))).object();
+        const QJsonObject workspace
+            = QJsonDocument::fromJson(readBytes(output + QStringLiteral("/scene/workspace.json"))).object();
         QCOMPARE(workspace.value(QStringLiteral("items")).toArray().size(), meta.annotations.size());
 
         // Carrier at 433.9 MHz - 90 kHz (-45 kHz at 125 kS/s, scaled by 2); bins of
@@ -416,11 +444,13 @@ private Q_SLOTS:
     void synthStreamsTheRecordingsSamples()
     {
         // Half a second of stream is the same scene as the half-second recording.
-        const QStringList options = {QStringLiteral("--duration"), QStringLiteral("0.5"), QStringLiteral("--sample-rate"),
-                                     QStringLiteral("100k"), QStringLiteral("--seed"), QStringLiteral("3")};
+        const QStringList options
+            = {QStringLiteral("--duration"), QStringLiteral("0.5"),    QStringLiteral("--sample-rate"),
+               QStringLiteral("100k"),       QStringLiteral("--seed"), QStringLiteral("3")};
         QCOMPARE(synth(options + QStringList{path(QStringLiteral("rec"))}).exitCode, 0);
         QProcess process;
-        process.start(QStringLiteral(SYNTH_EXECUTABLE), options + QStringList{QStringLiteral("--stream"), QStringLiteral("-")});
+        process.start(QStringLiteral(SYNTH_EXECUTABLE),
+                      options + QStringList{QStringLiteral("--stream"), QStringLiteral("-")});
         QVERIFY(process.waitForFinished(60000));
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(process.exitCode(), 0);
@@ -429,7 +459,8 @@ private Q_SLOTS:
         QVERIFY(streamed == readBytes(path(QStringLiteral("rec.sigmf-data"))));
 
         // The same into a file.
-        QCOMPARE(synth(options + QStringList{QStringLiteral("--stream"), path(QStringLiteral("raw.cf32"))}).exitCode, 0);
+        QCOMPARE(synth(options + QStringList{QStringLiteral("--stream"), path(QStringLiteral("raw.cf32"))}).exitCode,
+                 0);
         QVERIFY(readBytes(path(QStringLiteral("raw.cf32"))) == streamed);
     }
 
@@ -453,14 +484,19 @@ private Q_SLOTS:
     {
         const Outcome outcome = synth({QStringLiteral("--duration"), QStringLiteral("-1"), path(QStringLiteral("x"))});
         QCOMPARE(outcome.exitCode, 2);
-        QCOMPARE(outcome.err, QStringLiteral("mivo-synth: --duration: must be positive and at most 4e9 samples, got -1 s\n"));
-        const Outcome noDir = synth({QStringLiteral("--duration"), QStringLiteral("1"), path(QStringLiteral("no/such/x"))});
+        QCOMPARE(outcome.err,
+                 QStringLiteral("mivo-synth: --duration: must be positive and at most 4e9 samples, got -1 s\n"));
+        const Outcome noDir
+            = synth({QStringLiteral("--duration"), QStringLiteral("1"), path(QStringLiteral("no/such/x"))});
         QCOMPARE(noDir.exitCode, 1);
-        QCOMPARE(noDir.err, QStringLiteral("mivo-synth: ") + path(QStringLiteral("no/such")) + QStringLiteral(": no such directory\n"));
+        QCOMPARE(noDir.err,
+                 QStringLiteral("mivo-synth: ") + path(QStringLiteral("no/such"))
+                     + QStringLiteral(": no such directory\n"));
         const Outcome toStdout = synth({QStringLiteral("-")});
         QCOMPARE(toStdout.exitCode, 2);
         QCOMPARE(toStdout.err, QStringLiteral("mivo-synth: the output base - (standard output) needs --stream\n"));
-        const Outcome negative = synth({QStringLiteral("--stream"), QStringLiteral("--duration"), QStringLiteral("-2"), QStringLiteral("-")});
+        const Outcome negative = synth(
+            {QStringLiteral("--stream"), QStringLiteral("--duration"), QStringLiteral("-2"), QStringLiteral("-")});
         QCOMPARE(negative.exitCode, 2);
         QCOMPARE(negative.err, QStringLiteral("mivo-synth: --duration: must be 0 (no end) or positive, got -2 s\n"));
     }

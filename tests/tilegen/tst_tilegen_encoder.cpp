@@ -78,7 +78,8 @@ QVector<PngChunk> chunksOf(const QByteArray& png)
         chunk.type = png.mid(at + 4, 4);
         chunk.data = png.mid(at + 8, int(length));
         const quint32 crc = qFromBigEndian<quint32>(png.constData() + at + 8 + length);
-        chunk.crcMatches = crc == quint32(::crc32(0, reinterpret_cast<const Bytef*>(png.constData() + at + 4), length + 4));
+        chunk.crcMatches
+            = crc == quint32(::crc32(0, reinterpret_cast<const Bytef*>(png.constData() + at + 4), length + 4));
         chunks.append(chunk);
         at += 12 + int(length);
     }
@@ -147,7 +148,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, input);
         RunLengthDeflater deflater;
         std::vector<uchar> buffer;
-        const size_t length = deflater.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), buffer);
+        const size_t length
+            = deflater.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), buffer);
         QVERIFY(length <= RunLengthDeflater::bound(size_t(input.size())));
         QVERIFY(buffer.size() >= RunLengthDeflater::bound(size_t(input.size())));
         QCOMPARE(int(buffer[0]), 0x78);
@@ -174,7 +176,8 @@ private Q_SLOTS:
         // codes (4.67 bits a byte) plus the tables.
         const QByteArray few = noise(100000, 24, 7);
         const size_t fewLength = deflater.compress(reinterpret_cast<const uchar*>(few.constData()), 100000, buffer);
-        QVERIFY2(fewLength > 100000 * 4.58 / 8 && fewLength < 100000 * 4.7 / 8 + 100, qPrintable(QString::number(fewLength)));
+        QVERIFY2(fewLength > 100000 * 4.58 / 8 && fewLength < 100000 * 4.7 / 8 + 100,
+                 qPrintable(QString::number(fewLength)));
     }
 
     void runLengthCodingIsRepeatable()
@@ -184,11 +187,14 @@ private Q_SLOTS:
         RunLengthDeflater second;
         std::vector<uchar> a;
         std::vector<uchar> b(1 << 22, 0xee); // a larger buffer with other contents
-        const size_t lengthA = first.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), a);
+        const size_t lengthA
+            = first.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), a);
         // The same object after other work, into the old buffer.
         first.compress(reinterpret_cast<const uchar*>(input.constData()), 1000, a);
-        const size_t lengthAgain = first.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), a);
-        const size_t lengthB = second.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), b);
+        const size_t lengthAgain
+            = first.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), a);
+        const size_t lengthB
+            = second.compress(reinterpret_cast<const uchar*>(input.constData()), size_t(input.size()), b);
         QCOMPARE(lengthAgain, lengthA);
         QCOMPARE(lengthB, lengthA);
         QVERIFY(std::equal(a.begin(), a.begin() + qptrdiff(lengthA), b.begin()));
@@ -199,9 +205,12 @@ private Q_SLOTS:
         QTest::addColumn<int>("filter");
         QTest::addColumn<int>("compressor");
         QTest::addColumn<int>("level");
-        const struct { const char* name; PngFilter filter; } filters[] = {
-            {"none", PngFilter::None}, {"sub", PngFilter::Sub}, {"up", PngFilter::Up},
-            {"average", PngFilter::Average}, {"paeth", PngFilter::Paeth}, {"adaptive", PngFilter::Adaptive}};
+        const struct
+        {
+            const char* name;
+            PngFilter filter;
+        } filters[] = {{"none", PngFilter::None},       {"sub", PngFilter::Sub},     {"up", PngFilter::Up},
+                       {"average", PngFilter::Average}, {"paeth", PngFilter::Paeth}, {"adaptive", PngFilter::Adaptive}};
         for (const auto& filter : filters) {
             QTest::addRow("run-length, %s", filter.name) << int(filter.filter) << int(TileCompressor::RunLength) << 1;
             for (int level = 0; level <= 12; ++level) {
@@ -296,10 +305,11 @@ private Q_SLOTS:
             QCOMPARE(int(quantizer.indexOf(powers[i])), int(indices[i]));
             if (nearBorder)
                 continue;
-            QVERIFY2(int(indices[i]) == expected, qPrintable(QStringLiteral("power %1: %2, not %3")
-                                                                 .arg(double(powers[i]), 0, 'g', 9)
-                                                                 .arg(indices[i])
-                                                                 .arg(expected)));
+            QVERIFY2(int(indices[i]) == expected,
+                     qPrintable(QStringLiteral("power %1: %2, not %3")
+                                    .arg(double(powers[i]), 0, 'g', 9)
+                                    .arg(indices[i])
+                                    .arg(expected)));
             ++checked;
         }
         QVERIFY(checked > int(powers.size()) - 10);

@@ -38,11 +38,11 @@ const QString synthPath = QStringLiteral(SYNTH_EXECUTABLE);
 // inserted as they are (no quoting needed for the values used here).
 void startPipeline(QProcess& process, const QString& synthOptions, const QString& tilegenOptions)
 {
-    process.start(QStringLiteral("bash"),
-                  {QStringLiteral("-c"),
-                   QStringLiteral("set -o pipefail; \"$0\" --stream %1 - | \"$1\" --follow %2")
-                       .arg(synthOptions, tilegenOptions),
-                   synthPath, tilegenPath});
+    process.start(
+        QStringLiteral("bash"),
+        {QStringLiteral("-c"),
+         QStringLiteral("set -o pipefail; \"$0\" --stream %1 - | \"$1\" --follow %2").arg(synthOptions, tilegenOptions),
+         synthPath, tilegenPath});
 }
 
 struct Extents
@@ -103,7 +103,7 @@ QByteArray rtlTcpHeader()
 {
     QByteArray header("RTL0");
     char numbers[8];
-    qToBigEndian(quint32(5), numbers);      // tuner type: R820T
+    qToBigEndian(quint32(5), numbers); // tuner type: R820T
     qToBigEndian(quint32(29), numbers + 4); // gain steps
     return header + QByteArray(numbers, 8);
 }
@@ -154,12 +154,13 @@ private Q_SLOTS:
         // lies in that tile.
         startPipeline(pipeline, QStringLiteral("--sample-rate 250k --duration 5"),
                       QStringLiteral("--datatype cf32 --sample-rate 250k --center-frequency 100M --start-time 8388.608 "
-                                     "--publish-interval 1 -q - ") + out);
+                                     "--publish-interval 1 -q - ")
+                          + out);
         QVERIFY(pipeline.waitForStarted());
         const QString source = out + QStringLiteral("/live");
         QTRY_VERIFY_WITH_TIMEOUT(readExtents(source).valid, 20000);
-        const QJsonObject descriptor =
-            QJsonDocument::fromJson(readBytes(source + QStringLiteral("/tiledescriptor.json"))).object();
+        const QJsonObject descriptor
+            = QJsonDocument::fromJson(readBytes(source + QStringLiteral("/tiledescriptor.json"))).object();
         QCOMPARE(descriptor.value(QStringLiteral("updateInterval")).toDouble(), 1000.0);
 
         TileLoaderQNetworkAccessManager loader(2);
@@ -213,8 +214,9 @@ private Q_SLOTS:
         QVERIFY(last.valid);
         QVERIFY2(std::fabs((last.yMax - last.yMin) - 2440 * 0.002048) < 1e-6,
                  qPrintable(QString::number(last.yMax - last.yMin, 'g', 12)));
-        QCOMPARE(QJsonDocument::fromJson(readBytes(out + QStringLiteral("/tilesources.json"))).toVariant().toStringList(),
-                 QStringList{QStringLiteral("live")});
+        QCOMPARE(
+            QJsonDocument::fromJson(readBytes(out + QStringLiteral("/tilesources.json"))).toVariant().toStringList(),
+            QStringList{QStringLiteral("live")});
     }
 
     void rtlTcpReceiverIsFollowedAcrossADroppedConnection()
@@ -246,10 +248,11 @@ private Q_SLOTS:
 
         const QString out = path(QStringLiteral("rtl"));
         QProcess tilegen;
-        tilegen.start(tilegenPath, {QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("250k"),
-                                    QStringLiteral("--center-frequency"), QStringLiteral("433.92M"),
-                                    QStringLiteral("--publish-interval"), QStringLiteral("0.2"), QStringLiteral("-q"),
-                                    QStringLiteral("rtl_tcp://127.0.0.1:%1").arg(server.serverPort()), out});
+        tilegen.start(tilegenPath,
+                      {QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("250k"),
+                       QStringLiteral("--center-frequency"), QStringLiteral("433.92M"),
+                       QStringLiteral("--publish-interval"), QStringLiteral("0.2"), QStringLiteral("-q"),
+                       QStringLiteral("rtl_tcp://127.0.0.1:%1").arg(server.serverPort()), out});
         QVERIFY(tilegen.waitForStarted());
         QTRY_COMPARE_WITH_TIMEOUT(connections, 2, 20000);
         QTRY_COMPARE(commands.value(1), expected);
@@ -277,14 +280,15 @@ private Q_SLOTS:
         const qint64 toneColumn = qint64(std::floor((433920000.0 + 62500.0) / xBase));
         const qint64 quietColumn = qint64(std::floor((433920000.0 - 62500.0) / xBase));
         int rows = 0;
-        QDirIterator it(source + QStringLiteral("/0"), {QStringLiteral("*.png")}, QDir::Files, QDirIterator::Subdirectories);
+        QDirIterator it(source + QStringLiteral("/0"), {QStringLiteral("*.png")}, QDir::Files,
+                        QDirIterator::Subdirectories);
         while (it.hasNext()) {
             const QString file = it.next();
             if (!file.endsWith(QStringLiteral("/0/%1.png").arg(toneColumn / 256)))
                 continue;
             const QImage tile = testfiles::decodeTile(readBytes(file));
-            const QImage quietTile = testfiles::decodeTile(
-                readBytes(file.left(file.lastIndexOf(QLatin1Char('/'))) + QStringLiteral("/%1.png").arg(quietColumn / 256)));
+            const QImage quietTile = testfiles::decodeTile(readBytes(
+                file.left(file.lastIndexOf(QLatin1Char('/'))) + QStringLiteral("/%1.png").arg(quietColumn / 256)));
             for (int y = 0; y < tile.height(); ++y) {
                 const int tone = tile.pixelIndex(int(toneColumn % 256), y);
                 if (tone == 0)
@@ -301,7 +305,9 @@ private Q_SLOTS:
         const QString out = path(QStringLiteral("atomic"));
         QProcess pipeline;
         startPipeline(pipeline, QStringLiteral("--sample-rate 250k --duration 3"),
-                      QStringLiteral("--datatype cf32 --sample-rate 250k --center-frequency 100M --publish-interval 0.1 -q - ") + out);
+                      QStringLiteral(
+                          "--datatype cf32 --sample-rate 250k --center-frequency 100M --publish-interval 0.1 -q - ")
+                          + out);
         QVERIFY(pipeline.waitForStarted());
         const QString source = out + QStringLiteral("/live");
         int documents = 0;
@@ -341,7 +347,8 @@ private Q_SLOTS:
         // --start-time 0: frame f's row is f + 1, so the rows are known exactly.
         startPipeline(pipeline, QStringLiteral("--sample-rate 250k --duration 4"),
                       QStringLiteral("--datatype cf32 --sample-rate 250k --start-time 0 --retain 1.5s "
-                                     "--publish-interval 0.25 -q - ") + out);
+                                     "--publish-interval 0.25 -q - ")
+                          + out);
         QVERIFY(pipeline.waitForStarted());
         finishWithin(pipeline, 60000);
         QCOMPARE(pipeline.exitCode(), 0);
@@ -359,22 +366,25 @@ private Q_SLOTS:
                  (QSet<QString>{QStringLiteral("4"), QStringLiteral("5"), QStringLiteral("6"), QStringLiteral("7")}));
         // Level 1 rows hold 1.05 s: row 2 (2.1..3.1 s) and 3 remain.
         const QStringList level1 = QDir(source + QStringLiteral("/1")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-        QCOMPARE(QSet<QString>(level1.begin(), level1.end()), (QSet<QString>{QStringLiteral("2"), QStringLiteral("3")}));
+        QCOMPARE(QSet<QString>(level1.begin(), level1.end()),
+                 (QSet<QString>{QStringLiteral("2"), QStringLiteral("3")}));
     }
 
     void aGrowingFileIsFollowedUntilStopped()
     {
         const QString file = path(QStringLiteral("growing.cf32"));
         QProcess synth;
-        synth.start(synthPath, {QStringLiteral("--stream"), QStringLiteral("--duration"), QStringLiteral("2"),
-                                QStringLiteral("--sample-rate"), QStringLiteral("100k"), file});
+        synth.start(synthPath,
+                    {QStringLiteral("--stream"), QStringLiteral("--duration"), QStringLiteral("2"),
+                     QStringLiteral("--sample-rate"), QStringLiteral("100k"), file});
         QVERIFY(synth.waitForStarted());
         QTRY_VERIFY(QFileInfo::exists(file));
         const QString out = path(QStringLiteral("file"));
         QProcess tilegen;
-        tilegen.start(tilegenPath, {QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("100k"),
-                                    QStringLiteral("--start-time"), QStringLiteral("0"), QStringLiteral("--publish-interval"),
-                                    QStringLiteral("0.2"), QStringLiteral("-q"), file, out});
+        tilegen.start(tilegenPath,
+                      {QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("100k"),
+                       QStringLiteral("--start-time"), QStringLiteral("0"), QStringLiteral("--publish-interval"),
+                       QStringLiteral("0.2"), QStringLiteral("-q"), file, out});
         QVERIFY(tilegen.waitForStarted());
         finishWithin(synth, 30000);
         QCOMPARE(synth.exitCode(), 0);
@@ -391,16 +401,18 @@ private Q_SLOTS:
     void streamThatEndsBeforeOneFrameIsAnError()
     {
         QProcess tilegen;
-        tilegen.start(tilegenPath, {QStringLiteral("--follow"), QStringLiteral("--datatype"), QStringLiteral("cu8"),
-                                    QStringLiteral("--sample-rate"), QStringLiteral("1M"), QStringLiteral("--center-frequency"),
-                                    QStringLiteral("100M"), QStringLiteral("-"), path(QStringLiteral("short"))});
+        tilegen.start(tilegenPath,
+                      {QStringLiteral("--follow"), QStringLiteral("--datatype"), QStringLiteral("cu8"),
+                       QStringLiteral("--sample-rate"), QStringLiteral("1M"), QStringLiteral("--center-frequency"),
+                       QStringLiteral("100M"), QStringLiteral("-"), path(QStringLiteral("short"))});
         QVERIFY(tilegen.waitForStarted());
         tilegen.write(QByteArray(100, char(127)));
         tilegen.closeWriteChannel();
         finishWithin(tilegen, 20000);
         QCOMPARE(tilegen.exitCode(), 1);
         QCOMPARE(QString::fromLocal8Bit(tilegen.readAllStandardError()),
-                 QStringLiteral("mivo-tilegen: standard input: ended before one FFT frame of 1024 samples; nothing published\n"));
+                 QStringLiteral(
+                     "mivo-tilegen: standard input: ended before one FFT frame of 1024 samples; nothing published\n"));
         QVERIFY(!QFileInfo::exists(path(QStringLiteral("short/live"))));
     }
 
@@ -408,16 +420,22 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
-        QTest::newRow("no sample rate") << QStringList{QStringLiteral("--follow"), QStringLiteral("-"), QStringLiteral("o")}
+        QTest::newRow("no sample rate") << QStringList{QStringLiteral("--follow"), QStringLiteral("-"),
+                                                       QStringLiteral("o")}
                                         << QStringLiteral("mivo-tilegen: --follow: needs --sample-rate\n");
-        QTest::newRow("interval") << QStringList{QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("1M"),
-                                                 QStringLiteral("--publish-interval"), QStringLiteral("0"), QStringLiteral("-"),
-                                                 QStringLiteral("o")}
-                                  << QStringLiteral("mivo-tilegen: --publish-interval: \"0\" is not a number of seconds from 0.05 to 3600\n");
-        QTest::newRow("retain") << QStringList{QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("1M"),
-                                               QStringLiteral("--retain"), QStringLiteral("soon"), QStringLiteral("-"), QStringLiteral("o")}
-                                << QStringLiteral("mivo-tilegen: --retain: \"soon\" is not a duration such as 90s, 15m, 24h or 7d\n");
-        QTest::newRow("retain without follow") << QStringList{QStringLiteral("--retain"), QStringLiteral("1h"), QStringLiteral("a.cu8"), QStringLiteral("o")}
+        QTest::newRow("interval")
+            << QStringList{QStringLiteral("--follow"), QStringLiteral("--sample-rate"),
+                           QStringLiteral("1M"),       QStringLiteral("--publish-interval"),
+                           QStringLiteral("0"),        QStringLiteral("-"),
+                           QStringLiteral("o")}
+            << QStringLiteral("mivo-tilegen: --publish-interval: \"0\" is not a number of seconds from 0.05 to 3600\n");
+        QTest::newRow("retain")
+            << QStringList{QStringLiteral("--follow"), QStringLiteral("--sample-rate"), QStringLiteral("1M"),
+                           QStringLiteral("--retain"), QStringLiteral("soon"),          QStringLiteral("-"),
+                           QStringLiteral("o")}
+            << QStringLiteral("mivo-tilegen: --retain: \"soon\" is not a duration such as 90s, 15m, 24h or 7d\n");
+        QTest::newRow("retain without follow") << QStringList{QStringLiteral("--retain"), QStringLiteral("1h"),
+                                                              QStringLiteral("a.cu8"), QStringLiteral("o")}
                                                << QStringLiteral("mivo-tilegen: --retain: applies to --follow only\n");
     }
 

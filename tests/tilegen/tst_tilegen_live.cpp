@@ -4,10 +4,10 @@
 // The live pyramid: tiles handed out while rows arrive, and their agreement with the
 // batch pyramid of the same rows.
 
+#include "PyramidTestData.h"
 #include "core/ColumnMap.h"
 #include "core/LivePyramid.h"
 #include "core/PyramidBuilder.h"
-#include "PyramidTestData.h"
 
 #include <QTest>
 

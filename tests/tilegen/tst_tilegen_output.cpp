@@ -213,8 +213,10 @@ private Q_SLOTS:
         QCOMPARE(descriptor.keys(), QStringList({"name", "xaxis", "yaxis"}));
 
         const QJsonObject extents = jsonObject(output + QStringLiteral("/scene/tileextents.json"));
-        QCOMPARE(extents.value(QStringLiteral("x")).toObject().value(QStringLiteral("min")).toDouble(), 433.5e6 - 62500);
-        QCOMPARE(extents.value(QStringLiteral("x")).toObject().value(QStringLiteral("max")).toDouble(), 433.5e6 + 62500);
+        QCOMPARE(extents.value(QStringLiteral("x")).toObject().value(QStringLiteral("min")).toDouble(),
+                 433.5e6 - 62500);
+        QCOMPARE(extents.value(QStringLiteral("x")).toObject().value(QStringLiteral("max")).toDouble(),
+                 433.5e6 + 62500);
         QCOMPARE(extents.value(QStringLiteral("y")).toObject().value(QStringLiteral("min")).toDouble(), 1714558830.25);
         QCOMPARE(extents.value(QStringLiteral("y")).toObject().value(QStringLiteral("max")).toDouble(), 1714558832.25);
 
@@ -241,7 +243,8 @@ private Q_SLOTS:
     {
         const QString output = m_dir.filePath(QStringLiteral("merge"));
         QVERIFY(QDir().mkpath(output));
-        QVERIFY(testfiles::writeBytes(output + QStringLiteral("/tilesources.json"), "[\"alpha\", \"scene\", \"beta\"]"));
+        QVERIFY(
+            testfiles::writeBytes(output + QStringLiteral("/tilesources.json"), "[\"alpha\", \"scene\", \"beta\"]"));
         generate(sceneSettings(1), output);
         QCOMPARE(QJsonDocument::fromJson(readBytes(output + QStringLiteral("/tilesources.json"))).array(),
                  QJsonArray({"alpha", "scene", "beta"}));
@@ -262,7 +265,8 @@ private Q_SLOTS:
             generate(sceneSettings(2), output);
             QFAIL("no error");
         } catch (const Error& error) {
-            QCOMPARE(error.message(), output + QStringLiteral("/tilesources.json: must hold a JSON array of source ids"));
+            QCOMPARE(error.message(),
+                     output + QStringLiteral("/tilesources.json: must hold a JSON array of source ids"));
         }
         QCOMPARE(QDir(output).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList{QStringLiteral("tilesources.json")});
@@ -285,7 +289,8 @@ private Q_SLOTS:
 
     void progressCountsTheFramesThenTheCoarserTiles()
     {
-        TileGenerator generator(sceneSettings(1), openInput(m_scene, sceneInput()), m_dir.filePath(QStringLiteral("progress")));
+        TileGenerator generator(sceneSettings(1), openInput(m_scene, sceneInput()),
+                                m_dir.filePath(QStringLiteral("progress")));
         QVector<TileGeneratorProgress> reports;
         generator.setProgressCallback([&reports](const TileGeneratorProgress& progress) { reports.append(progress); });
         const TileGeneratorResult result = generator.run();
@@ -322,8 +327,11 @@ private Q_SLOTS:
     {
         QFETCH(QString, failingFile);
         QFETCH(int, threads);
-        const QString output = m_dir.filePath(QStringLiteral("atomic-%1-%2").arg(QTest::currentDataTag()).arg(threads)
-                                                  .replace(QLatin1Char(' '), QLatin1Char('_')).replace(QLatin1Char(','), QLatin1Char('_')));
+        const QString output = m_dir.filePath(QStringLiteral("atomic-%1-%2")
+                                                  .arg(QTest::currentDataTag())
+                                                  .arg(threads)
+                                                  .replace(QLatin1Char(' '), QLatin1Char('_'))
+                                                  .replace(QLatin1Char(','), QLatin1Char('_')));
         // An earlier pyramid of the same source, with other levels.
         TileGeneratorSettings earlier = sceneSettings(2);
         earlier.levelOffset = 30.0;
@@ -334,8 +342,8 @@ private Q_SLOTS:
         std::atomic<int> tileWrites{0};
         const auto failing = [&](const QString& path, const QByteArray& data) {
             const bool isTile = path.endsWith(QLatin1String(".png"));
-            const bool fail = isTile ? failingFile == QLatin1String("tile 25") && ++tileWrites == 25
-                                     : path.endsWith(failingFile);
+            const bool fail
+                = isTile ? failingFile == QLatin1String("tile 25") && ++tileWrites == 25 : path.endsWith(failingFile);
             if (fail)
                 throw Error(path, QStringLiteral("cannot write: No space left on device"));
             SourcePublisher::writeFileAtomically(path, data);
@@ -413,23 +421,37 @@ private Q_SLOTS:
         };
 
         QStringList warnings;
-        const QVector<WorkspaceItem> items = workspaceItemsFromAnnotations(annotations, signal, QStringLiteral("rec"), &warnings);
+        const QVector<WorkspaceItem> items
+            = workspaceItemsFromAnnotations(annotations, signal, QStringLiteral("rec"), &warnings);
         QCOMPARE(items.size(), 4);
         const QJsonObject json = QJsonDocument::fromJson(workspaceJson(QStringLiteral("rec"), items)).object();
         QCOMPARE(json.value(QStringLiteral("id")).toString(), QStringLiteral("rec"));
         const QJsonArray expected = QJsonArray{
-            QJsonObject{{"id", "a-uuid"}, {"label", "burst"}, {"x", 1200.0}, {"y", 1700000000.5},
-                        {"width", 100.0}, {"height", 0.25}},
-            QJsonObject{{"id", "rec-2"}, {"label", "rest"}, {"x", 1000.0}, {"y", 1700000009.0},
-                        {"width", 1000.0}, {"height", 1.0}},
-            QJsonObject{{"id", "rec-3"}, {"label", ""}, {"x", 0.0}, {"y", 1700000000.0},
-                        {"width", 50.0}, {"height", 0.01}},
-            QJsonObject{{"id", "rec-5"}, {"label", ""}, {"x", 1000.0}, {"y", 1700000000.001},
-                        {"width", 1000.0}, {"height", 0.001}},
+            QJsonObject{{"id", "a-uuid"},
+                        {"label", "burst"},
+                        {"x", 1200.0},
+                        {"y", 1700000000.5},
+                        {"width", 100.0},
+                        {"height", 0.25}},
+            QJsonObject{{"id", "rec-2"},
+                        {"label", "rest"},
+                        {"x", 1000.0},
+                        {"y", 1700000009.0},
+                        {"width", 1000.0},
+                        {"height", 1.0}},
+            QJsonObject{
+                {"id", "rec-3"}, {"label", ""}, {"x", 0.0}, {"y", 1700000000.0}, {"width", 50.0}, {"height", 0.01}},
+            QJsonObject{{"id", "rec-5"},
+                        {"label", ""},
+                        {"x", 1000.0},
+                        {"y", 1700000000.001},
+                        {"width", 1000.0},
+                        {"height", 0.001}},
         };
         QCOMPARE(json.value(QStringLiteral("items")).toArray(), expected);
-        QCOMPARE(warnings, QStringList({QStringLiteral("annotation #3 is cut at 0 Hz"),
-                                        QStringLiteral("annotation below lies below 0 Hz and is left out")}));
+        QCOMPARE(warnings,
+                 QStringList({QStringLiteral("annotation #3 is cut at 0 Hz"),
+                              QStringLiteral("annotation below lies below 0 Hz and is left out")}));
     }
 
     void sigMfInputGetsAWorkspaceFile()
@@ -452,10 +474,15 @@ private Q_SLOTS:
         QCOMPARE(warnings, QStringList());
         QCOMPARE(result.sourceId, QStringLiteral("annotated"));
         const QJsonObject json = jsonObject(output + QStringLiteral("/annotated/workspace.json"));
-        QCOMPARE(json, (QJsonObject{{"id", "annotated"},
-                                    {"items", QJsonArray{QJsonObject{{"id", "annotated-1"}, {"label", "FSK burst"},
-                                                                     {"x", 980000.0}, {"y", 1704110400.1},
-                                                                     {"width", 10000.0}, {"height", 0.2}}}}}));
+        QCOMPARE(json,
+                 (QJsonObject{{"id", "annotated"},
+                              {"items",
+                               QJsonArray{QJsonObject{{"id", "annotated-1"},
+                                                      {"label", "FSK burst"},
+                                                      {"x", 980000.0},
+                                                      {"y", 1704110400.1},
+                                                      {"width", 10000.0},
+                                                      {"height", 0.2}}}}}));
     }
 
     void whatTheReaderLeavesOutIsWarnedAbout()
@@ -471,8 +498,10 @@ private Q_SLOTS:
         QStringList warnings;
         generator.setWarningCallback([&warnings](const QString& warning) { warnings.append(warning); });
         generator.run();
-        QCOMPARE(warnings, QStringList{base + QStringLiteral(".sigmf-meta: holds 2 captures; the first one's frequency "
-                                                             "and start time apply to the whole recording")});
+        QCOMPARE(warnings,
+                 QStringList{base
+                             + QStringLiteral(".sigmf-meta: holds 2 captures; the first one's frequency "
+                                              "and start time apply to the whole recording")});
     }
 };
 

@@ -77,8 +77,8 @@ TileMap readTiles(const QString& sourceDir)
         if (!it.key().endsWith(QLatin1String(".png")))
             continue;
         const QStringList parts = QString(it.key()).remove(QStringLiteral(".png")).split(QLatin1Char('/'));
-        tiles[{parts[2].toInt(), parts[0].toInt(), parts[3].toLongLong(), parts[1].toLongLong()}] =
-            testfiles::decodeTile(it.value());
+        tiles[{parts[2].toInt(), parts[0].toInt(), parts[3].toLongLong(), parts[1].toLongLong()}]
+            = testfiles::decodeTile(it.value());
     }
     return tiles;
 }
@@ -127,8 +127,8 @@ private:
     QTemporaryDir m_dir;
     QStringList m_warnings;
 
-    TileGeneratorResult generate(const QString& input, TileGeneratorSettings settings, const InputSettings& inputSettings,
-                                 const QString& output)
+    TileGeneratorResult generate(const QString& input, TileGeneratorSettings settings,
+                                 const InputSettings& inputSettings, const QString& output)
     {
         settings.threads = 1;
         TileGenerator generator(settings, openInput(input, inputSettings), output);
@@ -356,7 +356,8 @@ private Q_SLOTS:
     {
         TileGeneratorSettings settings = toneSettings();
         settings.reduction = Reduction::Mean;
-        const TileGeneratorResult result = generate(toneFile(), settings, toneInput(), m_dir.filePath(QStringLiteral("tone-mean")));
+        const TileGeneratorResult result
+            = generate(toneFile(), settings, toneInput(), m_dir.filePath(QStringLiteral("tone-mean")));
         const TileMap tiles = readTiles(result.sourceDirectory);
         const qint64 toneRow = 1700000000000 + toneFrame; // even: its pair is the next row
         // x: columns 1004 (115) and 1005 (121) -> (236 + 1) / 2 = 118.
@@ -371,8 +372,9 @@ private Q_SLOTS:
     {
         TileGeneratorSettings settings = toneSettings();
         settings.xBase = 2000.0; // two bins per pixel
-        settings.yBase = 0.004;  // four frames per pixel
-        const TileGeneratorResult result = generate(toneFile(), settings, toneInput(), m_dir.filePath(QStringLiteral("tone-coarse")));
+        settings.yBase = 0.004; // four frames per pixel
+        const TileGeneratorResult result
+            = generate(toneFile(), settings, toneInput(), m_dir.filePath(QStringLiteral("tone-coarse")));
         const TileMap tiles = readTiles(result.sourceDirectory);
         // 1005000 / 2000 = 502.5 -> column 502 (bins 1004 kHz and 1005 kHz); the tone
         // frame's instant 1700000000.7005 / 0.004 = 425000000175.1 -> row 425000000175.
@@ -412,7 +414,7 @@ private Q_SLOTS:
         const QImage& tile = tiles.at({0, 0, 0, 1000000 / 64});
         const int row = int((1000000 + 5) % 64); // frame 5
         QCOMPARE(int(tile.pixelIndex(8, row)), 148);
-        QVERIFY(tile.pixelIndex(32, row) > 0);  // fs / 2 is the last bin
+        QVERIFY(tile.pixelIndex(32, row) > 0); // fs / 2 is the last bin
         QCOMPARE(int(tile.pixelIndex(33, row)), 0);
         const QByteArray extents = testfiles::readBytes(result.sourceDirectory + QStringLiteral("/tileextents.json"));
         QVERIFY(extents.contains("\"max\": 32000"));
@@ -423,14 +425,16 @@ private Q_SLOTS:
     {
         InputSettings input = toneInput();
         input.centerFrequency = 0.0;
-        const TileGeneratorResult result = generate(toneFile(), toneSettings(), input, m_dir.filePath(QStringLiteral("negative")));
+        const TileGeneratorResult result
+            = generate(toneFile(), toneSettings(), input, m_dir.filePath(QStringLiteral("negative")));
         QCOMPARE(m_warnings.size(), 1);
         QVERIFY(m_warnings.first().contains(QStringLiteral("32 of 64 FFT bins lie below 0 Hz")));
         // Bins 0 Hz .. 31 kHz remain: columns 0..31, tile columns 0 and 1 at level 0.
         const TileMap tiles = readTiles(result.sourceDirectory);
         QCOMPARE(result.topXZoom, 1);
         for (const auto& entry : tiles)
-            QCOMPARE(std::get<2>(entry.first), qint64(std::get<0>(entry.first) == 0 ? std::get<2>(entry.first) % 2 : 0));
+            QCOMPARE(std::get<2>(entry.first),
+                     qint64(std::get<0>(entry.first) == 0 ? std::get<2>(entry.first) % 2 : 0));
         QVERIFY(tiles.count({0, 0, 1, (1700000000000 + toneFrame) / tileSize}));
         // The tone at +5 kHz is column 5.
         const qint64 toneRow = 1700000000000 + toneFrame;
@@ -461,7 +465,8 @@ private Q_SLOTS:
             generate(toneFile(), settings, toneInput(), m_dir.filePath(QStringLiteral("short")));
             QFAIL("no error");
         } catch (const Error& error) {
-            QCOMPARE(error.message(), toneFile() + QStringLiteral(": holds 96000 samples, fewer than one FFT frame of 131072"));
+            QCOMPARE(error.message(),
+                     toneFile() + QStringLiteral(": holds 96000 samples, fewer than one FFT frame of 131072"));
         }
         QVERIFY(!QFileInfo::exists(m_dir.filePath(QStringLiteral("below/tilesources.json"))));
         QVERIFY(!QFileInfo::exists(m_dir.filePath(QStringLiteral("short/tilesources.json"))));

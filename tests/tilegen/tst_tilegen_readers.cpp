@@ -22,8 +22,7 @@ using testfiles::writeBytes;
 namespace {
 
 // Runs `action`, expects an Error whose message names `subject` and contains `problem`.
-template<typename Action>
-bool failsWith(Action action, const QString& subject, const QString& problem)
+template <typename Action> bool failsWith(Action action, const QString& subject, const QString& problem)
 {
     try {
         action();
@@ -59,7 +58,9 @@ QByteArray validMeta(const QString& datatype = QStringLiteral("ci16_le"))
      "core:freq_upper_edge": 433940000, "core:label": "key fob", "core:uuid": "u-1"},
     {"core:sample_start": 24000, "core:label": "rest"}
   ]
-})").arg(datatype).toUtf8();
+})")
+        .arg(datatype)
+        .toUtf8();
 }
 
 std::vector<float> readAll(ISignalSource& source)
@@ -88,9 +89,10 @@ void writeWav(const QString& path, int channels, int rate, const std::vector<sho
 bool packWithTar(const QString& archive, const QString& format, const QString& folder, const QStringList& members)
 {
     QProcess tar;
-    tar.start(QStringLiteral("tar"), QStringList{QStringLiteral("--format=") + format, QStringLiteral("-cf"), archive,
-                                                 QStringLiteral("-C"), folder}
-                                         + members);
+    tar.start(QStringLiteral("tar"),
+              QStringList{QStringLiteral("--format=") + format, QStringLiteral("-cf"), archive, QStringLiteral("-C"),
+                          folder}
+                  + members);
     if (!tar.waitForFinished(30000) || tar.exitStatus() != QProcess::NormalExit || tar.exitCode() != 0) {
         qWarning("tar failed: %s", tar.readAllStandardError().constData());
         return false;
@@ -125,7 +127,8 @@ private:
     {
         const QString root = path(name);
         QStringList members{QStringLiteral("rec")};
-        if (!QDir().mkpath(root + QStringLiteral("/rec")) || !writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), meta)
+        if (!QDir().mkpath(root + QStringLiteral("/rec"))
+            || !writeBytes(root + QStringLiteral("/rec/rec.sigmf-meta"), meta)
             || !writeBytes(root + QStringLiteral("/rec/rec.sigmf-data"), data))
             return QString();
         if (!fileAfter.isNull()) {
@@ -157,8 +160,9 @@ private:
         QVERIFY(packWithTar(path(QStringLiteral("whole.tar")), ustar, root, {rec, data}));
         QVERIFY(packWithTar(path(QStringLiteral("other.sigmf")), ustar, root, {QStringLiteral("notes.txt")}));
         QVERIFY(packWithTar(path(QStringLiteral("nodata.sigmf")), ustar, root, {rec}));
-        QVERIFY(packWithTar(path(QStringLiteral("two.sigmf")), ustar, root,
-                            {rec, data, QStringLiteral("rec/second.sigmf-meta"), QStringLiteral("rec/second.sigmf-data")}));
+        QVERIFY(
+            packWithTar(path(QStringLiteral("two.sigmf")), ustar, root,
+                        {rec, data, QStringLiteral("rec/second.sigmf-meta"), QStringLiteral("rec/second.sigmf-data")}));
         const QByteArray whole = testfiles::readBytes(path(QStringLiteral("whole.tar")));
         QVERIFY(whole.size() >= 1536 + 3000);
         QVERIFY(writeBytes(path(QStringLiteral("noise.sigmf")), QByteArray(2048, 'n')));
@@ -188,20 +192,34 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("sigMfName");
         QTest::addColumn<int>("bytes");
-        QTest::newRow("cu8") << "cu8" << "cu8" << 2;
-        QTest::newRow("cs8") << "cs8" << "ci8" << 2;
-        QTest::newRow("ci8") << "ci8" << "ci8" << 2;
-        QTest::newRow("cs16") << "cs16" << "ci16_le" << 4;
-        QTest::newRow("ci16_le") << "ci16_le" << "ci16_le" << 4;
-        QTest::newRow("ci16_be") << "ci16_be" << "ci16_be" << 4;
-        QTest::newRow("cu16_le") << "cu16_le" << "cu16_le" << 4;
-        QTest::newRow("ci32_le") << "ci32_le" << "ci32_le" << 8;
-        QTest::newRow("cf32") << "cf32" << "cf32_le" << 8;
-        QTest::newRow("cf32_le") << "cf32_le" << "cf32_le" << 8;
-        QTest::newRow("cf64_le") << "cf64_le" << "cf64_le" << 16;
-        QTest::newRow("ri16_le") << "ri16_le" << "ri16_le" << 2;
-        QTest::newRow("rf32_le") << "rf32_le" << "rf32_le" << 4;
-        QTest::newRow("ru8") << "ru8" << "ru8" << 1;
+        QTest::newRow("cu8") << "cu8"
+                             << "cu8" << 2;
+        QTest::newRow("cs8") << "cs8"
+                             << "ci8" << 2;
+        QTest::newRow("ci8") << "ci8"
+                             << "ci8" << 2;
+        QTest::newRow("cs16") << "cs16"
+                              << "ci16_le" << 4;
+        QTest::newRow("ci16_le") << "ci16_le"
+                                 << "ci16_le" << 4;
+        QTest::newRow("ci16_be") << "ci16_be"
+                                 << "ci16_be" << 4;
+        QTest::newRow("cu16_le") << "cu16_le"
+                                 << "cu16_le" << 4;
+        QTest::newRow("ci32_le") << "ci32_le"
+                                 << "ci32_le" << 8;
+        QTest::newRow("cf32") << "cf32"
+                              << "cf32_le" << 8;
+        QTest::newRow("cf32_le") << "cf32_le"
+                                 << "cf32_le" << 8;
+        QTest::newRow("cf64_le") << "cf64_le"
+                                 << "cf64_le" << 16;
+        QTest::newRow("ri16_le") << "ri16_le"
+                                 << "ri16_le" << 2;
+        QTest::newRow("rf32_le") << "rf32_le"
+                                 << "rf32_le" << 4;
+        QTest::newRow("ru8") << "ru8"
+                             << "ru8" << 1;
     }
 
     void namesEveryDatatype()
@@ -362,21 +380,20 @@ private Q_SLOTS:
         QTest::newRow("unknown datatype")
             << QByteArray(R"({"global": {"core:datatype": "cf16_le", "core:sample_rate": 1000}})")
             << "\"cf16_le\" is not a supported SigMF datatype";
-        QTest::newRow("raw short name")
-            << QByteArray(R"({"global": {"core:datatype": "cs16", "core:sample_rate": 1000}})")
-            << "\"cs16\" is not a supported SigMF datatype";
+        QTest::newRow("raw short name") << QByteArray(
+            R"({"global": {"core:datatype": "cs16", "core:sample_rate": 1000}})")
+                                        << "\"cs16\" is not a supported SigMF datatype";
         QTest::newRow("no sample rate") << QByteArray(R"({"global": {"core:datatype": "cf32_le"}})")
                                         << "global core:sample_rate is missing";
-        QTest::newRow("sample rate 0")
-            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 0}})")
-            << "global core:sample_rate must be positive, the file says 0";
+        QTest::newRow("sample rate 0") << QByteArray(
+            R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 0}})")
+                                       << "global core:sample_rate must be positive, the file says 0";
         QTest::newRow("sample rate text")
             << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": "fast"}})")
             << "global core:sample_rate must be a number";
-        QTest::newRow("bad datetime")
-            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
+        QTest::newRow("bad datetime") << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
                               "captures": [{"core:datetime": "noon"}]})")
-            << "captures[0] core:datetime \"noon\" is not an ISO 8601 date and time";
+                                      << "captures[0] core:datetime \"noon\" is not an ISO 8601 date and time";
         QTest::newRow("captures not an array")
             << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1}, "captures": 3})")
             << "\"captures\" must be a JSON array";
@@ -384,10 +401,9 @@ private Q_SLOTS:
             << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
                               "annotations": [{"core:label": "x"}]})")
             << "annotations[0] core:sample_start is missing";
-        QTest::newRow("negative count")
-            << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
+        QTest::newRow("negative count") << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
                               "annotations": [{"core:sample_start": 0, "core:sample_count": -5}]})")
-            << "annotations[0] core:sample_count must be a non-negative integer";
+                                        << "annotations[0] core:sample_count must be a non-negative integer";
         QTest::newRow("edges upside down")
             << QByteArray(R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1},
                               "annotations": [{"core:sample_start": 0, "core:freq_lower_edge": 5,
@@ -446,14 +462,16 @@ private Q_SLOTS:
         QVERIFY(writeBytes(path(QStringLiteral("captures.sigmf-data")), le16({1, 2, 3, 4})));
         const OpenedInput loose = openInput(metaPath, {});
         QCOMPARE(loose.warnings,
-                 QStringList{metaPath + QStringLiteral(": holds 2 captures; the first one's frequency and start time "
-                                                       "apply to the whole recording")});
+                 QStringList{metaPath
+                             + QStringLiteral(": holds 2 captures; the first one's frequency and start time "
+                                              "apply to the whole recording")});
 
         const QString archive = archiveOfRecording(QStringLiteral("captures-archive"), json, le16({1, 2, 3, 4}));
         QVERIFY(!archive.isEmpty());
         QCOMPARE(openInput(archive, {}).warnings,
-                 QStringList{archive + QStringLiteral(": rec/rec.sigmf-meta: holds 2 captures; the first one's frequency "
-                                                      "and start time apply to the whole recording")});
+                 QStringList{archive
+                             + QStringLiteral(": rec/rec.sigmf-meta: holds 2 captures; the first one's frequency "
+                                              "and start time apply to the whole recording")});
     }
 
     void sigMfWithoutDataFileIsRejected()
@@ -505,7 +523,8 @@ private Q_SLOTS:
         // A file before the recording and an odd data size: members start at block boundaries.
         QVERIFY(writeBytes(root + QStringLiteral("/README"), QByteArray(700, 'r')));
         QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/fob.sigmf-meta"), validMeta()));
-        QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/fob.sigmf-data"), le16({1, 2, 3, 4, 5, 6})));
+        QVERIFY(
+            writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/fob.sigmf-data"), le16({1, 2, 3, 4, 5, 6})));
         const QString archive = root + QStringLiteral(".sigmf");
         QVERIFY(packWithTar(archive, format, root, {QStringLiteral("README"), folder}));
 
@@ -531,8 +550,8 @@ private Q_SLOTS:
 
     void archiveSamplesCanBeSkipped()
     {
-        const QString archive = archiveOfRecording(QStringLiteral("skipping"), validMeta(), le16({1, 2, 3, 4, 5, 6, 7, 8}),
-                                                   QByteArray(1024, 'z'));
+        const QString archive = archiveOfRecording(QStringLiteral("skipping"), validMeta(),
+                                                   le16({1, 2, 3, 4, 5, 6, 7, 8}), QByteArray(1024, 'z'));
         QVERIFY(!archive.isEmpty());
         const OpenedInput input = openInput(archive, {});
         QCOMPARE(input.source->skip(1), qint64(1));
@@ -549,10 +568,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("problem");
         QTest::newRow("not tar") << QStringLiteral("noise.sigmf")
                                  << QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)");
-        QTest::newRow("compressed") << QStringLiteral("compressed.sigmf")
-                                    << QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)");
+        QTest::newRow("compressed") << QStringLiteral(
+            "compressed.sigmf") << QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)");
         QTest::newRow("empty") << QStringLiteral("empty.sigmf") << QStringLiteral("holds no *.sigmf-meta member");
-        QTest::newRow("no recording") << QStringLiteral("other.sigmf") << QStringLiteral("holds no *.sigmf-meta member");
+        QTest::newRow("no recording") << QStringLiteral("other.sigmf")
+                                      << QStringLiteral("holds no *.sigmf-meta member");
         QTest::newRow("no data") << QStringLiteral("nodata.sigmf")
                                  << QStringLiteral("holds rec/rec.sigmf-meta but not rec/rec.sigmf-data");
         QTest::newRow("two recordings") << QStringLiteral("two.sigmf")
@@ -561,8 +581,10 @@ private Q_SLOTS:
                                      << QStringLiteral("is cut short: a member needs 3000 bytes at byte 1536");
         QTest::newRow("cut in header") << QStringLiteral("cut-header.sigmf")
                                        << QStringLiteral("is cut short inside the header at byte 1024");
-        QTest::newRow("damaged header") << QStringLiteral("damaged.sigmf") << QStringLiteral("has a damaged header at byte 1024");
-        QTest::newRow("bad size") << QStringLiteral("badsize.sigmf") << QStringLiteral("has a malformed size at byte 124");
+        QTest::newRow("damaged header") << QStringLiteral("damaged.sigmf")
+                                        << QStringLiteral("has a damaged header at byte 1024");
+        QTest::newRow("bad size") << QStringLiteral("badsize.sigmf")
+                                  << QStringLiteral("has a malformed size at byte 124");
     }
 
     void brokenArchivesAreRejected()
@@ -592,7 +614,8 @@ private Q_SLOTS:
         const QString root = path(QStringLiteral("fuzz"));
         QVERIFY(QDir().mkpath(root + QLatin1Char('/') + folder));
         QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/rec.sigmf-meta"), validMeta()));
-        QVERIFY(writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/rec.sigmf-data"), le16({1, 2, 3, 4, 5, 6})));
+        QVERIFY(
+            writeBytes(root + QLatin1Char('/') + folder + QStringLiteral("/rec.sigmf-data"), le16({1, 2, 3, 4, 5, 6})));
         QVERIFY(packWithTar(path(QStringLiteral("fuzz.tar")), QStringLiteral("pax"), root, {folder}));
         const QByteArray original = testfiles::readBytes(path(QStringLiteral("fuzz.tar")));
         const int headerEnd = std::min(original.size(), 4096); // where the headers and metadata are
@@ -633,7 +656,8 @@ private Q_SLOTS:
         QTest::newRow("malformed metadata") << QByteArray("{\"global\": [}") << QByteArray(8, '\0')
                                             << QStringLiteral("rec/rec.sigmf-meta") << QStringLiteral("malformed JSON");
         QTest::newRow("data of wrong size")
-            << validMeta(QStringLiteral("cf32_le")) << QByteArray(8 * 5 + 4, '\0') << QStringLiteral("rec/rec.sigmf-data")
+            << validMeta(QStringLiteral("cf32_le")) << QByteArray(8 * 5 + 4, '\0')
+            << QStringLiteral("rec/rec.sigmf-data")
             << QStringLiteral("size of 44 bytes is not a whole number of 8-byte cf32_le samples");
     }
 
@@ -643,8 +667,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, data);
         QFETCH(QString, member);
         QFETCH(QString, problem);
-        const QString archive = archiveOfRecording(QString::fromLatin1(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('-')),
-                                                   meta, data);
+        const QString archive = archiveOfRecording(
+            QString::fromLatin1(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('-')), meta, data);
         QVERIFY(!archive.isEmpty());
         QVERIFY(failsWith([&] { openInput(archive, {}); }, archive + QStringLiteral(": ") + member, problem));
     }
@@ -675,8 +699,8 @@ private Q_SLOTS:
         const QString file = path(QStringLiteral("stereo.wav"));
         std::vector<short> samples;
         for (short i = 0; i < 1000; ++i) {
-            samples.push_back(short(i * 10));   // left
-            samples.push_back(short(-i * 20));  // right
+            samples.push_back(short(i * 10)); // left
+            samples.push_back(short(-i * 20)); // right
         }
         writeWav(file, 2, 44100, samples);
 

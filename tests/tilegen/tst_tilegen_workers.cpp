@@ -103,13 +103,13 @@ private Q_SLOTS:
         WorkerPool pool(2);
         Gate first, second;
         pool.runAll({[&] {
-                          first.open();
-                          second.pass();
-                      },
-                      [&] {
-                          second.open();
-                          first.pass();
-                      }});
+                         first.open();
+                         second.pass();
+                     },
+                     [&] {
+                         second.open();
+                         first.pass();
+                     }});
     }
 
     void waitingRunsQueuedJobs()

@@ -221,7 +221,8 @@ private Q_SLOTS:
 
     void documentsPassThrough()
     {
-        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson("r", 1.0, 16, 3));
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson("r", 1.0, 16, 3));
         m_server->setDocument(base + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 64, 32)));
         Retrying r(m_server->baseUrl() + base);
         QSignalSpy descriptors(&r.loader, &ITileLoader::si_tileSystemDescriptorLoaded);

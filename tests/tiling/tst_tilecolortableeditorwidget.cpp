@@ -524,9 +524,9 @@ private Q_SLOTS:
         }
         QCOMPARE(changed.count(), 2);
         TileColorTableDescriptor expected;
-        QColor* slot = button == QLatin1String("lowColorButton")   ? &expected.lowColor
-            : button == QLatin1String("midColorButton") ? &expected.midColor
-                                                        : &expected.highColor;
+        QColor* slot = button == QLatin1String("lowColorButton") ? &expected.lowColor
+            : button == QLatin1String("midColorButton")          ? &expected.midColor
+                                                                 : &expected.highColor;
         *slot = QColor(255, 0, 0);
         QVERIFY(descriptorOf(changed, 0) == expected);
         *slot = QColor(0, 128, 64);
@@ -575,9 +575,10 @@ private Q_SLOTS:
     {
         Editor editor;
         QList<TileColorTableDescriptor> received;
-        connect(&editor.widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged, this,
-                [&received](const TileColorTableDescriptor& descriptor) { received.append(descriptor); },
-                Qt::QueuedConnection);
+        connect(
+            &editor.widget, &TileColorTableEditorWidget::si_colorTableDescriptorChanged, this,
+            [&received](const TileColorTableDescriptor& descriptor) { received.append(descriptor); },
+            Qt::QueuedConnection);
         editor.parts.upper->setValue(3);
         QTRY_COMPARE(received.size(), 1);
         QCOMPARE(received.at(0).rangeUpper, 3.0);

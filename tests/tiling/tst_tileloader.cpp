@@ -11,14 +11,14 @@
 
 #include <TestSupport.h>
 
+#include <QElapsedTimer>
+#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QElapsedTimer>
-#include <QLoggingCategory>
-#include <QRegularExpression>
 #include <QTest>
 #include <QtEndian>
 
@@ -190,8 +190,8 @@ private Q_SLOTS:
     void metaTypesAreRegisteredUnderEveryName()
     {
         const TileLoaderQNetworkAccessManager loader(2);
-        for (const char* name : {"mivo::tiling::TileId", "TileId", "TileSystemDescriptor", "std::shared_ptr<Tile>",
-                                 "QNetworkReply*"})
+        for (const char* name :
+             {"mivo::tiling::TileId", "TileId", "TileSystemDescriptor", "std::shared_ptr<Tile>", "QNetworkReply*"})
             QVERIFY2(QMetaType::type(name) != QMetaType::UnknownType, name);
         QCOMPARE(QMetaType::type("TileId"), qMetaTypeId<TileId>());
     }
@@ -205,10 +205,12 @@ private Q_SLOTS:
         m_server->setDocument(base + tilePath(refused), "not a PNG", "image/png");
         WatchedLoader watched(sourceUrl());
         QLoggingCategory::setFilterRules(QStringLiteral("mivo.*=true"));
-        QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^tile \\(2; 3; 0; 0; \\d+\\) failed: "
-                                                                           "HTTP status 404$")));
-        QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^tile \\(4; 3; 0; 0; \\d+\\) refused: "
-                                                                           "not a PNG image$")));
+        QTest::ignoreMessage(QtDebugMsg,
+                             QRegularExpression(QStringLiteral("^tile \\(2; 3; 0; 0; \\d+\\) failed: "
+                                                               "HTTP status 404$")));
+        QTest::ignoreMessage(QtDebugMsg,
+                             QRegularExpression(QStringLiteral("^tile \\(4; 3; 0; 0; \\d+\\) refused: "
+                                                               "not a PNG image$")));
         watched.loader.loadTile(missing, true);
         watched.loader.loadTile(refused, true);
         QTRY_COMPARE(watched.failed.count(), 1);
@@ -312,7 +314,8 @@ private Q_SLOTS:
         serveTile(id);
         WatchedLoader watched(sourceUrl());
         QThread* receivedIn = nullptr;
-        connect(&watched.loader, &ITileLoader::si_tileLoaded, this, [&receivedIn] { receivedIn = QThread::currentThread(); });
+        connect(&watched.loader, &ITileLoader::si_tileLoaded, this,
+                [&receivedIn] { receivedIn = QThread::currentThread(); });
         watched.loader.loadTile(id, true);
         QTRY_COMPARE(watched.loaded.count(), 1);
         QCOMPARE(receivedIn, QThread::currentThread()); // delivered in the loader's thread
@@ -527,7 +530,8 @@ private Q_SLOTS:
         QSignalSpy failed(&worker, &TileLoaderThread::si_tileLoadFailed);
         m_server->setDocument(QStringLiteral("/other"), "x");
         QNetworkAccessManager manager;
-        QPointer<QNetworkReply> foreign = manager.get(QNetworkRequest(QUrl(m_server->baseUrl() + QStringLiteral("/other"))));
+        QPointer<QNetworkReply> foreign
+            = manager.get(QNetworkRequest(QUrl(m_server->baseUrl() + QStringLiteral("/other"))));
         QTRY_VERIFY(foreign->isFinished());
         worker.sl_replyFinished(foreign);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -584,7 +588,8 @@ private Q_SLOTS:
     {
         // Padded with spaces to exactly the limit, and one byte more.
         QByteArray descriptor = testtiles::descriptorJson("edge", 1.0, 16, 5);
-        descriptor += QByteArray(int(TileLoaderQNetworkAccessManagerSettings().maximumDocumentBytes) - descriptor.size(), ' ');
+        descriptor
+            += QByteArray(int(TileLoaderQNetworkAccessManagerSettings().maximumDocumentBytes) - descriptor.size(), ' ');
         m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), descriptor);
         WatchedLoader w(sourceUrl());
         QCOMPARE(loadDocuments(w.loader).descriptor.name, QStringLiteral("edge"));
@@ -607,12 +612,14 @@ private Q_SLOTS:
         QFETCH(QImage::Format, format);
         QFETCH(int, colours);
         const TileId id(1, 1, 0, 0);
-        QImage image = testtiles::indexedImage(16, 16, [colours](int x, int y) { return (x + y) % std::max(colours, 2); });
+        QImage image
+            = testtiles::indexedImage(16, 16, [colours](int x, int y) { return (x + y) % std::max(colours, 2); });
         if (format == QImage::Format_Indexed8 && colours < 256)
             image.setColorTable(testtiles::palette().mid(0, colours));
         else if (format != QImage::Format_Indexed8)
             image = image.convertToFormat(format);
-        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson("k", 1.0, 16, 5));
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson("k", 1.0, 16, 5));
         m_server->setDocument(base + tilePath(id), testtiles::png(image), "image/png");
         WatchedLoader w(sourceUrl());
         loadDocuments(w.loader);
@@ -626,7 +633,8 @@ private Q_SLOTS:
     void tilesMustHaveTheDescriptorsSizeUntilTheSourceChanges()
     {
         const TileId id(0, 0, 0, 0);
-        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"), testtiles::descriptorJson("s", 1.0, 16, 5));
+        m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
+                              testtiles::descriptorJson("s", 1.0, 16, 5));
         m_server->setDocument(base + tilePath(id), tilePng(id, 32), "image/png");
         WatchedLoader w(sourceUrl());
         // Before any descriptor: any size within the pixel limit.
@@ -636,8 +644,9 @@ private Q_SLOTS:
         loadDocuments(w.loader);
         QLoggingCategory::setFilterRules(QStringLiteral("mivo.tiling.debug=true"));
         QTest::ignoreMessage(QtDebugMsg,
-                             QRegularExpression(QStringLiteral("^tile \\(0; 0; 0; 0; \\d+\\) refused: PNG declares 32 x 32 "
-                                                               "pixels, the source's tiles have 16 x 16$")));
+                             QRegularExpression(
+                                 QStringLiteral("^tile \\(0; 0; 0; 0; \\d+\\) refused: PNG declares 32 x 32 "
+                                                "pixels, the source's tiles have 16 x 16$")));
         w.loader.loadTile(id, true);
         QTRY_COMPARE(w.loaded.count(), 2);
         QLoggingCategory::setFilterRules(QString());
@@ -662,7 +671,8 @@ private Q_SLOTS:
         chunk.append(length, 4).append("zTXt").append(text);
         const QByteArray typed = "zTXt" + text;
         char crc[4];
-        qToBigEndian<quint32>(quint32(crc32(0, reinterpret_cast<const Bytef*>(typed.constData()), uInt(typed.size()))), crc);
+        qToBigEndian<quint32>(quint32(crc32(0, reinterpret_cast<const Bytef*>(typed.constData()), uInt(typed.size()))),
+                              crc);
         chunk.append(crc, 4);
         m_server->setDocument(base + tilePath(id), png.left(idat) + chunk + png.mid(idat), "image/png");
         WatchedLoader w(sourceUrl());
@@ -758,7 +768,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_server->heldCount(), 1);
 
         watched.loader.setBaseUrl(QUrl(m_server->baseUrl() + otherBase));
-        watched.loader.loadTile(held, true);  // still pending in its worker: not requested again
+        watched.loader.loadTile(held, true); // still pending in its worker: not requested again
         watched.loader.loadTile(fresh, true); // goes to the new source
         QTRY_COMPARE(watched.loaded.count(), 1);
         QCOMPARE(tileOf(watched.loaded.at(0).at(0))->image.pixelIndex(0, 0), 201);
@@ -773,7 +783,8 @@ private Q_SLOTS:
     {
         m_server->setDocument(base + QStringLiteral("/tiledescriptor.json"),
                               testtiles::descriptorJson(QStringLiteral("slow"), 1, 16, 3));
-        m_server->setDocument(base + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 640, 640)));
+        m_server->setDocument(base + QStringLiteral("/tileextents.json"),
+                              testtiles::extentsJson(QRectF(0, 0, 640, 640)));
         for (quint64 x = 0; x < 41; ++x) {
             for (quint64 y = 0; y < 41; ++y) {
                 for (quint16 z = 0; z <= 3; ++z) {

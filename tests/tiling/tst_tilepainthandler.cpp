@@ -231,10 +231,10 @@ private Q_SLOTS:
         scene.coords.x().setOffset(2.0);
         scene.coords.y().setOffset(1.0);
         const QImage image = scene.paint();
-        QCOMPARE(image.pixel(0, 0), testPalette().at(1));                 // value (2, 1): tile (0, 0)
-        QCOMPARE(image.pixel(2, 0), testPalette().at(2));                 // value (4, 1): tile (1, 0)
-        QCOMPARE(image.pixel(0, 3), testPalette().at(5));                 // value (2, 4): tile (0, 1)
-        QCOMPARE(image.pixel(14, 15), white);                             // value (16, 16): no data
+        QCOMPARE(image.pixel(0, 0), testPalette().at(1)); // value (2, 1): tile (0, 0)
+        QCOMPARE(image.pixel(2, 0), testPalette().at(2)); // value (4, 1): tile (1, 0)
+        QCOMPARE(image.pixel(0, 3), testPalette().at(5)); // value (2, 4): tile (0, 1)
+        QCOMPARE(image.pixel(14, 15), white); // value (16, 16): no data
     }
 
     void missingTileLeavesTheBackground()
@@ -330,9 +330,8 @@ private Q_SLOTS:
             for (quint64 x = 0; x < 5; ++x)
                 scene.provider.place(TileId(x, y, 0, 0), tileOf(TileId(x, y, 0, 0), 64, [](int, int) { return 0; }));
         }
-        const auto isCyanText = [](QRgb pixel) {
-            return qRed(pixel) == 0 && qGreen(pixel) == qBlue(pixel) && qGreen(pixel) > 128;
-        };
+        const auto isCyanText
+            = [](QRgb pixel) { return qRed(pixel) == 0 && qGreen(pixel) == qBlue(pixel) && qGreen(pixel) > 128; };
         const auto cyanPixels = [&](const QImage& image) {
             int n = 0;
             for (int y = 0; y < image.height(); ++y)
@@ -351,8 +350,8 @@ private Q_SLOTS:
 
     void defaultColourTable()
     {
-        const QVector<unsigned int> table =
-            TilePaintHandler::buildColorTable(TileColorTableDescriptor(), TileSystemDescriptor(), Qt::black);
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(TileColorTableDescriptor(), TileSystemDescriptor(), Qt::black);
         QCOMPARE(table.size(), 255);
         QCOMPARE(table.at(0), 0xff000000u);
         QVERIFY(close(table.at(1), QColor(QStringLiteral("#001829")), 8));
@@ -371,9 +370,9 @@ private Q_SLOTS:
         TileColorTableDescriptor descriptor;
         descriptor.rangeLower = -50.0;
         descriptor.rangeUpper = 50.0;
-        const QVector<unsigned int> table =
-            TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
-        const double lowEdge = 77.0 / 254.0;   // 0.303
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
+        const double lowEdge = 77.0 / 254.0; // 0.303
         const double highEdge = 177.0 / 254.0; // 0.697
         for (int i = 1; i < table.size(); ++i) {
             const double position = (i + 0.5) / 256.0;
@@ -455,7 +454,8 @@ private Q_SLOTS:
         TileColorTableDescriptor descriptor;
         descriptor.rangeLower = lower;
         descriptor.rangeUpper = upper;
-        const QVector<unsigned int> plain = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
+        const QVector<unsigned int> plain
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
         QCOMPARE(TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black, QGradientStops()),
                  plain);
         Scene scene;
@@ -471,10 +471,11 @@ private Q_SLOTS:
         descriptor.lowColor = Qt::black;
         descriptor.midColor = Qt::red;
         descriptor.highColor = Qt::red;
-        const QVector<unsigned int> threeColours =
-            TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
-        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(
-            descriptor, TileSystemDescriptor(), Qt::black, QGradientStops{{0.25, QColor(Qt::red)}});
+        const QVector<unsigned int> threeColours
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black);
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black,
+                                                QGradientStops{{0.25, QColor(Qt::red)}});
         QCOMPARE(table.size(), 255);
         QCOMPARE(table.at(0), 0xff000000u);
         // Column 32 lies at (32 + 0.5) / 256 = 0.127: half way to the stop at 0.25, a
@@ -497,9 +498,9 @@ private Q_SLOTS:
         descriptor.highColor = Qt::white;
         descriptor.rangeLower = -63.5; // places 0.25 .. 0.75 of the value range -127 .. 127
         descriptor.rangeUpper = 63.5;
-        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(
-            descriptor, TileSystemDescriptor(), Qt::black,
-            QGradientStops{{0.25, QColor(Qt::red)}, {0.5, QColor(Qt::green)}});
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black,
+                                                QGradientStops{{0.25, QColor(Qt::red)}, {0.5, QColor(Qt::green)}});
         // 0.25 of the level range is 0.375 of the strip, around column 96; 0.5 replaces
         // the middle colour at column 128.
         QVERIFY2(close(table.at(95), QColor(Qt::red), 12), qPrintable(QString::number(table.at(95), 16)));
@@ -509,8 +510,9 @@ private Q_SLOTS:
         QCOMPARE(table.at(40), quantised(Qt::black));
         QCOMPARE(table.at(220), quantised(Qt::white));
         // A stop at 0 or 1 takes the place of the outer colour.
-        const QVector<unsigned int> ends = TilePaintHandler::buildColorTable(
-            descriptor, TileSystemDescriptor(), Qt::black, QGradientStops{{0.0, QColor(Qt::yellow)}, {1.0, QColor(Qt::cyan)}});
+        const QVector<unsigned int> ends
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black,
+                                                QGradientStops{{0.0, QColor(Qt::yellow)}, {1.0, QColor(Qt::cyan)}});
         QCOMPARE(ends.at(40), quantised(Qt::yellow));
         QCOMPARE(ends.at(220), quantised(Qt::cyan));
     }
@@ -520,8 +522,8 @@ private Q_SLOTS:
         TileColorTableDescriptor descriptor;
         descriptor.rangeUpper = 381.0; // the upper level lies at place 2 of the value range
         const QGradientStops inside{{0.25, QColor(Qt::red)}};
-        const QVector<unsigned int> expected =
-            TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black, inside);
+        const QVector<unsigned int> expected
+            = TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black, inside);
         QVERIFY(expected != TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black));
         QCOMPARE(TilePaintHandler::buildColorTable(descriptor, TileSystemDescriptor(), Qt::black,
                                                    inside + QGradientStops{{0.75, QColor(Qt::green)}}),

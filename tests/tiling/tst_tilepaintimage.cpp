@@ -166,7 +166,11 @@ QString firstDifference(const QImage& a, const QImage& b)
     for (int y = 0; y < a.height(); ++y) {
         for (int x = 0; x < a.width(); ++x) {
             if (a.pixel(x, y) != b.pixel(x, y))
-                return QStringLiteral("%1,%2: %3 vs %4").arg(x).arg(y).arg(a.pixel(x, y), 8, 16).arg(b.pixel(x, y), 8, 16);
+                return QStringLiteral("%1,%2: %3 vs %4")
+                    .arg(x)
+                    .arg(y)
+                    .arg(a.pixel(x, y), 8, 16)
+                    .arg(b.pixel(x, y), 8, 16);
         }
     }
     return QString();
@@ -487,14 +491,12 @@ private Q_SLOTS:
 
         scene.handler.setTileColorTableDescriptor(firstColours);
         const QImage before = scene.paint();
-        const QImage expectedBefore =
-            expectedFrame(TilePaintHandler::buildColorTable(firstColours, levels, Qt::black));
+        const QImage expectedBefore = expectedFrame(TilePaintHandler::buildColorTable(firstColours, levels, Qt::black));
         QVERIFY2(before == expectedBefore, qPrintable(firstDifference(before, expectedBefore)));
 
         scene.handler.setTileColorTableDescriptor(secondColours);
         const QImage after = scene.paint();
-        const QImage expectedAfter =
-            expectedFrame(TilePaintHandler::buildColorTable(secondColours, levels, Qt::black));
+        const QImage expectedAfter = expectedFrame(TilePaintHandler::buildColorTable(secondColours, levels, Qt::black));
         QVERIFY2(after == expectedAfter, qPrintable(firstDifference(after, expectedAfter)));
         QVERIFY(after != before);
 

@@ -125,8 +125,9 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), 1);
         QCOMPARE(order, QStringList{QStringLiteral("tileSystemChanged after setBaseUrl(http://server/other)")});
         // Requests in flight are not cancelled.
-        QCOMPARE(f.loader.takeCalls(), (QStringList{QStringLiteral("setBaseUrl(http://server/other)"),
-                                                    QStringLiteral("loadTileSystemDescriptor")}));
+        QCOMPARE(f.loader.takeCalls(),
+                 (QStringList{QStringLiteral("setBaseUrl(http://server/other)"),
+                              QStringLiteral("loadTileSystemDescriptor")}));
         QCOMPARE(sourceChanged.count(), 1);
         QCOMPARE(sourceChanged.at(0).at(0).toString(), QStringLiteral("http://server/other"));
     }
@@ -154,15 +155,16 @@ private Q_SLOTS:
         f.loader.deliverExtents(QRectF(0, 0, 4096, 5000));
         QCOMPARE(extentsChanged.count(), 1);
         // Level 4 tiles span 4096 values: columns 0..1 (far edge included), rows 0..1.
-        QCOMPARE(f.loader.takeCalls(), (QStringList{load(0, 0, 4, 4, true), load(1, 0, 4, 4, true),
-                                                    load(0, 1, 4, 4, true), load(1, 1, 4, 4, true)}));
+        QCOMPARE(f.loader.takeCalls(),
+                 (QStringList{load(0, 0, 4, 4, true), load(1, 0, 4, 4, true), load(0, 1, 4, 4, true),
+                              load(1, 1, 4, 4, true)}));
         QVERIFY(f.provider.pendingTiles().isEmpty()); // base tiles are not tracked as pending
 
         // Cached base tiles are not asked for again.
         f.loader.deliverTile(TileId(0, 0, 4, 4));
         f.loader.deliverExtents(QRectF(0, 0, 4096, 5001));
-        QCOMPARE(f.loader.takeCalls(), (QStringList{load(1, 0, 4, 4, true), load(0, 1, 4, 4, true),
-                                                    load(1, 1, 4, 4, true)}));
+        QCOMPARE(f.loader.takeCalls(),
+                 (QStringList{load(1, 0, 4, 4, true), load(0, 1, 4, 4, true), load(1, 1, 4, 4, true)}));
     }
 
     void invalidDescriptorRequestsNothingFurther()
@@ -513,7 +515,7 @@ private Q_SLOTS:
         const auto base = f.loader.deliverTile(TileId(0, 0, 4, 4));
         QCOMPARE(f.provider.tile(TileId(13, 11, 0, 0)), base);
         QVERIFY(!f.provider.tile(TileId(16, 0, 0, 0))); // its level-4 ancestor is column 1
-        QVERIFY(!f.provider.tile(TileId(0, 0, 5, 0)));  // beyond the coarsest level
+        QVERIFY(!f.provider.tile(TileId(0, 0, 5, 0))); // beyond the coarsest level
     }
 
     void searchDoesNotTouchTheSubstitute()
@@ -565,15 +567,16 @@ private Q_SLOTS:
         for (const TileId& id : extra)
             text.append(RecordingTileLoader::text(id));
         const QString maxIndex = QString::number(~quint64(0));
-        QCOMPARE(text, (QStringList{
-                           QStringLiteral("4 5 1 2"), QStringLiteral("4 6 1 2"), QStringLiteral("4 7 1 2"),
-                           QStringLiteral("5 5 1 2"), QStringLiteral("5 7 1 2"), QStringLiteral("6 5 1 2"),
-                           QStringLiteral("6 6 1 2"), QStringLiteral("6 7 1 2"), QStringLiteral("2 3 2 3"),
-                           maxIndex + QLatin1Char(' ') + maxIndex + QStringLiteral(" 65535 3"),
-                           maxIndex + QStringLiteral(" 0 65535 3"), maxIndex + QStringLiteral(" 1 65535 3"),
-                           QStringLiteral("0 ") + maxIndex + QStringLiteral(" 65535 3"), QStringLiteral("0 1 65535 3"),
-                           QStringLiteral("1 ") + maxIndex + QStringLiteral(" 65535 3"), QStringLiteral("1 0 65535 3"),
-                           QStringLiteral("1 1 65535 3"), QStringLiteral("0 0 0 4")}));
+        QCOMPARE(
+            text,
+            (QStringList{QStringLiteral("4 5 1 2"), QStringLiteral("4 6 1 2"), QStringLiteral("4 7 1 2"),
+                         QStringLiteral("5 5 1 2"), QStringLiteral("5 7 1 2"), QStringLiteral("6 5 1 2"),
+                         QStringLiteral("6 6 1 2"), QStringLiteral("6 7 1 2"), QStringLiteral("2 3 2 3"),
+                         maxIndex + QLatin1Char(' ') + maxIndex + QStringLiteral(" 65535 3"),
+                         maxIndex + QStringLiteral(" 0 65535 3"), maxIndex + QStringLiteral(" 1 65535 3"),
+                         QStringLiteral("0 ") + maxIndex + QStringLiteral(" 65535 3"), QStringLiteral("0 1 65535 3"),
+                         QStringLiteral("1 ") + maxIndex + QStringLiteral(" 65535 3"), QStringLiteral("1 0 65535 3"),
+                         QStringLiteral("1 1 65535 3"), QStringLiteral("0 0 0 4")}));
         QCOMPARE(TileProvider::additionalTiles({TileId(1, 1, 0, 0), TileId(1, 1, 0, 0)}).size(), 18);
     }
 
@@ -599,8 +602,8 @@ private Q_SLOTS:
         QTest::newRow("left band") << QRectF(1024, 256, 1792, 2560) << QList<quint64>{4, 5, 6, 7, 8, 9, 10};
         // The right band starts at 1256, inside column 4 (1024..1280).
         QTest::newRow("right band") << QRectF(256, 256, 1000, 2560) << QList<quint64>{1, 2, 3};
-        QTest::newRow("disjoint: nothing") << QRectF(10000, 10000, 100, 100)
-                                           << QList<quint64>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+        QTest::newRow("disjoint: nothing")
+            << QRectF(10000, 10000, 100, 100) << QList<quint64>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
         QTest::newRow("same: nothing") << QRectF(256, 256, 2560, 2560) << QList<quint64>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     }
 

@@ -184,30 +184,29 @@ private Q_SLOTS:
         QTest::addColumn<int>("tilesize");
         QTest::addColumn<int>("minzoom");
         QTest::addColumn<int>("maxzoom");
-        QTest::newRow("zoom 2.9 truncates") << QByteArray("{\"minzoomlevel\": 2.9, \"maxzoomlevel\": 7.99}")
-                                           << 1.0 << 256 << 2 << 7;
+        QTest::newRow("zoom 2.9 truncates")
+            << QByteArray("{\"minzoomlevel\": 2.9, \"maxzoomlevel\": 7.99}") << 1.0 << 256 << 2 << 7;
         QTest::newRow("tile size modulo 65536") << QByteArray("{\"tilesize\": 65792}") << 1.0 << 256 << 0 << 65535;
         QTest::newRow("tile size 65536 is 0") << QByteArray("{\"tilesize\": 65536}") << 1.0 << 0 << 0 << 65535;
         QTest::newRow("tile size 0") << QByteArray("{\"tilesize\": 0}") << 1.0 << 0 << 0 << 65535;
         QTest::newRow("negative tile size wraps") << QByteArray("{\"tilesize\": -1}") << 1.0 << 65535 << 0 << 65535;
-        QTest::newRow("fractional tile size: default") << QByteArray("{\"tilesize\": 2.5}") << 1.0 << 256 << 0
-                                                       << 65535;
-        QTest::newRow("tile size beyond int: default") << QByteArray("{\"tilesize\": 1e300}") << 1.0 << 256 << 0
-                                                       << 65535;
-        QTest::newRow("tile size as string: default") << QByteArray("{\"tilesize\": \"128\"}") << 1.0 << 256 << 0
-                                                      << 65535;
-        QTest::newRow("zoom levels wrap") << QByteArray("{\"minzoomlevel\": 65537, \"maxzoomlevel\": 70000}") << 1.0
-                                          << 256 << 1 << 4464;
+        QTest::newRow("fractional tile size: default") << QByteArray("{\"tilesize\": 2.5}") << 1.0 << 256 << 0 << 65535;
+        QTest::newRow("tile size beyond int: default")
+            << QByteArray("{\"tilesize\": 1e300}") << 1.0 << 256 << 0 << 65535;
+        QTest::newRow("tile size as string: default")
+            << QByteArray("{\"tilesize\": \"128\"}") << 1.0 << 256 << 0 << 65535;
+        QTest::newRow("zoom levels wrap")
+            << QByteArray("{\"minzoomlevel\": 65537, \"maxzoomlevel\": 70000}") << 1.0 << 256 << 1 << 4464;
         QTest::newRow("negative zoom truncates toward zero, wraps")
             << QByteArray("{\"minzoomlevel\": -1.5, \"maxzoomlevel\": -0.5}") << 1.0 << 256 << 65535 << 0;
-        QTest::newRow("huge zoom levels") << QByteArray("{\"minzoomlevel\": 1e300, \"maxzoomlevel\": -1e300}")
-                                          << 1.0 << 256 << 0 << 0;
-        QTest::newRow("zoom as strings: defaults") << QByteArray("{\"minzoomlevel\": \"3\", \"maxzoomlevel\": [4]}")
-                                                   << 1.0 << 256 << 0 << 65535;
+        QTest::newRow("huge zoom levels")
+            << QByteArray("{\"minzoomlevel\": 1e300, \"maxzoomlevel\": -1e300}") << 1.0 << 256 << 0 << 0;
+        QTest::newRow("zoom as strings: defaults")
+            << QByteArray("{\"minzoomlevel\": \"3\", \"maxzoomlevel\": [4]}") << 1.0 << 256 << 0 << 65535;
         QTest::newRow("basevalue") << QByteArray("{\"basevalue\": 0.001}") << 0.001 << 256 << 0 << 65535;
         QTest::newRow("negative basevalue kept") << QByteArray("{\"basevalue\": -2}") << -2.0 << 256 << 0 << 65535;
-        QTest::newRow("basevalue as string: default") << QByteArray("{\"basevalue\": \"2\"}") << 1.0 << 256 << 0
-                                                      << 65535;
+        QTest::newRow("basevalue as string: default")
+            << QByteArray("{\"basevalue\": \"2\"}") << 1.0 << 256 << 0 << 65535;
         QTest::newRow("huge basevalue") << QByteArray("{\"basevalue\": 1e300}") << 1e300 << 256 << 0 << 65535;
         QTest::newRow("axis is an array") << QByteArray("[1, 2, 3]") << 1.0 << 256 << 0 << 65535;
         QTest::newRow("axis is a number") << QByteArray("7") << 1.0 << 256 << 0 << 65535;
@@ -220,8 +219,8 @@ private Q_SLOTS:
         QFETCH(int, tilesize);
         QFETCH(int, minzoom);
         QFETCH(int, maxzoom);
-        const TileSystemDescriptor d =
-            parseTileSystemDescriptor(QByteArray("{\"name\": \"n\", \"xaxis\": ") + axis + ", \"yaxis\": " + axis + "}");
+        const TileSystemDescriptor d = parseTileSystemDescriptor(QByteArray("{\"name\": \"n\", \"xaxis\": ") + axis
+                                                                 + ", \"yaxis\": " + axis + "}");
         for (const TileAxis& a : {d.xaxis, d.yaxis}) {
             QCOMPARE(a.basevalue, basevalue);
             QCOMPARE(int(a.tilesize), tilesize);
@@ -233,8 +232,8 @@ private Q_SLOTS:
     void overflowingNumberLiteralsDoNotCrash()
     {
         // Whatever Qt's parser makes of them, the result is well defined.
-        const TileSystemDescriptor d =
-            parseTileSystemDescriptor("{\"name\": \"x\", \"xaxis\": {\"basevalue\": 1e999, \"maxzoomlevel\": -1e999}}");
+        const TileSystemDescriptor d = parseTileSystemDescriptor(
+            "{\"name\": \"x\", \"xaxis\": {\"basevalue\": 1e999, \"maxzoomlevel\": -1e999}}");
         QVERIFY(d.xaxis.maxzoomlevel == 0 || d.xaxis.maxzoomlevel == 65535);
         const QRectF extents = parseTileExtents("{\"x\": {\"min\": -1e999, \"max\": 1e999}}");
         Q_UNUSED(extents);
@@ -244,7 +243,8 @@ private Q_SLOTS:
 
     void extentsAreRead()
     {
-        QCOMPARE(parseTileExtents("{\"x\": {\"min\": 100e6, \"max\": 102.5e6}, \"y\": {\"min\": 1.7e9, \"max\": 1.7000036e9}}"),
+        QCOMPARE(parseTileExtents(
+                     "{\"x\": {\"min\": 100e6, \"max\": 102.5e6}, \"y\": {\"min\": 1.7e9, \"max\": 1.7000036e9}}"),
                  QRectF(100e6, 1.7e9, 2.5e6, 1.7000036e9 - 1.7e9));
     }
 
@@ -269,15 +269,18 @@ private Q_SLOTS:
         QTest::newRow("array") << QByteArray("[]") << QRectF(0, 0, 0, 0);
         QTest::newRow("truncated") << QByteArray("{\"x\": {\"min\": 5") << QRectF(0, 0, 0, 0);
         QTest::newRow("empty object") << QByteArray("{}") << QRectF(0, 0, 0, 0);
-        QTest::newRow("strings") << QByteArray("{\"x\": {\"min\": \"5\", \"max\": \"9\"}, \"y\": {\"min\": 1, \"max\": 3}}")
+        QTest::newRow("strings") << QByteArray(
+            "{\"x\": {\"min\": \"5\", \"max\": \"9\"}, \"y\": {\"min\": 1, \"max\": 3}}")
                                  << QRectF(0, 1, 0, 2);
         QTest::newRow("x is an array") << QByteArray("{\"x\": [1, 2], \"y\": {\"max\": 4}}") << QRectF(0, 0, 0, 4);
         QTest::newRow("only max") << QByteArray("{\"x\": {\"max\": 10}, \"y\": {\"min\": 2}}") << QRectF(0, 2, 10, -2);
         QTest::newRow("reversed") << QByteArray("{\"x\": {\"min\": 10, \"max\": 4}, \"y\": {\"min\": 0, \"max\": 1}}")
                                   << QRectF(10, 0, -6, 1);
-        QTest::newRow("negative") << QByteArray("{\"x\": {\"min\": -10, \"max\": -4}, \"y\": {\"min\": -3, \"max\": 1}}")
+        QTest::newRow("negative") << QByteArray(
+            "{\"x\": {\"min\": -10, \"max\": -4}, \"y\": {\"min\": -3, \"max\": 1}}")
                                   << QRectF(-10, -3, 6, 4);
-        QTest::newRow("huge") << QByteArray("{\"x\": {\"min\": -1e300, \"max\": 1e300}, \"y\": {\"min\": 0, \"max\": 1}}")
+        QTest::newRow("huge") << QByteArray(
+            "{\"x\": {\"min\": -1e300, \"max\": 1e300}, \"y\": {\"min\": 0, \"max\": 1}}")
                               << QRectF(-1e300, 0, 2e300, 1);
     }
 
@@ -298,11 +301,11 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("two ids in order") << QByteArray("[\"wideband\", \"hf\"]")
-                                          << QStringList{QStringLiteral("wideband"), QStringLiteral("hf")};
-        QTest::newRow("non-strings are empty") << QByteArray("[1, \"b\", null, {}, [\"c\"], true]")
-                                               << QStringList{QString(), QStringLiteral("b"), QString(), QString(),
-                                                              QString(), QString()};
+        QTest::newRow("two ids in order")
+            << QByteArray("[\"wideband\", \"hf\"]") << QStringList{QStringLiteral("wideband"), QStringLiteral("hf")};
+        QTest::newRow("non-strings are empty")
+            << QByteArray("[1, \"b\", null, {}, [\"c\"], true]")
+            << QStringList{QString(), QStringLiteral("b"), QString(), QString(), QString(), QString()};
         QTest::newRow("empty array") << QByteArray("[]") << QStringList();
         QTest::newRow("object") << QByteArray("{\"sources\": [\"a\"]}") << QStringList();
         QTest::newRow("empty body") << QByteArray() << QStringList();
@@ -389,11 +392,12 @@ private Q_SLOTS:
 
     void damagedDocumentsNeverMakeTheTileSystemHang()
     {
-        const QByteArray descriptor =
-            "{\"name\": \"band\", \"xaxis\": {\"basevalue\": 122.0703125, \"tilesize\": 256, \"minzoomlevel\": 0,"
-            " \"maxzoomlevel\": 12}, \"yaxis\": {\"basevalue\": 0.25, \"tilesize\": 128, \"minzoomlevel\": 1,"
-            " \"maxzoomlevel\": 9}}";
-        const QByteArray extents = "{\"x\": {\"min\": 1000, \"max\": 2000000}, \"y\": {\"min\": 1700000000, \"max\": 1700003600}}";
+        const QByteArray descriptor
+            = "{\"name\": \"band\", \"xaxis\": {\"basevalue\": 122.0703125, \"tilesize\": 256, \"minzoomlevel\": 0,"
+              " \"maxzoomlevel\": 12}, \"yaxis\": {\"basevalue\": 0.25, \"tilesize\": 128, \"minzoomlevel\": 1,"
+              " \"maxzoomlevel\": 9}}";
+        const QByteArray extents
+            = "{\"x\": {\"min\": 1000, \"max\": 2000000}, \"y\": {\"min\": 1700000000, \"max\": 1700003600}}";
         // The bytes that change what a JSON number or structure means. No letters but
         // exponents: a renamed key reads as a missing one, which other tests cover, and
         // a key renamed into a repeated one makes Qt 5.15's parser leak.
@@ -407,8 +411,8 @@ private Q_SLOTS:
             valid += system.isValid() ? 1 : 0;
             const QRectF range = system.extents();
             // The scales of a 1920 x 1080 view of the extents, and the finest the axes have.
-            const double scales[][2] = {{range.width() / 1920.0, range.height() / 1080.0},
-                                        {system.x().basevalue, system.y().basevalue}};
+            const double scales[][2]
+                = {{range.width() / 1920.0, range.height() / 1080.0}, {system.x().basevalue, system.y().basevalue}};
             for (const auto& scale : scales) {
                 const QList<TileId> tiles = system.tilesInRange(range, scale[0], scale[1]);
                 QVERIFY(quint64(tiles.size()) <= TileSystem::maximumTilesInRange);
@@ -465,7 +469,8 @@ private Q_SLOTS:
     void trailingSlashIsNotStripped()
     {
         QCOMPARE(tileUrl(QStringLiteral("http://s/a/"), TileId(5, 7, 1, 3)), QStringLiteral("http://s/a//3/7/1/5.png"));
-        QCOMPARE(tileSystemDescriptorUrl(QStringLiteral("http://s/a/")), QStringLiteral("http://s/a//tiledescriptor.json"));
+        QCOMPARE(tileSystemDescriptorUrl(QStringLiteral("http://s/a/")),
+                 QStringLiteral("http://s/a//tiledescriptor.json"));
         QCOMPARE(tileExtentsUrl(QStringLiteral("http://s/a/")), QStringLiteral("http://s/a//tileextents.json"));
         QCOMPARE(tileSourceListUrl(QStringLiteral("http://s/")), QStringLiteral("http://s//tilesources.json"));
     }
@@ -481,7 +486,8 @@ private Q_SLOTS:
         QCOMPARE(tileSystemDescriptorUrl(QStringLiteral("file:///data/p/src")),
                  QStringLiteral("file:///data/p/src/tiledescriptor.json"));
         QCOMPARE(tileExtentsUrl(QStringLiteral("http://h:8080/x")), QStringLiteral("http://h:8080/x/tileextents.json"));
-        QCOMPARE(tileSourceListUrl(QStringLiteral("http://h/tiles")), QStringLiteral("http://h/tiles/tilesources.json"));
+        QCOMPARE(tileSourceListUrl(QStringLiteral("http://h/tiles")),
+                 QStringLiteral("http://h/tiles/tilesources.json"));
     }
 };
 

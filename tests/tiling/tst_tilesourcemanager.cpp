@@ -197,9 +197,9 @@ private Q_SLOTS:
         QCOMPARE(recorder.lists.at(0).at(0).id, QStringLiteral("b"));
         QCOMPARE(recorder.lists.at(1).size(), 2);
 
-        const QList<std::tuple<QString, QString, QByteArray, QRectF>> expected = {
-            {QStringLiteral("a"), QStringLiteral("Alpha"), alphaDescriptor(), alphaExtents},
-            {QStringLiteral("b"), QStringLiteral("Bravo"), bravoDescriptor(), bravoExtents}};
+        const QList<std::tuple<QString, QString, QByteArray, QRectF>> expected
+            = {{QStringLiteral("a"), QStringLiteral("Alpha"), alphaDescriptor(), alphaExtents},
+               {QStringLiteral("b"), QStringLiteral("Bravo"), bravoDescriptor(), bravoExtents}};
         for (const auto& [id, name, descriptor, extents] : expected) {
             const QList<TileSource> states = recorder.statesOf(id);
             QCOMPARE(states.size(), 3);

@@ -22,8 +22,8 @@
 
 #include <QLayout>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QRadioButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -32,8 +32,8 @@
 #include <memory>
 
 using namespace mivo::tiling;
-using sourcetest::WatchedManager;
 using sourcetest::buttonTexts;
+using sourcetest::WatchedManager;
 
 namespace {
 
@@ -95,7 +95,8 @@ private Q_SLOTS:
             QCOMPARE(source.name, recording.name);
             QCOMPARE(source.baseUrl, url(QStringLiteral("/tiles/") + recording.id));
             QVERIFY(source.descriptor
-                    == parseTileSystemDescriptor(readFile(file(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)))));
+                    == parseTileSystemDescriptor(
+                        readFile(file(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)))));
             QCOMPARE(source.descriptor.name, recording.name);
             QCOMPARE(source.descriptor.xaxis.basevalue, recording.sampleRate / 256);
             QCOMPARE(source.descriptor.xaxis.tilesize, quint16(64));
@@ -105,8 +106,11 @@ private Q_SLOTS:
         QCOMPARE(watched.changed.count(), 6);
         QCOMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/tilesources.json")), 1);
         for (const Recording& recording : {alpha, beta}) {
-            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)), 1);
-            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tileextents.json").arg(recording.id)), 1);
+            QTRY_COMPARE(m_served.nginx->requestCount(
+                             QStringLiteral("/tiles/%1/tiledescriptor.json").arg(recording.id)),
+                         1);
+            QTRY_COMPARE(m_served.nginx->requestCount(QStringLiteral("/tiles/%1/tileextents.json").arg(recording.id)),
+                         1);
         }
     }
 
@@ -154,7 +158,9 @@ private Q_SLOTS:
         // A full-scale tone reads 0 dBFS; at half scale about -6 dB.
         QVERIFY2(levels.minValue + brightest * (levels.maxValue - levels.minValue) / levels.valueSteps > -10.0,
                  qPrintable(QString::number(brightest)));
-        QTRY_VERIFY(m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/.*\\.png$"))).size() > 0);
+        QTRY_VERIFY(
+            m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/.*\\.png$"))).size()
+            > 0);
     }
 
     void faultySourcesGetTheDocumentedDefaults()

@@ -21,9 +21,9 @@
 #include <memory>
 
 using namespace mivo::tiling;
-using sourcetest::WatchedManager;
 using sourcetest::buttons;
 using sourcetest::buttonTexts;
+using sourcetest::WatchedManager;
 
 namespace {
 
@@ -32,8 +32,9 @@ QStringList ids(const TileSourceSelectionWidget& widget)
     QStringList list;
     for (const QRadioButton* button : buttons(widget)) {
         const QVariant id = button->property("baseUrl");
-        list.append(!id.isValid() ? QStringLiteral("<none>")
-                                  : id.toString().isNull() ? QStringLiteral("<null>") : id.toString());
+        list.append(!id.isValid()                ? QStringLiteral("<none>")
+                        : id.toString().isNull() ? QStringLiteral("<null>")
+                                                 : id.toString());
     }
     return list;
 }
@@ -204,8 +205,9 @@ private Q_SLOTS:
         addHeld(manager, QStringLiteral("z1"), QStringLiteral("b"));
         addHeld(manager, QStringLiteral("z2"), QStringLiteral("a"));
         addHeld(manager, QStringLiteral("z3"), QStringLiteral("c"));
-        QCOMPARE(ids(widget), QStringList({QStringLiteral("<null>"), QStringLiteral("z2"), QStringLiteral("z1"),
-                                           QStringLiteral("z3")}));
+        QCOMPARE(ids(widget),
+                 QStringList(
+                     {QStringLiteral("<null>"), QStringLiteral("z2"), QStringLiteral("z1"), QStringLiteral("z3")}));
         for (QRadioButton* button : buttons(widget))
             QCOMPARE(button->property("baseUrl").userType(), int(QMetaType::QString));
     }
@@ -240,12 +242,14 @@ private Q_SLOTS:
         QTRY_COMPARE(m_server->heldCount(), 1);
         m_server->releaseHeld(QStringLiteral("/tiles/s/tiledescriptor.json"));
         // The descriptor names it; its extents are still zero.
-        QTRY_COMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Scene\nf0 - f0\nt0 - t0")}));
+        QTRY_COMPARE(buttonTexts(widget),
+                     QStringList({QStringLiteral("None"), QStringLiteral("Scene\nf0 - f0\nt0 - t0")}));
         QTRY_COMPARE(m_server->heldCount(), 1);
         m_server->releaseHeld(QStringLiteral("/tiles/s/tileextents.json"));
-        QTRY_COMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"),
-                                                 QStringLiteral("Scene\nf99000000 - f101000000\n"
-                                                                "t1704110400 - t1704110460.5")}));
+        QTRY_COMPARE(buttonTexts(widget),
+                     QStringList({QStringLiteral("None"),
+                                  QStringLiteral("Scene\nf99000000 - f101000000\n"
+                                                 "t1704110400 - t1704110460.5")}));
     }
 
     void theButtonIsRebuiltAtEachOfTheThreeSteps()
@@ -288,8 +292,9 @@ private Q_SLOTS:
         TileSourceSelectionWidget widget(watched.manager);
         watched.manager.discoverTileSources(url(QStringLiteral("/tiles")));
         QTRY_COMPARE(watched.changed.count(), 3);
-        QCOMPARE(buttonTexts(widget).at(1), QStringLiteral("Scene\n99900.000 KHz - 100100.000 KHz\n"
-                                                     "01 Jan 24 12:00:00.250 - 01 Jan 24 12:00:30.250"));
+        QCOMPARE(buttonTexts(widget).at(1),
+                 QStringLiteral("Scene\n99900.000 KHz - 100100.000 KHz\n"
+                                "01 Jan 24 12:00:00.250 - 01 Jan 24 12:00:30.250"));
     }
 
     void newFormattersShowFromTheNextRebuild()
@@ -327,7 +332,8 @@ private Q_SLOTS:
         QCOMPARE(old.size(), 2);
 
         addHeld(manager, QStringLiteral("b"), QStringLiteral("Bravo"));
-        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("Alpha"), QStringLiteral("Bravo")}));
+        QCOMPARE(buttonTexts(widget),
+                 QStringList({QStringLiteral("None"), QStringLiteral("Alpha"), QStringLiteral("Bravo")}));
         for (const QPointer<QRadioButton>& button : old) {
             QVERIFY(!button.isNull());
             QVERIFY(!buttons(widget).contains(button.data()));
@@ -414,8 +420,8 @@ private Q_SLOTS:
 
         // The active source removed: nothing is checked.
         manager.removeTileSource(QStringLiteral("z3"));
-        QCOMPARE(buttonTexts(widget), QStringList({QStringLiteral("None"), QStringLiteral("a"), QStringLiteral("b"),
-                                             QStringLiteral("d")}));
+        QCOMPARE(buttonTexts(widget),
+                 QStringList({QStringLiteral("None"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("d")}));
         QCOMPARE(checkedTexts(widget), QStringList());
     }
 

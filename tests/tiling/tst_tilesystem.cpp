@@ -243,8 +243,7 @@ private Q_SLOTS:
         system.setExtents(QRectF(0, 0, 1000, 1000));
         compareIds(system.tilesInRange(QRectF(0, 0, 200, 100), quint16(0), quint16(0)),
                    ids({{0, 0}, {1, 0}, {2, 0}, {0, 1}, {1, 1}, {2, 1}}, 0, 0));
-        compareIds(system.tilesInRange(QRectF(0, 0, 199.9, 99.9), quint16(0), quint16(0)),
-                   ids({{0, 0}, {1, 0}}, 0, 0));
+        compareIds(system.tilesInRange(QRectF(0, 0, 199.9, 99.9), quint16(0), quint16(0)), ids({{0, 0}, {1, 0}}, 0, 0));
     }
 
     void rangesWithoutOverlapGiveNothing_data()
@@ -333,8 +332,8 @@ private Q_SLOTS:
         // Crossing limits: the maximum is applied first, the minimum last, so it wins.
         QTest::newRow("crossing levels, fine scale") << 2.0 << 10 << 5 << 10;
         QTest::newRow("crossing levels, coarse scale") << 2.0 * 256 << 10 << 5 << 10;
-        QTest::newRow("high level under a high maximum") << 2.0 * 65536.0 * 65536.0 * 65536.0 * 65536.0 / 4 << 0
-                                                         << 65535 << 62;
+        QTest::newRow("high level under a high maximum")
+            << 2.0 * 65536.0 * 65536.0 * 65536.0 * 65536.0 / 4 << 0 << 65535 << 62;
     }
 
     void levelFromScale()

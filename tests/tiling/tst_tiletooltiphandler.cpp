@@ -108,7 +108,8 @@ private Q_SLOTS:
         Scene scene;
         const QPoint position(30, 40);
         QCOMPARE(scene.handler.toolTipText(QPointF(position)), scene.twoLines(position));
-        QCOMPARE(scene.twoLines(position), defaultFrequencyFormatter(1030.0) + QLatin1Char('\n') + defaultTimeFormatter(90.0));
+        QCOMPARE(scene.twoLines(position),
+                 defaultFrequencyFormatter(1030.0) + QLatin1Char('\n') + defaultTimeFormatter(90.0));
         QVERIFY(scene.sendToolTip(position));
         QTRY_VERIFY(QToolTip::isVisible());
         QCOMPARE(QToolTip::text(), scene.twoLines(position));
@@ -122,9 +123,8 @@ private Q_SLOTS:
         d.minValue = -20.26; // index 0 -> -20.26
         scene.system.setTileSystemDescriptor(d);
         // Value (1030, 90) lies in tile (128, 11) at pixel (6, 2).
-        scene.provider.place(TileId(128, 11, 0, 0), tileOf(TileId(128, 11, 0, 0), 8, [](int x, int y) {
-                                 return x == 6 && y == 2 ? 0 : 200;
-                             }));
+        scene.provider.place(TileId(128, 11, 0, 0),
+                             tileOf(TileId(128, 11, 0, 0), 8, [](int x, int y) { return x == 6 && y == 2 ? 0 : 200; }));
         const QPoint position(30, 40);
         const QString expected = scene.twoLines(position) + QString::fromUtf8("\n-20.3 dB\xc2\xb5V");
         QCOMPARE(scene.handler.toolTipText(QPointF(position)), expected);

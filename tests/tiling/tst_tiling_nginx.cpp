@@ -131,7 +131,8 @@ private Q_SLOTS:
         }
         // Every tile was fetched once, though neighbours and parents overlap.
         for (const TileId& id : view)
-            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/src") + tilePath(id)), countsBefore.value(tilePath(id)) + 1);
+            QTRY_COMPARE(m_nginx->requestCount(QStringLiteral("/src") + tilePath(id)),
+                         countsBefore.value(tilePath(id)) + 1);
     }
 
     void coarserTileStandsInWhileTheExactOneIsMissing()

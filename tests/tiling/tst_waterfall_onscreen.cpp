@@ -103,8 +103,9 @@ private Q_SLOTS:
         QTRY_VERIFY(provider.tileSystem().isValid());
         QTRY_COMPARE(provider.tileSystem().extents(), dataExtents);
         tiles->setTileColorTableDescriptor(TileColorTableDescriptor());
-        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(
-            TileColorTableDescriptor(), provider.tileSystem().tileSystemDescriptor(), Qt::black);
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(TileColorTableDescriptor(),
+                                                provider.tileSystem().tileSystemDescriptor(), Qt::black);
 
         // Level 0 (the scale is the base value): 4 x 4 tiles hold the data.
         widget->update();
@@ -114,7 +115,7 @@ private Q_SLOTS:
                 QTRY_VERIFY2(provider.cache().contains(TileId(x, y, 0, 0)), qPrintable(TileId(x, y, 0, 0).toString()));
         }
         QCOMPARE(frequencyGrid->gridStep(), 50.0); // 150 px = 37.5 -> 50: a line at column 200
-        QCOMPARE(timeGrid->gridStep(), 60.0);      // -> 60: a line at row 240
+        QCOMPARE(timeGrid->gridStep(), 60.0); // -> 60: a line at row 240
 
         const QImage frame = widget->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
         QCOMPARE(frame.size(), QSize(300, 280));
@@ -122,7 +123,12 @@ private Q_SLOTS:
         for (const QPoint& p : {QPoint(10, 40), QPoint(70, 160), QPoint(197, 63), QPoint(250, 200), QPoint(130, 255)}) {
             const TileId id(quint64(p.x() / tileSize), quint64(p.y() / tileSize), 0, 0);
             const int index = testtiles::tilePixelIndex(id, p.x() % tileSize, p.y() % tileSize);
-            QVERIFY2(frame.pixel(p) == QRgb(table.at(index)), qPrintable(QStringLiteral("%1,%2: %3 vs %4").arg(p.x()).arg(p.y()).arg(frame.pixel(p), 0, 16).arg(table.at(index), 0, 16)));
+            QVERIFY2(frame.pixel(p) == QRgb(table.at(index)),
+                     qPrintable(QStringLiteral("%1,%2: %3 vs %4")
+                                    .arg(p.x())
+                                    .arg(p.y())
+                                    .arg(frame.pixel(p), 0, 16)
+                                    .arg(table.at(index), 0, 16)));
         }
         // Beyond the data: the background.
         QCOMPARE(frame.pixel(280, 100), qRgb(0, 0, 0));

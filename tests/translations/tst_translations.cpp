@@ -123,9 +123,10 @@ private Q_SLOTS:
                                            "mivo_update_translations, then translate them in "
                                            "mivo/translations/mivo_de.ts): ")
                             + missing.join(QStringLiteral("; "))));
-        QVERIFY2(stale.isEmpty(), qPrintable(QStringLiteral("texts no longer in the library (build the target "
-                                                            "mivo_update_translations): ")
-                                             + stale.join(QStringLiteral("; "))));
+        QVERIFY2(stale.isEmpty(),
+                 qPrintable(QStringLiteral("texts no longer in the library (build the target "
+                                           "mivo_update_translations): ")
+                            + stale.join(QStringLiteral("; "))));
         // The kept file is exactly what lupdate makes of it.
         QVERIFY2(readFile(copy) == readFile(keptTranslation),
                  "mivo_de.ts is not as lupdate writes it: build the target mivo_update_translations");

@@ -40,7 +40,8 @@ inline QString writeUniformPyramid(const QString& root)
     const QString source = root + QStringLiteral("/uniform");
     testtiles::writeFile(source + QStringLiteral("/tiledescriptor.json"),
                          testtiles::descriptorJson(QStringLiteral("uniform"), 1.0, 256, 4));
-    testtiles::writeFile(source + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 4096, 4096)));
+    testtiles::writeFile(source + QStringLiteral("/tileextents.json"),
+                         testtiles::extentsJson(QRectF(0, 0, 4096, 4096)));
     for (quint16 z = 0; z <= 4; ++z) {
         const quint64 count = 4096 / (256u << z) > 0 ? 4096 / (256u << z) : 1;
         for (quint64 y = 0; y < count; ++y) {
@@ -93,8 +94,8 @@ inline Run runViewer(const QStringList& arguments, int timeoutMs = 60000,
 
 // Writes the two documents of a pyramid without tiles under @p root, shows @p view and
 // opens the pyramid in it. False unless the view became ready within 10 s.
-inline bool showAndOpen(WaterfallView& view, const QString& root, const QByteArray& descriptor,
-                        const QRectF& extents, QSignalSpy& ready)
+inline bool showAndOpen(WaterfallView& view, const QString& root, const QByteArray& descriptor, const QRectF& extents,
+                        QSignalSpy& ready)
 {
     testtiles::writeFile(root + QStringLiteral("/tiledescriptor.json"), descriptor);
     testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(extents));

@@ -47,7 +47,8 @@ struct Scene
 {
     Scene()
     {
-        tileSystem.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("t"), 1.0, 4, 3)));
+        tileSystem.setTileSystemDescriptor(
+            parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("t"), 1.0, 4, 3)));
         tileSystem.setExtents(QRectF(0, 0, 32, 32));
     }
 
@@ -117,7 +118,8 @@ private Q_SLOTS:
         Scene scene;
         // Pixel (1, 0) holds 200, far above the others; a region that ends a hair past
         // its left border must not see it.
-        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int x, int) { return x == 1 ? 200 : 20; }));
+        scene.provider.place(TileId(0, 0, 0, 0),
+                             tile(TileId(0, 0, 0, 0), [](int x, int) { return x == 1 ? 200 : 20; }));
         const LevelStatistics s = scene.measure(QRectF(0.0, 0.0, 1.0 + 1e-12, 1.0));
         QCOMPARE(s.peakLevel, level(20));
         QCOMPARE(s.dataPixels, 1.0);
@@ -127,8 +129,8 @@ private Q_SLOTS:
     {
         Scene scene;
         scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int x, int y) {
-            return x == 2 && y == 1 ? 90 : (x == 0 && y == 0 ? 30 : 0);
-        }));
+                                 return x == 2 && y == 1 ? 90 : (x == 0 && y == 0 ? 30 : 0);
+                             }));
         const LevelStatistics s = scene.measure(QRectF(0, 0, 4, 4));
         QCOMPARE(s.dataPixels, 2.0);
         QCOMPARE(s.peakLevel, level(90));
@@ -148,8 +150,8 @@ private Q_SLOTS:
     {
         Scene scene;
         scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int x, int y) {
-            return (x == 3 && y == 0) || (x == 0 && y == 2) ? 120 : 40;
-        }));
+                                 return (x == 3 && y == 0) || (x == 0 && y == 2) ? 120 : 40;
+                             }));
         QCOMPARE(scene.measure(QRectF(0, 0, 4, 4)).peakPosition, QPointF(3.5, 0.5));
     }
 
@@ -167,8 +169,8 @@ private Q_SLOTS:
         // (3, 3) to (7, 5) covers 1 + 3 pixels in row 3 and 1 + 3 in row 4 ... of each.
         const LevelStatistics s = scene.measure(QRectF(3, 3, 4, 2));
         QCOMPARE(s.tileCount, 4);
-        QCOMPARE(scene.provider.asked, (QList<TileId>{TileId(0, 0, 0, 0), TileId(1, 0, 0, 0), TileId(0, 1, 0, 0),
-                                                      TileId(1, 1, 0, 0)}));
+        QCOMPARE(scene.provider.asked,
+                 (QList<TileId>{TileId(0, 0, 0, 0), TileId(1, 0, 0, 0), TileId(0, 1, 0, 0), TileId(1, 1, 0, 0)}));
         QCOMPARE(s.dataPixels, 8.0);
         QCOMPARE(s.peakLevel, level(80));
         QCOMPARE(s.peakPosition, QPointF(4.5, 4.5)); // first pixel of the last tile
@@ -269,7 +271,8 @@ private Q_SLOTS:
     {
         TileSystem tileSystem;
         FakeTileProvider provider;
-        const LevelStatistics s = SelectionStatistics(tileSystem, provider).measure(QRectF(0, 0, 4, 4), QRectF(0, 0, 9, 9), 1, 1);
+        const LevelStatistics s
+            = SelectionStatistics(tileSystem, provider).measure(QRectF(0, 0, 4, 4), QRectF(0, 0, 9, 9), 1, 1);
         QVERIFY(!s.hasData());
         QVERIFY(s.measuredArea.isNull());
         QVERIFY(provider.asked.isEmpty());
@@ -280,9 +283,8 @@ private Q_SLOTS:
     {
         Scene scene;
         // Column 0 of rows 0..2 holds 30, the bottom row 200, the rest 50.
-        scene.provider.place(TileId(0, 0, 0, 0), tile(TileId(0, 0, 0, 0), [](int x, int y) {
-                                 return y == 3 ? 200 : (x == 0 ? 30 : 50);
-                             }));
+        scene.provider.place(TileId(0, 0, 0, 0),
+                             tile(TileId(0, 0, 0, 0), [](int x, int y) { return y == 3 ? 200 : (x == 0 ? 30 : 50); }));
         const LevelStatistics s = scene.measure(QRectF(0, 0, 4, 4));
         QCOMPARE(s.distribution.size(), 3);
         QCOMPARE(s.distribution.at(0).level, level(30));

@@ -83,8 +83,8 @@ private Q_SLOTS:
         const ViewerOptionsResult plain = parseViewerOptions({QStringLiteral("mivo-viewer"), QStringLiteral("dir")});
         QVERIFY(plain.options);
         QVERIFY(!plain.options->follow);
-        const ViewerOptionsResult follow =
-            parseViewerOptions({QStringLiteral("mivo-viewer"), QStringLiteral("dir"), QStringLiteral("--follow")});
+        const ViewerOptionsResult follow
+            = parseViewerOptions({QStringLiteral("mivo-viewer"), QStringLiteral("dir"), QStringLiteral("--follow")});
         QVERIFY(follow.options);
         QVERIFY(follow.options->follow);
     }
@@ -155,7 +155,8 @@ private Q_SLOTS:
         QCOMPARE(coords.displayedValueRange().bottom(), 1100.0 + roomBelow(span));
 
         // The data grows: the view moves with it, its span kept.
-        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 1000, 4000, 130)));
+        testtiles::writeFile(root + QStringLiteral("/tileextents.json"),
+                             testtiles::extentsJson(QRectF(0, 1000, 4000, 130)));
         QTRY_COMPARE(view.provider().tileSystem().extents().bottom(), 1130.0);
         QVERIFY(std::fabs(coords.displayedValueRange().bottom() - (1130.0 + roomBelow(span))) < 1e-9);
         QVERIFY(std::fabs(coords.displayedValueRange().height() - span) < 1e-9);
@@ -171,7 +172,8 @@ private Q_SLOTS:
         QVERIFY(!follower.followAction()->isChecked());
         coords.stopAnimation(); // the pan's glide
         const QRectF parked = coords.displayedValueRange();
-        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 1000, 4000, 160)));
+        testtiles::writeFile(root + QStringLiteral("/tileextents.json"),
+                             testtiles::extentsJson(QRectF(0, 1000, 4000, 160)));
         QTRY_COMPARE(view.provider().tileSystem().extents().bottom(), 1160.0);
         QCOMPARE(coords.displayedValueRange(), parked);
 
@@ -182,13 +184,14 @@ private Q_SLOTS:
         QTRY_VERIFY(!coords.isAnimated());
         const double allSpan = coords.displayedValueRange().height();
         QVERIFY(std::fabs(coords.displayedValueRange().bottom() - (1160.0 + roomBelow(allSpan))) < 1e-6);
-        testtiles::writeFile(root + QStringLiteral("/tileextents.json"), testtiles::extentsJson(QRectF(0, 1000, 4000, 200)));
+        testtiles::writeFile(root + QStringLiteral("/tileextents.json"),
+                             testtiles::extentsJson(QRectF(0, 1000, 4000, 200)));
         QTRY_COMPARE(view.provider().tileSystem().extents().bottom(), 1200.0);
         QVERIFY(std::fabs(coords.displayedValueRange().bottom() - (1200.0 + roomBelow(allSpan))) < 1e-6);
 
         // The wheel lets go too, and the action bar's button resumes.
-        QWheelEvent wheel(QPointF(200, 150), QPointF(view.widget().mapToGlobal(QPoint(200, 150))), QPoint(), QPoint(0, 120),
-                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QWheelEvent wheel(QPointF(200, 150), QPointF(view.widget().mapToGlobal(QPoint(200, 150))), QPoint(),
+                          QPoint(0, 120), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
         QCoreApplication::sendEvent(&view.widget(), &wheel);
         QVERIFY(!follower.isFollowing());
         follower.followAction()->trigger();
@@ -223,9 +226,9 @@ private Q_SLOTS:
                        QStringLiteral("--sample-rate"), QStringLiteral("250k"), QStringLiteral("--center-frequency"),
                        QStringLiteral("100M"), QStringLiteral("--publish-interval"), QStringLiteral("0.5"),
                        QStringLiteral("-q"), QStringLiteral("-"), out});
-        synth.start(QStringLiteral(SYNTH_EXECUTABLE), {QStringLiteral("--stream"), QStringLiteral("--duration"),
-                                                      QStringLiteral("0"), QStringLiteral("--sample-rate"),
-                                                      QStringLiteral("250k"), QStringLiteral("-")});
+        synth.start(QStringLiteral(SYNTH_EXECUTABLE),
+                    {QStringLiteral("--stream"), QStringLiteral("--duration"), QStringLiteral("0"),
+                     QStringLiteral("--sample-rate"), QStringLiteral("250k"), QStringLiteral("-")});
         QVERIFY(tilegen.waitForStarted());
         QVERIFY(synth.waitForStarted());
         const QString source = out + QStringLiteral("/live");
@@ -292,7 +295,9 @@ private Q_SLOTS:
         QVERIFY(emptyRow > newestRow);
         const int columns = right - left;
         QVERIFY2(differingPixels(frameB, newestRow, frameB, emptyRow, left, right) > columns * 8 / 10,
-                 qPrintable(QStringLiteral("%1 of %2").arg(differingPixels(frameB, newestRow, frameB, emptyRow, left, right)).arg(columns)));
+                 qPrintable(QStringLiteral("%1 of %2")
+                                .arg(differingPixels(frameB, newestRow, frameB, emptyRow, left, right))
+                                .arg(columns)));
         QVERIFY(differingPixels(frameA, newestRow, frameB, newestRow, left, right) > columns / 2);
 
         tilegen.terminate(); // publishes and exits 0; the synth then ends on EPIPE

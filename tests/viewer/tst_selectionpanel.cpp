@@ -166,7 +166,8 @@ private Q_SLOTS:
             if (!label->isHidden())
                 shown << label->text();
         }
-        QVERIFY2(shown.contains(QStringLiteral("-102.1 dB at 100.00035 MHz, 12:00:01.75")), qPrintable(shown.join(QLatin1Char('|'))));
+        QVERIFY2(shown.contains(QStringLiteral("-102.1 dB at 100.00035 MHz, 12:00:01.75")),
+                 qPrintable(shown.join(QLatin1Char('|'))));
         QVERIFY(shown.contains(QStringLiteral("Median")));
 
         scene.selection.clearSelection();
@@ -216,7 +217,8 @@ private Q_SLOTS:
         QVERIFY(s.clippedByView);
         QCOMPARE(s.measuredArea, QRectF(100.0002e6, noon, 200.0, 2.0));
         QCOMPARE(s.peakLevel, level(25));
-        QVERIFY(scene.panel->figuresText().endsWith(QStringLiteral("Approximate: only the part in view is measured\n")));
+        QVERIFY(
+            scene.panel->figuresText().endsWith(QStringLiteral("Approximate: only the part in view is measured\n")));
     }
 
     void copyPutsTheFiguresOnTheClipboard()

@@ -15,8 +15,8 @@
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
 #include "../tiling/TileSourceTestSupport.h"
-#include <TestSupport.h>
 #include "ViewerTestSupport.h"
+#include <TestSupport.h>
 
 #include <QAction>
 #include <QLayout>
@@ -105,8 +105,8 @@ private Q_SLOTS:
         QCOMPARE(chosen.count(), 1);
         QCOMPARE(chosen.at(0).at(0).toString(), url(QStringLiteral("/tiles/bravo"))); // first listed
         QCOMPARE(sources.picker().activeTileSource(), QStringLiteral("bravo"));
-        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("bravo")) &&
-                    pickerButton(sources.picker(), QStringLiteral("bravo"))->isChecked());
+        QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("bravo"))
+                    && pickerButton(sources.picker(), QStringLiteral("bravo"))->isChecked());
     }
 
     void aUrlWithoutASourceThatListsNoneOpensItself_data()
@@ -155,7 +155,8 @@ private Q_SLOTS:
             QVERIFY(testtiles::writeFile(dir.path() + QStringLiteral("/%1/tiledescriptor.json").arg(id),
                                          testtiles::descriptorJson(id, 1000.0, 256, 4)));
             QVERIFY(testtiles::writeFile(dir.path() + QStringLiteral("/%1/tileextents.json").arg(id),
-                                         testtiles::extentsJson(id == QStringLiteral("alpha") ? alphaExtents : bravoExtents)));
+                                         testtiles::extentsJson(id == QStringLiteral("alpha") ? alphaExtents
+                                                                                              : bravoExtents)));
         }
         const QString base = QUrl::fromLocalFile(dir.path()).toString();
         // The directory, or one source in it: both list the two.
@@ -170,7 +171,8 @@ private Q_SLOTS:
                         && sources.manager().tileSources().at(0).extents == bravoExtents
                         && sources.manager().tileSources().at(1).extents == alphaExtents);
             QCOMPARE(sources.manager().tileSource(QStringLiteral("alpha")).baseUrl, base + QStringLiteral("/alpha"));
-            QTRY_VERIFY(pickerButton(sources.picker(), expected) && pickerButton(sources.picker(), expected)->isChecked());
+            QTRY_VERIFY(pickerButton(sources.picker(), expected)
+                        && pickerButton(sources.picker(), expected)->isChecked());
         }
     }
 
@@ -185,7 +187,8 @@ private Q_SLOTS:
         QTRY_COMPARE(sources.manager().tileSources().value(0).extents, bravoExtents);
         QTRY_VERIFY(pickerButton(sources.picker(), QStringLiteral("alpha")));
         QTRY_COMPARE(pickerButton(sources.picker(), QStringLiteral("alpha"))->text(),
-                     QStringLiteral("Alpha\n100.0000 MHz - 102.0000 MHz\n2024-01-01 12:00:00.0 - 2024-01-01 12:01:00.0"));
+                     QStringLiteral(
+                         "Alpha\n100.0000 MHz - 102.0000 MHz\n2024-01-01 12:00:00.0 - 2024-01-01 12:01:00.0"));
         QCOMPARE(pickerButton(sources.picker(), QStringLiteral("bravo"))->text(),
                  QStringLiteral("Bravo\n433.5000 MHz - 434.5000 MHz\n2024-01-02 12:53:20.0 - 2024-01-02 12:53:50.0"));
     }

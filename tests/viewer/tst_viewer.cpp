@@ -63,8 +63,9 @@ private Q_SLOTS:
     void cacheBudgetIsParsedInMegabytes()
     {
         QCOMPARE(parse({QStringLiteral("src")}).options->cacheMegabytes, 512);
-        QCOMPARE(parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), QStringLiteral("64")}).options->cacheMegabytes,
-                 64);
+        QCOMPARE(
+            parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), QStringLiteral("64")}).options->cacheMegabytes,
+            64);
         for (const QString& bad : {QStringLiteral("0"), QStringLiteral("-5"), QStringLiteral("lots")}) {
             const ViewerOptionsResult result = parse({QStringLiteral("src"), QStringLiteral("--cache-mb"), bad});
             QVERIFY(!result.options);
@@ -83,7 +84,8 @@ private Q_SLOTS:
         QCOMPARE(view.provider().cache().maximumSize(), TileProvider::defaultCacheSize);
         QSignalSpy ready(&view, &WaterfallView::si_ready);
         QVERIFY(showAndOpen(view, dir.path() + QStringLiteral("/budget"),
-                            testtiles::descriptorJson(QStringLiteral("b"), 1.0, 512, 2), QRectF(0, 0, 100, 100), ready));
+                            testtiles::descriptorJson(QStringLiteral("b"), 1.0, 512, 2), QRectF(0, 0, 100, 100),
+                            ready));
         // 64 MiB over 512 x 512 tiles of 262656 bytes with their overhead.
         QCOMPARE(view.provider().cache().maximumSize(), quint64(255));
     }
@@ -109,12 +111,13 @@ private Q_SLOTS:
             QCOMPARE(coloured.options->palette, name);
         }
 
-        const ViewerOptionsResult full = parse(
-            {QStringLiteral("http://h/tiles"), QStringLiteral("--source"), QStringLiteral("scene"),
-             QStringLiteral("--frequency-range"), QStringLiteral("99.5M:100.5M"), QStringLiteral("--time-range"),
-             QStringLiteral("2024-01-01T12:00:00Z:2024-01-01T12:01:00Z"), QStringLiteral("--size"),
-             QStringLiteral("800x600"), QStringLiteral("--refresh"), QStringLiteral("2000"),
-             QStringLiteral("--screenshot"), QStringLiteral("out.png"), QStringLiteral("--timeout"), QStringLiteral("9")});
+        const ViewerOptionsResult full
+            = parse({QStringLiteral("http://h/tiles"), QStringLiteral("--source"), QStringLiteral("scene"),
+                     QStringLiteral("--frequency-range"), QStringLiteral("99.5M:100.5M"),
+                     QStringLiteral("--time-range"), QStringLiteral("2024-01-01T12:00:00Z:2024-01-01T12:01:00Z"),
+                     QStringLiteral("--size"), QStringLiteral("800x600"), QStringLiteral("--refresh"),
+                     QStringLiteral("2000"), QStringLiteral("--screenshot"), QStringLiteral("out.png"),
+                     QStringLiteral("--timeout"), QStringLiteral("9")});
         QVERIFY2(full.options, qPrintable(full.error));
         QCOMPARE(full.options->sourceId, QStringLiteral("scene"));
         QCOMPARE(*full.options->frequencyMin, 99.5e6);
@@ -125,20 +128,20 @@ private Q_SLOTS:
         QCOMPARE(full.options->refreshIntervalMs, 2000);
         QCOMPARE(full.options->screenshotFile, QStringLiteral("out.png"));
         QCOMPARE(full.options->timeoutSeconds, 9);
-        const ViewerOptionsResult levels =
-            parse({QStringLiteral("x"), QStringLiteral("--level-range"), QStringLiteral("-90:-10")});
+        const ViewerOptionsResult levels
+            = parse({QStringLiteral("x"), QStringLiteral("--level-range"), QStringLiteral("-90:-10")});
         QCOMPARE(levels.options->levelLower, -90.0);
         QCOMPARE(levels.options->levelUpper, -10.0);
 
         QVERIFY(!plain.options->selection);
-        const ViewerOptionsResult selected =
-            parse({QStringLiteral("x"), QStringLiteral("--selection"),
-                   QStringLiteral("99.99M:100.01M,2024-01-01T12:00:10Z:2024-01-01T12:00:20Z")});
+        const ViewerOptionsResult selected
+            = parse({QStringLiteral("x"), QStringLiteral("--selection"),
+                     QStringLiteral("99.99M:100.01M,2024-01-01T12:00:10Z:2024-01-01T12:00:20Z")});
         QVERIFY2(selected.options, qPrintable(selected.error));
         QCOMPARE(*selected.options->selection, QRectF(QPointF(99.99e6, 1704110410.0), QPointF(100.01e6, 1704110420.0)));
 
-        const ViewerOptionsResult epoch = parse({QStringLiteral("x"), QStringLiteral("--time-range"),
-                                                 QStringLiteral("1700000000:1700000060.5")});
+        const ViewerOptionsResult epoch
+            = parse({QStringLiteral("x"), QStringLiteral("--time-range"), QStringLiteral("1700000000:1700000060.5")});
         QCOMPARE(*epoch.options->timeMax, 1700000060.5);
     }
 
@@ -156,7 +159,8 @@ private Q_SLOTS:
                               << QStringLiteral("--size: \"big\" is not WIDTHxHEIGHT");
         QTest::newRow("refresh") << QStringList{QStringLiteral("a"), QStringLiteral("--refresh"), QStringLiteral("-5")}
                                  << QStringLiteral("--refresh: \"-5\" is not a number of milliseconds");
-        QTest::newRow("time") << QStringList{QStringLiteral("a"), QStringLiteral("--time-range"), QStringLiteral("soon")}
+        QTest::newRow("time") << QStringList{QStringLiteral("a"), QStringLiteral("--time-range"),
+                                             QStringLiteral("soon")}
                               << QStringLiteral("--time-range: \"soon\" is not start:end");
         QTest::newRow("selection without times")
             << QStringList{QStringLiteral("a"), QStringLiteral("--selection"), QStringLiteral("1M:2M")}
@@ -167,10 +171,10 @@ private Q_SLOTS:
         QTest::newRow("unknown palette")
             << QStringList{QStringLiteral("a"), QStringLiteral("--palette"), QStringLiteral("jet")}
             << QStringLiteral("--palette: unknown palette \"jet\" (known: default, viridis, inferno, grayscale)");
-        QTest::newRow("palette by its title") << QStringList{QStringLiteral("a"), QStringLiteral("--palette"),
-                                                             QStringLiteral("Viridis")}
-                                              << QStringLiteral("--palette: unknown palette \"Viridis\" (known: "
-                                                                "default, viridis, inferno, grayscale)");
+        QTest::newRow("palette by its title")
+            << QStringList{QStringLiteral("a"), QStringLiteral("--palette"), QStringLiteral("Viridis")}
+            << QStringLiteral("--palette: unknown palette \"Viridis\" (known: "
+                              "default, viridis, inferno, grayscale)");
         QTest::newRow("unknown option") << QStringList{QStringLiteral("a"), QStringLiteral("--colour")}
                                         << QStringLiteral("Unknown option 'colour'. (see --help)");
     }
@@ -193,7 +197,8 @@ private Q_SLOTS:
         const QString source = writeUniformPyramid(dir.path());
         QCOMPARE(locateTileSource(source, QString()).baseUrl, QUrl::fromLocalFile(source).toString());
         QCOMPARE(locateTileSource(dir.path(), QString()).baseUrl, QUrl::fromLocalFile(source).toString());
-        QCOMPARE(locateTileSource(dir.path(), QStringLiteral("uniform")).baseUrl, QUrl::fromLocalFile(source).toString());
+        QCOMPARE(locateTileSource(dir.path(), QStringLiteral("uniform")).baseUrl,
+                 QUrl::fromLocalFile(source).toString());
         QCOMPARE(locateTileSource(QStringLiteral("http://h:8080/tiles/"), QStringLiteral("scene")).baseUrl,
                  QStringLiteral("http://h:8080/tiles/scene"));
         QCOMPARE(locateTileSource(QStringLiteral("https://h/tiles/scene"), QString()).baseUrl,
@@ -214,7 +219,8 @@ private Q_SLOTS:
         QCOMPARE(alone.baseUrl, QUrl::fromLocalFile(lone.path()).toString());
         QVERIFY(alone.discoveryUrl.isEmpty());
         QVERIFY(alone.sourceId.isEmpty());
-        const TileSourceLocation withId = locateTileSource(QStringLiteral("http://h:8080/tiles/"), QStringLiteral("scene"));
+        const TileSourceLocation withId
+            = locateTileSource(QStringLiteral("http://h:8080/tiles/"), QStringLiteral("scene"));
         QCOMPARE(withId.discoveryUrl, QStringLiteral("http://h:8080/tiles"));
         QCOMPARE(withId.sourceId, QStringLiteral("scene"));
         QVERIFY(!withId.awaitDiscovery);
@@ -248,10 +254,10 @@ private Q_SLOTS:
         loader.loadTileExtents();
         loader.loadTile(TileId(1, 2, 3, 4), true);
         loader.cancelTileLoad(TileId(1, 2, 3, 4));
-        QCOMPARE(inner.takeCalls(), (QStringList{QStringLiteral("setBaseUrl(http://h/s)"),
-                                                 QStringLiteral("loadTileSystemDescriptor"),
-                                                 QStringLiteral("loadTileExtents"), QStringLiteral("loadTile(1 2 3 4,high)"),
-                                                 QStringLiteral("cancel(1 2 3 4)")}));
+        QCOMPARE(inner.takeCalls(),
+                 (QStringList{QStringLiteral("setBaseUrl(http://h/s)"), QStringLiteral("loadTileSystemDescriptor"),
+                              QStringLiteral("loadTileExtents"), QStringLiteral("loadTile(1 2 3 4,high)"),
+                              QStringLiteral("cancel(1 2 3 4)")}));
         TileSystemDescriptor d;
         d.name = QStringLiteral("live");
         inner.deliverDescriptor(d);
@@ -291,7 +297,8 @@ private Q_SLOTS:
         WaterfallView view(options);
         QSignalSpy ready(&view, &WaterfallView::si_ready);
         QVERIFY(showAndOpen(view, dir.path() + QStringLiteral("/small"),
-                            testtiles::descriptorJson(QStringLiteral("s"), 1.0, 256, 2), QRectF(0, 0, 100, 100), ready));
+                            testtiles::descriptorJson(QStringLiteral("s"), 1.0, 256, 2), QRectF(0, 0, 100, 100),
+                            ready));
         CoordSystem& coords = view.widget().coordSystem();
         QCOMPARE(coords.x().minScale(), 1.0);
         QCOMPARE(coords.y().minScale(), 1.0);
@@ -332,8 +339,8 @@ private Q_SLOTS:
         QTemporaryDir dir;
         writeUniformPyramid(dir.path());
         const QString png = dir.path() + QStringLiteral("/shot.png");
-        const Run run = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
-                                   QStringLiteral("400x300")});
+        const Run run = runViewer(
+            {dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"), QStringLiteral("400x300")});
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         QCOMPARE(run.out.trimmed(), QFileInfo(png).absoluteFilePath());
         QImage shot(png);
@@ -346,9 +353,11 @@ private Q_SLOTS:
         TileColorTableDescriptor colours; // the viewer's default level range
         colours.rangeLower = -100.0;
         colours.rangeUpper = -30.0;
-        const QVector<unsigned int> table = TilePaintHandler::buildColorTable(colours, TileSystemDescriptor(), Qt::black);
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(colours, TileSystemDescriptor(), Qt::black);
         TileSystem geometry;
-        geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
+        geometry.setTileSystemDescriptor(
+            parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
         const double xScale = (4096 * 1.06) / 400.0;
         const double yScale = (4096 * 1.06) / 300.0;
         // Clear of the action bar in the top-right corner (x 330 and beyond at this size).
@@ -358,8 +367,11 @@ private Q_SLOTS:
             const TileId id = geometry.valueToTileId(QPointF(x, y), 3, 3);
             const int index = int(40 + 50 * id.x + 100 * id.y);
             QVERIFY2(shot.pixel(p) == QRgb(table.at(index)),
-                     qPrintable(QStringLiteral("%1,%2: %3 vs %4").arg(p.x()).arg(p.y())
-                                    .arg(shot.pixel(p), 0, 16).arg(table.at(index), 0, 16)));
+                     qPrintable(QStringLiteral("%1,%2: %3 vs %4")
+                                    .arg(p.x())
+                                    .arg(p.y())
+                                    .arg(shot.pixel(p), 0, 16)
+                                    .arg(table.at(index), 0, 16)));
         }
         // Beyond the data (x > 4096 at pixel 380): the background.
         QCOMPARE(shot.pixel(395, 150), qRgb(0, 0, 0));
@@ -377,10 +389,11 @@ private Q_SLOTS:
         const QImage shot = QImage(png).convertToFormat(QImage::Format_RGB32);
         // As in the screenshot above: level-3 tiles of one index each, here through grey.
         const ColourScheme grey = colourSchemeOf(*findColourPreset(QStringLiteral("grayscale")), -90.0, 40.0);
-        const QVector<unsigned int> table =
-            TilePaintHandler::buildColorTable(grey.descriptor, TileSystemDescriptor(), Qt::black, grey.innerStops);
+        const QVector<unsigned int> table
+            = TilePaintHandler::buildColorTable(grey.descriptor, TileSystemDescriptor(), Qt::black, grey.innerStops);
         TileSystem geometry;
-        geometry.setTileSystemDescriptor(parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
+        geometry.setTileSystemDescriptor(
+            parseTileSystemDescriptor(testtiles::descriptorJson(QStringLiteral("u"), 1, 256, 4)));
         const double xScale = (4096 * 1.06) / 400.0;
         const double yScale = (4096 * 1.06) / 300.0;
         for (const QPoint& p : {QPoint(100, 100), QPoint(300, 100), QPoint(100, 200), QPoint(300, 200)}) {
@@ -395,7 +408,8 @@ private Q_SLOTS:
     {
         TestHttpServer server;
         QVERIFY(server.start());
-        server.setDocument(QStringLiteral("/held/tiledescriptor.json"), testtiles::descriptorJson(QStringLiteral("h"), 1, 256, 2));
+        server.setDocument(QStringLiteral("/held/tiledescriptor.json"),
+                           testtiles::descriptorJson(QStringLiteral("h"), 1, 256, 2));
         server.setDocument(QStringLiteral("/held/tileextents.json"), testtiles::extentsJson(QRectF(0, 0, 1000, 1000)));
         // Every tile of every level combination stays unanswered.
         for (quint64 y = 0; y < 8; ++y)
@@ -439,17 +453,18 @@ private Q_SLOTS:
         writeUniformPyramid(dir.path());
         const QString png = dir.path() + QStringLiteral("/shot.png");
         // 100 Hz over 400 pixels would be 0.25 Hz per pixel; a data pixel is 1 Hz.
-        const Run run = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
-                                   QStringLiteral("400x300"), QStringLiteral("--frequency-range"),
-                                   QStringLiteral("1000:1100")});
+        const Run run
+            = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
+                         QStringLiteral("400x300"), QStringLiteral("--frequency-range"), QStringLiteral("1000:1100")});
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
-        QCOMPARE(run.err, QStringLiteral("mivo-viewer: warning: --frequency-range widened to 0.850 – 1.250 kHz "
-                                         "(finer than one data pixel per screen pixel)\n"));
+        QCOMPARE(run.err,
+                 QStringLiteral("mivo-viewer: warning: --frequency-range widened to 0.850 – 1.250 kHz "
+                                "(finer than one data pixel per screen pixel)\n"));
 
         // A range the data can show passes without a word.
-        const Run fine = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
-                                    QStringLiteral("400x300"), QStringLiteral("--frequency-range"),
-                                    QStringLiteral("1000:1400")});
+        const Run fine
+            = runViewer({dir.path(), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
+                         QStringLiteral("400x300"), QStringLiteral("--frequency-range"), QStringLiteral("1000:1400")});
         QVERIFY2(fine.exitCode == 0, qPrintable(fine.err));
         QVERIFY2(fine.err.isEmpty(), qPrintable(fine.err));
     }
@@ -465,14 +480,15 @@ private Q_SLOTS:
 
         // A descriptor that is not JSON.
         testtiles::writeFile(dir.path() + QStringLiteral("/bad/tiledescriptor.json"), "<html>");
-        const Run bad = runViewer({dir.path() + QStringLiteral("/bad"), QStringLiteral("--screenshot"),
-                                   dir.path() + QStringLiteral("/x.png"), QStringLiteral("--timeout"), QStringLiteral("20")});
+        const Run bad
+            = runViewer({dir.path() + QStringLiteral("/bad"), QStringLiteral("--screenshot"),
+                         dir.path() + QStringLiteral("/x.png"), QStringLiteral("--timeout"), QStringLiteral("20")});
         QCOMPARE(bad.exitCode, 1);
         QVERIFY2(bad.err.contains(QStringLiteral("no valid tile descriptor")), qPrintable(bad.err));
         QVERIFY(!QFile::exists(dir.path() + QStringLiteral("/x.png")));
 
-        const Run usage = runViewer({QStringLiteral("--size"), QStringLiteral("huge"), QStringLiteral("x")}, 60000,
-                                    withoutDisplay);
+        const Run usage
+            = runViewer({QStringLiteral("--size"), QStringLiteral("huge"), QStringLiteral("x")}, 60000, withoutDisplay);
         QCOMPARE(usage.exitCode, 2);
         QCOMPARE(usage.err.trimmed(), QStringLiteral("--size: \"huge\" is not WIDTHxHEIGHT"));
     }

@@ -96,10 +96,7 @@ struct LayerScene
     }
 
     // Press and release of the left button at @p pos, then a double-click when asked.
-    void click(const QPoint& pos)
-    {
-        QTest::mouseClick(&widget, Qt::LeftButton, Qt::NoModifier, pos);
-    }
+    void click(const QPoint& pos) { QTest::mouseClick(&widget, Qt::LeftButton, Qt::NoModifier, pos); }
 
     QTemporaryDir dir;
     AnnotationWorkspaces workspaces;
@@ -111,9 +108,9 @@ struct LayerScene
 struct Scene
 {
     QTemporaryDir dir;
-    QString source;        // the source directory, holding workspace.json
-    QJsonArray items;      // as workspace.json lists them
-    QString error;         // why the scene could not be made
+    QString source; // the source directory, holding workspace.json
+    QJsonArray items; // as workspace.json lists them
+    QString error; // why the scene could not be made
 };
 
 // Runs mivo-synth and mivo-tilegen into @p s's directory; sets its error on failure.
@@ -128,7 +125,8 @@ void make(Scene& s)
     }
     QProcess tilegen;
     tilegen.start(QStringLiteral(TILEGEN_EXECUTABLE),
-                  {base + QStringLiteral(".sigmf-meta"), s.dir.filePath(QStringLiteral("tiles")), QStringLiteral("-q")});
+                  {base + QStringLiteral(".sigmf-meta"), s.dir.filePath(QStringLiteral("tiles")),
+                   QStringLiteral("-q")});
     if (!tilegen.waitForFinished(120000) || tilegen.exitCode() != 0) {
         s.error = QStringLiteral("mivo-tilegen failed");
         return;
@@ -161,8 +159,13 @@ constexpr double secondsPerPixel = 0.0125;
 
 QStringList screenshotArguments(const QString& png)
 {
-    return {QStringLiteral("--screenshot"), png, QStringLiteral("--size"), QStringLiteral("500x400"),
-            QStringLiteral("--frequency-range"), QStringLiteral("99.94M:100.04M"), QStringLiteral("--time-range"),
+    return {QStringLiteral("--screenshot"),
+            png,
+            QStringLiteral("--size"),
+            QStringLiteral("500x400"),
+            QStringLiteral("--frequency-range"),
+            QStringLiteral("99.94M:100.04M"),
+            QStringLiteral("--time-range"),
             QString::number(viewTop, 'f', 1) + QLatin1Char(':') + QString::number(viewTop + 5.0, 'f', 1)};
 }
 
@@ -219,9 +222,9 @@ private Q_SLOTS:
         const ViewerOptionsResult none = parse({QStringLiteral("tiles")});
         QVERIFY(none.options);
         QVERIFY(none.options->workspaceFiles.isEmpty());
-        const ViewerOptionsResult two = parse({QStringLiteral("tiles"), QStringLiteral("--workspace"),
-                                               QStringLiteral("a.json"), QStringLiteral("--workspace"),
-                                               QStringLiteral("b.json")});
+        const ViewerOptionsResult two
+            = parse({QStringLiteral("tiles"), QStringLiteral("--workspace"), QStringLiteral("a.json"),
+                     QStringLiteral("--workspace"), QStringLiteral("b.json")});
         QVERIFY(two.options);
         QCOMPARE(two.options->workspaceFiles, (QStringList{QStringLiteral("a.json"), QStringLiteral("b.json")}));
     }
@@ -248,8 +251,9 @@ private Q_SLOTS:
         LayerScene s;
         QVERIFY(s.open());
         const QString again = s.workspaces.open(s.dir.filePath(QStringLiteral("v.json")));
-        QCOMPARE(again, QStringLiteral("%1: a workspace with the id \"v\" is open already")
-                            .arg(s.dir.filePath(QStringLiteral("v.json"))));
+        QCOMPARE(again,
+                 QStringLiteral("%1: a workspace with the id \"v\" is open already")
+                     .arg(s.dir.filePath(QStringLiteral("v.json"))));
         const QString missing = s.dir.filePath(QStringLiteral("missing.json"));
         QVERIFY(s.workspaces.open(missing).startsWith(missing));
         testtiles::writeFile(s.dir.filePath(QStringLiteral("bad.json")), "{\"id\": \"x\"}");
@@ -300,13 +304,14 @@ private Q_SLOTS:
         QCOMPARE(hasInfo.count(), 1);
         QVERIFY(panel.hasInfo());
         QCOMPARE(panel.infoArea(), QRectF(100, 10, 100, 20));
-        QCOMPARE(panel.text(), QStringList({QStringLiteral("label of a"),
-                                            QStringLiteral("Frequency: ") + formatFrequencyRange(100, 200, 2.0),
-                                            QStringLiteral("Bandwidth: ") + formatFrequency(100, 2.0),
-                                            QStringLiteral("Time: ") + formatTime(10, 0.4) + QStringLiteral(" – ")
-                                                + formatTime(30, 0.4, false) + QStringLiteral(" UTC"),
-                                            QStringLiteral("Duration: ") + formatDuration(20, 0.4)})
-                                   .join(QLatin1Char('\n')));
+        QCOMPARE(panel.text(),
+                 QStringList({QStringLiteral("label of a"),
+                              QStringLiteral("Frequency: ") + formatFrequencyRange(100, 200, 2.0),
+                              QStringLiteral("Bandwidth: ") + formatFrequency(100, 2.0),
+                              QStringLiteral("Time: ") + formatTime(10, 0.4) + QStringLiteral(" – ")
+                                  + formatTime(30, 0.4, false) + QStringLiteral(" UTC"),
+                              QStringLiteral("Duration: ") + formatDuration(20, 0.4)})
+                     .join(QLatin1Char('\n')));
         QTest::mouseClick(&s.widget, Qt::LeftButton, Qt::ControlModifier, QPoint(350, 175));
         QVERIFY(panel.hasInfo());
         QCOMPARE(panel.infoArea(), QRectF(100, 10, 700, 80));
@@ -332,11 +337,10 @@ private Q_SLOTS:
         QTRY_VERIFY(coords.displayedValueRange().width() < 300.0);
         QTRY_VERIFY(coords.displayedValueRange().height() < 60.0);
         const QRectF shown = coords.displayedValueRange();
-        QVERIFY2(shown.contains(QRectF(600, 50, 200, 40)), qPrintable(QStringLiteral("%1 %2 %3 %4")
-                                                                            .arg(shown.x())
-                                                                            .arg(shown.y())
-                                                                            .arg(shown.width())
-                                                                            .arg(shown.height())));
+        QVERIFY2(
+            shown.contains(QRectF(600, 50, 200, 40)),
+            qPrintable(
+                QStringLiteral("%1 %2 %3 %4").arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height())));
         QVERIFY(shown.left() < 600.0 && shown.right() > 800.0 && shown.top() < 50.0 && shown.bottom() > 90.0);
     }
 
@@ -373,12 +377,16 @@ private Q_SLOTS:
         QVERIFY(made.items.size() > 5);
         QTemporaryDir dir;
         QString error;
-        const QImage annotated = screenshot(QStringList{made.source} + screenshotArguments(dir.filePath(QStringLiteral("a.png"))), &error);
+        const QImage annotated
+            = screenshot(QStringList{made.source} + screenshotArguments(dir.filePath(QStringLiteral("a.png"))), &error);
         QVERIFY2(!annotated.isNull(), qPrintable(error));
         // The same without the workspace file.
-        QVERIFY(QFile::rename(made.source + QStringLiteral("/workspace.json"), dir.filePath(QStringLiteral("moved.json"))));
-        const QImage plain = screenshot(QStringList{made.source} + screenshotArguments(dir.filePath(QStringLiteral("b.png"))), &error);
-        QVERIFY(QFile::rename(dir.filePath(QStringLiteral("moved.json")), made.source + QStringLiteral("/workspace.json")));
+        QVERIFY(
+            QFile::rename(made.source + QStringLiteral("/workspace.json"), dir.filePath(QStringLiteral("moved.json"))));
+        const QImage plain
+            = screenshot(QStringList{made.source} + screenshotArguments(dir.filePath(QStringLiteral("b.png"))), &error);
+        QVERIFY(
+            QFile::rename(dir.filePath(QStringLiteral("moved.json")), made.source + QStringLiteral("/workspace.json")));
         QVERIFY2(!plain.isNull(), qPrintable(error));
         QCOMPARE(annotated.size(), QSize(500, 400));
 
@@ -388,7 +396,8 @@ private Q_SLOTS:
         int checked = 0;
         for (const QJsonValue& value : qAsConst(made.items)) {
             const QJsonObject object = value.toObject();
-            const QRectF rect(object.value(QStringLiteral("x")).toDouble(), object.value(QStringLiteral("y")).toDouble(),
+            const QRectF rect(object.value(QStringLiteral("x")).toDouble(),
+                              object.value(QStringLiteral("y")).toDouble(),
                               object.value(QStringLiteral("width")).toDouble(),
                               object.value(QStringLiteral("height")).toDouble());
             bounds = bounds.isNull() ? rect : bounds.united(rect);
@@ -398,8 +407,10 @@ private Q_SLOTS:
             const int y = int((topLeft.y() + bottomLeft.y()) / 2.0);
             if (x <= 62) // the workspace's outline
                 continue;
-            QVERIFY2(colourNear(annotated, x, y, qRgb(0xFF, 0xBF, 0xBF)),
-                     qPrintable(QStringLiteral("%1 at (%2, %3)").arg(object.value(QStringLiteral("id")).toString()).arg(x).arg(y)));
+            QVERIFY2(
+                colourNear(annotated, x, y, qRgb(0xFF, 0xBF, 0xBF)),
+                qPrintable(
+                    QStringLiteral("%1 at (%2, %3)").arg(object.value(QStringLiteral("id")).toString()).arg(x).arg(y)));
             QVERIFY(!colourNear(plain, x, y, qRgb(0xFF, 0xBF, 0xBF)));
             ++checked;
         }
@@ -417,7 +428,8 @@ private Q_SLOTS:
         // (The bottom edge rather than the right one, which the action bar covers.)
         const int middle = (left + right) / 2;
         for (int x : {middle - 50, middle, middle + 50})
-            QVERIFY2(colourNearVertically(annotated, x, bottom, qRgb(0xFF, 0xE1, 0x00)), qPrintable(QString::number(x)));
+            QVERIFY2(colourNearVertically(annotated, x, bottom, qRgb(0xFF, 0xE1, 0x00)),
+                     qPrintable(QString::number(x)));
         QVERIFY(!colourNear(plain, left, 290, qRgb(0xFF, 0xE1, 0x00)));
 
         // Its caption, the id "scene" in the outline's colour, in the bottom-right corner

@@ -135,11 +135,7 @@ struct LevelsView
     QImage frame() { return view->widget().grabFramebuffer(); }
     ColourPopup& popup() { return view->colourPopup(); }
     TileColorTableEditorWidget& editor() { return popup().editor(); }
-    template <typename T>
-    T* part(const char* name)
-    {
-        return editor().findChild<T*>(QString::fromLatin1(name));
-    }
+    template <typename T> T* part(const char* name) { return editor().findChild<T*>(QString::fromLatin1(name)); }
 
     std::unique_ptr<WaterfallView> view;
 };
@@ -166,8 +162,9 @@ private Q_SLOTS:
 
     void presetsAreTheDefaultAndThreeMaps()
     {
-        QCOMPARE(colourPresetNames(), (QStringList{QStringLiteral("default"), QStringLiteral("viridis"),
-                                                   QStringLiteral("inferno"), QStringLiteral("grayscale")}));
+        QCOMPARE(colourPresetNames(),
+                 (QStringList{QStringLiteral("default"), QStringLiteral("viridis"), QStringLiteral("inferno"),
+                              QStringLiteral("grayscale")}));
         QVERIFY(!findColourPreset(QStringLiteral("jet")));
         // The default preset is the library's three colours, with no stops between.
         const ColourScheme standard = preset(QStringLiteral("default"), -90.0, -20.0);

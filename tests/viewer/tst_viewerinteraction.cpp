@@ -53,10 +53,10 @@ struct ToneRecording
     static constexpr double sampleRate = 102400.0; // FFT 1024: 100 Hz bins, hop 512: 5 ms rows
     static constexpr double centre = 1e6;
     static constexpr double toneFrequency = 1.01e6; // bin 612, the centre of its bin
-    static constexpr double amplitude = 0.25;        // -12.04 dBFS
-    static constexpr double start = 1704110400.0;   // 2024-01-01T12:00:00Z
+    static constexpr double amplitude = 0.25; // -12.04 dBFS
+    static constexpr double start = 1704110400.0; // 2024-01-01T12:00:00Z
     static constexpr double seconds = 10.0;
-    static constexpr double burstFrom = 3.0;        // the tone sounds from 3 s to 6 s
+    static constexpr double burstFrom = 3.0; // the tone sounds from 3 s to 6 s
     static constexpr double burstTo = 6.0;
 
     static double toneLevel() { return 20.0 * std::log10(amplitude); }
@@ -195,15 +195,17 @@ private Q_SLOTS:
                      && peakTime <= ToneRecording::burstTo + figures.timeResolution,
                  qPrintable(QString::number(peakTime)));
         // The median is the noise floor, far below the tone.
-        QVERIFY2(figures.medianLevel < ToneRecording::toneLevel() - 40.0, qPrintable(QString::number(figures.medianLevel)));
+        QVERIFY2(figures.medianLevel < ToneRecording::toneLevel() - 40.0,
+                 qPrintable(QString::number(figures.medianLevel)));
         QVERIFY(panel.figuresText().contains(QStringLiteral(" at 1.01005 MHz, ")));
 
         // Shown beside the selection.
         QTRY_VERIFY(panel.isVisible());
         const QRectF selection = open.coords().valueToPixel(open.view->selection().selection());
         const int width = panel.width();
-        const int expectedX = selection.right() + 10 + width <= viewSize.width() - 30 ? qRound(selection.right() + 10)
-                                                                                      : qRound(selection.left() - 10 - width);
+        const int expectedX = selection.right() + 10 + width <= viewSize.width() - 30
+            ? qRound(selection.right() + 10)
+            : qRound(selection.left() - 10 - width);
         QCOMPARE(panel.x(), expectedX);
         QCOMPARE(panel.y(), qRound(selection.top()));
     }
@@ -229,7 +231,8 @@ private Q_SLOTS:
         ViewerOptions options;
         options.windowSize = viewSize;
         options.selection = QRectF(1000, 1000, 500, 500); // selected from the start
-        const std::unique_ptr<WaterfallView> shown = viewertest::openedView(options, QUrl::fromLocalFile(m_uniform).toString());
+        const std::unique_ptr<WaterfallView> shown
+            = viewertest::openedView(options, QUrl::fromLocalFile(m_uniform).toString());
         WaterfallView& view = *shown;
         QCOMPARE(view.selection().state(), SelectionFinished);
         QCOMPARE(view.selection().selection(), QRectF(1000, 1000, 500, 500));
@@ -266,9 +269,9 @@ private Q_SLOTS:
         QCOMPARE(bar->size(), bar->sizeHint());
         QCOMPARE(bar->pos(), QPoint(viewSize.width() - bar->width() - 20, 20));
         ViewerActions& actions = open.view->actions();
-        const QList<QAction*> commands{actions.zoomToData(), actions.zoomIn(), actions.zoomOut(),
-                                       actions.zoomToSelection(), actions.clearSelection(),
-                                       open.view->follower().followAction()};
+        const QList<QAction*> commands{actions.zoomToData(),     actions.zoomIn(),
+                                       actions.zoomOut(),        actions.zoomToSelection(),
+                                       actions.clearSelection(), open.view->follower().followAction()};
         int previousY = -1;
         for (QAction* action : commands) {
             QToolButton* button = open.button(action);

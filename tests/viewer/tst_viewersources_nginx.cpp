@@ -23,8 +23,8 @@
 
 #include "../common/TilegenRecording.h"
 #include "../tiling/TileSourceTestSupport.h"
-#include <TestSupport.h>
 #include "ViewerTestSupport.h"
+#include <TestSupport.h>
 
 #include <NginxServer.h>
 
@@ -98,7 +98,8 @@ private:
     QString url(const QString& path) const { return m_served.url(path); }
 
     // A view of 800 x 500 started on the served directory.
-    std::unique_ptr<WaterfallView> startView(const QString& sourceId, const QString& palette = QStringLiteral("default"))
+    std::unique_ptr<WaterfallView> startView(const QString& sourceId,
+                                             const QString& palette = QStringLiteral("default"))
     {
         ViewerOptions options;
         options.windowSize = QSize(800, 500);
@@ -112,10 +113,7 @@ private:
     }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        MIVO_START_SERVED_RECORDINGS(m_served);
-    }
+    void initTestCase() { MIVO_START_SERVED_RECORDINGS(m_served); }
 
     void cleanupTestCase() { m_served.nginx.reset(); }
 
@@ -181,7 +179,9 @@ private Q_SLOTS:
         QCOMPARE(rowsShowing(frame, footprint.quietColumn, footprint, top), 0);
         // The first source's tone is nowhere: its band is far away.
         QVERIFY(!shown.contains(QPointF(alpha.toneFrequency(), shown.center().y())));
-        QTRY_VERIFY(!m_served.nginx->accessLog().filter(QRegularExpression(QStringLiteral("^/tiles/beta/\\d.*\\.png$"))).isEmpty());
+        QTRY_VERIFY(!m_served.nginx->accessLog()
+                         .filter(QRegularExpression(QStringLiteral("^/tiles/beta/\\d.*\\.png$")))
+                         .isEmpty());
 
         // "None": no source, nothing drawn, the view where it was.
         QVERIFY(viewertest::whileMenuOpen(button, [&](QMenu&) {
@@ -220,7 +220,8 @@ private Q_SLOTS:
         testsupport::letNothingHappen();
         QCOMPARE(m_served.nginx->accessLog().size(), requestsBefore);
         QCOMPARE(int(view->provider().cache().size() + view->provider().cache().baseSize()), cachedBefore);
-        QStringList tiles = m_served.nginx->accessLog().mid(start).filter(QRegularExpression(QStringLiteral("\\.png$")));
+        QStringList tiles
+            = m_served.nginx->accessLog().mid(start).filter(QRegularExpression(QStringLiteral("\\.png$")));
         QVERIFY(tiles.size() > 10);
         QCOMPARE(tiles.removeDuplicates(), 0); // no tile was fetched twice
     }
@@ -229,8 +230,9 @@ private Q_SLOTS:
     {
         const int before = m_served.nginx->accessLog().size();
         const QString png = m_served.file(QStringLiteral("/first.png"));
-        const viewertest::Run run = viewertest::runViewer({url(QStringLiteral("/tiles")), QStringLiteral("--screenshot"),
-                                                           png, QStringLiteral("--size"), QStringLiteral("400x300")});
+        const viewertest::Run run
+            = viewertest::runViewer({url(QStringLiteral("/tiles")), QStringLiteral("--screenshot"), png,
+                                     QStringLiteral("--size"), QStringLiteral("400x300")});
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         QVERIFY2(run.err.isEmpty(), qPrintable(run.err));
         const QStringList requests = m_served.nginx->accessLog().mid(before);
@@ -241,17 +243,18 @@ private Q_SLOTS:
     void theProgramShowsTheSourceAskedForInThePaletteAskedFor()
     {
         const QString png = m_served.file(QStringLiteral("/beta.png"));
-        const viewertest::Run run = viewertest::runViewer(
-            {url(QStringLiteral("/tiles")), QStringLiteral("--source"), beta.id, QStringLiteral("--palette"),
-             QStringLiteral("viridis"), QStringLiteral("--screenshot"), png, QStringLiteral("--size"),
-             QStringLiteral("800x500")});
+        const viewertest::Run run = viewertest::runViewer({url(QStringLiteral("/tiles")), QStringLiteral("--source"),
+                                                           beta.id, QStringLiteral("--palette"),
+                                                           QStringLiteral("viridis"), QStringLiteral("--screenshot"),
+                                                           png, QStringLiteral("--size"), QStringLiteral("800x500")});
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         const QImage shot = QImage(png).convertToFormat(QImage::Format_RGB32);
         QCOMPARE(shot.size(), QSize(800, 500));
         // The same view as the one the suite builds: the same footprint.
         ViewerOptions options;
         options.windowSize = QSize(800, 500);
-        const std::unique_ptr<WaterfallView> reference = viewertest::openedView(options, url(QStringLiteral("/tiles/beta")));
+        const std::unique_ptr<WaterfallView> reference
+            = viewertest::openedView(options, url(QStringLiteral("/tiles/beta")));
         const Footprint footprint = footprintOf(beta, reference->widget().coordSystem());
         const ColourScheme viridis = colourSchemeOf(*findColourPreset(QStringLiteral("viridis")), -100.0, -30.0);
         const QRgb top = tableOf(viridis).at(200);

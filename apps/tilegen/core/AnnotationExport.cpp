@@ -42,8 +42,8 @@ QVector<WorkspaceItem> workspaceItemsFromAnnotations(const QVector<SigMfAnnotati
                 warnings->append(QStringLiteral("annotation %1 is cut at 0 Hz").arg(name));
             low = 0;
         }
-        const qint64 count = annotation.sampleCount.value_or(
-            std::max<qint64>(0, signal.sampleCount - annotation.sampleStart));
+        const qint64 count
+            = annotation.sampleCount.value_or(std::max<qint64>(0, signal.sampleCount - annotation.sampleStart));
 
         WorkspaceItem item;
         const bool uniqueUuid = !annotation.uuid.isEmpty() && !duplicateUuids.contains(annotation.uuid);

@@ -17,8 +17,9 @@ BandLayout BandLayout::of(const SignalInfo& info, int fftSize, const AxisGrid& x
     layout.columnOf.assign(size_t(bins), -1);
     layout.firstColumn = std::numeric_limits<qint64>::max();
     for (int k = 0; k < bins; ++k) {
-        const double frequency = info.complex ? info.centerFrequency + double(k - fftSize / 2) * info.sampleRate / fftSize
-                                              : double(k) * info.sampleRate / fftSize;
+        const double frequency = info.complex
+            ? info.centerFrequency + double(k - fftSize / 2) * info.sampleRate / fftSize
+            : double(k) * info.sampleRate / fftSize;
         if (frequency < 0) {
             ++layout.droppedBins;
             continue;

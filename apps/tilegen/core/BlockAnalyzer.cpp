@@ -88,7 +88,8 @@ void BlockAnalyzer::startNext()
         jobs.emplace_back([this, &slot, begin, end] {
             std::unique_ptr<SpectrumAnalyzer> analyzer = borrowAnalyzer();
             for (int f = begin; f < end; ++f)
-                analyzer->analyze(slot.samples.data() + f * m_frameStride, slot.rows.data() + size_t(f) * size_t(m_bins));
+                analyzer->analyze(slot.samples.data() + f * m_frameStride,
+                                  slot.rows.data() + size_t(f) * size_t(m_bins));
             returnAnalyzer(std::move(analyzer));
         });
     }

@@ -39,9 +39,9 @@ public:
 
     struct Block
     {
-        qint64 first = 0;              // frame index of the first row
-        int count = 0;                 // rows
-        const quint8* rows = nullptr;  // count rows of bins() indices; valid until the next call
+        qint64 first = 0; // frame index of the first row
+        int count = 0; // rows
+        const quint8* rows = nullptr; // count rows of bins() indices; valid until the next call
     };
 
     // The next block, once analysed; a block of count 0 after the last frame. Reads
@@ -63,10 +63,10 @@ private:
     const int m_blockFrames;
     const int m_chunkFrames;
     std::array<std::unique_ptr<Slot>, blocksAhead> m_slots;
-    int m_front = 0;         // the slot handed out next (or last)
-    int m_inFlight = 0;      // slots started and not yet handed out
+    int m_front = 0; // the slot handed out next (or last)
+    int m_inFlight = 0; // slots started and not yet handed out
     bool m_handedOut = false; // the front slot was handed out and is to be recycled
-    qint64 m_nextFrame = 0;  // first frame of the next block to start
+    qint64 m_nextFrame = 0; // first frame of the next block to start
 
     std::mutex m_analyzerMutex;
     std::vector<std::unique_ptr<SpectrumAnalyzer>> m_idleAnalyzers; // one per thread that needed one

@@ -18,7 +18,7 @@ public:
     {
         int firstBin = 0;
         qint64 firstColumn = 0; // absolute level-0 column of firstBin
-        int count = 0;          // bins firstBin + i go to column firstColumn + i
+        int count = 0; // bins firstBin + i go to column firstColumn + i
     };
 
     // columnOf[k]: the column of bin k; negative: the bin is left out.

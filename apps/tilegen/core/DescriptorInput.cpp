@@ -43,7 +43,8 @@ void DescriptorInput::readAvailable()
         return;
     m_notifier.setEnabled(false);
     if (n < 0)
-        Q_EMIT si_warning(QStringLiteral("%1: read error: %2").arg(m_name, QString::fromLocal8Bit(std::strerror(errno))));
+        Q_EMIT si_warning(
+            QStringLiteral("%1: read error: %2").arg(m_name, QString::fromLocal8Bit(std::strerror(errno))));
     Q_EMIT si_ended();
 }
 

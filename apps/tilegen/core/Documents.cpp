@@ -82,9 +82,9 @@ QJsonDocument parseJsonFile(const QByteArray& json, const QString& fileName)
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        throw Error(fileName, QStringLiteral("malformed JSON at byte %1: %2")
-                                  .arg(parseError.offset)
-                                  .arg(parseError.errorString()));
+        throw Error(
+            fileName,
+            QStringLiteral("malformed JSON at byte %1: %2").arg(parseError.offset).arg(parseError.errorString()));
     }
     return document;
 }

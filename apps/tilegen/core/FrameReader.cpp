@@ -52,9 +52,9 @@ void FrameReader::load(qint64 first, int count, std::vector<float>& samples)
 
 void FrameReader::truncated(qint64 at) const
 {
-    throw Error(m_source.fileName(), QStringLiteral("ends after %1 samples although it should hold %2")
-                                         .arg(at)
-                                         .arg(m_source.info().sampleCount));
+    throw Error(
+        m_source.fileName(),
+        QStringLiteral("ends after %1 samples although it should hold %2").arg(at).arg(m_source.info().sampleCount));
 }
 
 } // namespace mivo::tilegen

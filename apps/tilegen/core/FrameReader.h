@@ -32,7 +32,7 @@ private:
     const int m_fftSize;
     const int m_hop;
     const int m_components;
-    qint64 m_readEnd = 0;      // samples read from the source so far
+    qint64 m_readEnd = 0; // samples read from the source so far
     std::vector<float> m_tail; // the last samples read: up to fftSize, ending at m_readEnd
 };
 

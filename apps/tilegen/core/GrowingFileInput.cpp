@@ -30,7 +30,8 @@ void GrowingFileInput::start()
     if (!m_file.open(QIODevice::ReadOnly))
         throw Error(m_file.fileName(), QStringLiteral("cannot open: %1").arg(m_file.errorString()));
     if (m_file.isSequential())
-        throw Error(m_file.fileName(), QStringLiteral("is not a regular file; give - and redirect it to standard input"));
+        throw Error(m_file.fileName(),
+                    QStringLiteral("is not a regular file; give - and redirect it to standard input"));
     m_poll.start();
     readNew();
 }
@@ -46,7 +47,8 @@ void GrowingFileInput::readNew()
         return; // stopped
     const qint64 size = m_file.size();
     if (size < m_file.pos()) {
-        Q_EMIT si_warning(QStringLiteral("%1: shrank to %2 bytes; reading it again from the start").arg(name()).arg(size));
+        Q_EMIT si_warning(
+            QStringLiteral("%1: shrank to %2 bytes; reading it again from the start").arg(name()).arg(size));
         m_file.seek(0);
         Q_EMIT si_restarted();
     }

@@ -124,7 +124,10 @@ OpenedInput openSigMf(const QString& path, const InputSettings& settings)
         dataPath = path;
     }
     if (metaPath.isEmpty())
-        throw Error(path, QStringLiteral("a SigMF recording is named *.sigmf-meta with its *.sigmf-data beside it, or is a *.sigmf archive"));
+        throw Error(
+            path,
+            QStringLiteral(
+                "a SigMF recording is named *.sigmf-meta with its *.sigmf-data beside it, or is a *.sigmf archive"));
 
     requireExistingFile(metaPath);
     QFile metaFile(metaPath);
@@ -143,7 +146,8 @@ OpenedInput openSoundFile(const QString& path, const InputSettings& settings)
     requireExistingFile(path);
     if (settings.centerFrequency)
         throw Error(QStringLiteral("--center-frequency"),
-                    QStringLiteral("applies to complex I/Q input only; %1 holds real samples (0 Hz to half the sample rate)")
+                    QStringLiteral(
+                        "applies to complex I/Q input only; %1 holds real samples (0 Hz to half the sample rate)")
                         .arg(path));
     if (settings.sampleRate)
         throw Error(QStringLiteral("--sample-rate"),

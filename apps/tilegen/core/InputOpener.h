@@ -19,14 +19,20 @@ namespace mivo::tilegen {
 // How to read an input file; unset fields come from the file or its defaults.
 struct InputSettings
 {
-    enum class Kind { Auto, SoundFile, Raw, SigMf };
+    enum class Kind
+    {
+        Auto,
+        SoundFile,
+        Raw,
+        SigMf
+    };
 
     Kind kind = Kind::Auto;
-    std::optional<SampleFormat> datatype;   // raw files; chosen by extension if unset
-    std::optional<double> sampleRate;       // required for raw files
-    std::optional<double> centerFrequency;  // complex input; overrides SigMF's
-    std::optional<double> startTime;        // overrides SigMF's core:datetime; default 0
-    int channel = 0;                        // sound files, counted from 0
+    std::optional<SampleFormat> datatype; // raw files; chosen by extension if unset
+    std::optional<double> sampleRate; // required for raw files
+    std::optional<double> centerFrequency; // complex input; overrides SigMF's
+    std::optional<double> startTime; // overrides SigMF's core:datetime; default 0
+    int channel = 0; // sound files, counted from 0
 };
 
 struct OpenedInput
@@ -34,8 +40,8 @@ struct OpenedInput
     std::unique_ptr<ISignalSource> source;
     bool fromSigMf = false;
     QVector<SigMfAnnotation> annotations; // SigMF only
-    QStringList warnings;                 // what the file holds that is not used
-    QString baseName;                     // "rec" for rec.wav, rec.cf32, rec.sigmf-meta
+    QStringList warnings; // what the file holds that is not used
+    QString baseName; // "rec" for rec.wav, rec.cf32, rec.sigmf-meta
 };
 
 // Picks the reader by the settings or, for Kind::Auto, by the file name:

@@ -60,8 +60,9 @@ LiveGenerator::LiveGenerator(const TileGeneratorSettings& settings, const LiveSe
     , m_writer(m_workers, m_encoder, m_publisher)
 {
     if (m_band.empty())
-        throw Error(input.name(), QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
-                                      .arg(stream.centerFrequency, 0, 'f', 1));
+        throw Error(input.name(),
+                    QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
+                        .arg(stream.centerFrequency, 0, 'f', 1));
     if (m_live.publishIntervalMs <= 0)
         throw Error(QStringLiteral("--publish-interval"), QStringLiteral("must be positive"));
     if (m_live.retainSeconds && !(*m_live.retainSeconds > 0))
@@ -73,8 +74,8 @@ LiveGenerator::LiveGenerator(const TileGeneratorSettings& settings, const LiveSe
     m_pyramidSettings.topXZoom = m_xGrid.topZoomLevel(m_band.firstColumn, m_band.lastColumn);
     m_pyramidSettings.topYZoom = liveTopYZoom(m_yGrid, m_live.retainSeconds);
     m_pyramidSettings.reduction = settings.reduction;
-    const double stripColumns =
-        double((m_xGrid.tileOf(m_band.lastColumn) - m_xGrid.tileOf(m_band.firstColumn) + 1) * settings.tileSize);
+    const double stripColumns
+        = double((m_xGrid.tileOf(m_band.lastColumn) - m_xGrid.tileOf(m_band.firstColumn) + 1) * settings.tileSize);
     const double stripBytes = (m_pyramidSettings.topYZoom + 3) * double(settings.tileSize) * stripColumns;
     if (stripBytes > 4.0 * 1024 * 1024 * 1024)
         throw Error(QStringLiteral("--x-base"),
@@ -112,12 +113,13 @@ double LiveGenerator::now() const
 void LiveGenerator::start()
 {
     if (m_band.droppedBins > 0)
-        Q_EMIT si_message(QStringLiteral("warning: %1: %2 of %3 FFT bins lie below 0 Hz and are left out (centre %4 Hz); "
-                                         "the tiles cannot hold negative frequencies")
-                              .arg(m_input.name())
-                              .arg(m_band.droppedBins)
-                              .arg(m_band.columnOf.size())
-                              .arg(m_stream.centerFrequency, 0, 'f', 1));
+        Q_EMIT si_message(
+            QStringLiteral("warning: %1: %2 of %3 FFT bins lie below 0 Hz and are left out (centre %4 Hz); "
+                           "the tiles cannot hold negative frequencies")
+                .arg(m_input.name())
+                .arg(m_band.droppedBins)
+                .arg(m_band.columnOf.size())
+                .arg(m_stream.centerFrequency, 0, 'f', 1));
     m_publisher.prepare();
     m_publishTimer.start();
     m_input.start();
@@ -217,8 +219,8 @@ void LiveGenerator::publish()
         }
 
         // The extents after the tiles they describe, the descriptor (first time) last.
-        const double windowStart =
-            m_live.retainSeconds ? std::max(m_firstTime, m_dataEnd - *m_live.retainSeconds) : m_firstTime;
+        const double windowStart
+            = m_live.retainSeconds ? std::max(m_firstTime, m_dataEnd - *m_live.retainSeconds) : m_firstTime;
         m_publisher.writeDocument(QStringLiteral("tileextents.json"),
                                   tileExtentsJson(m_band.low, m_band.high, windowStart, m_dataEnd));
         if (!m_sourcePublished) {

@@ -30,7 +30,7 @@ class SpectrumAnalyzer;
 
 struct LiveSettings
 {
-    int publishIntervalMs = 1000;        // also the descriptor's updateInterval
+    int publishIntervalMs = 1000; // also the descriptor's updateInterval
     std::optional<double> retainSeconds; // unset: keep everything
 };
 
@@ -39,8 +39,8 @@ struct LiveStream
 {
     SampleFormat format;
     double sampleRate = 0.0;
-    double centerFrequency = 0.0;      // complex formats only
-    std::optional<double> startTime;   // unset: the time the first samples arrive
+    double centerFrequency = 0.0; // complex formats only
+    std::optional<double> startTime; // unset: the time the first samples arrive
 };
 
 // Keeps the tile pyramid of a growing stream current. Samples go through the batch
@@ -126,15 +126,15 @@ private:
     TileWriter m_writer; // after what it uses
     QTimer m_publishTimer;
 
-    QByteArray m_partialSample;   // bytes of a sample not yet complete
+    QByteArray m_partialSample; // bytes of a sample not yet complete
     std::vector<float> m_samples; // samples of the current stream from m_bufferStart on
     std::vector<float> m_decoded;
     std::vector<quint8> m_row;
-    qint64 m_bufferStart = 0;     // stream sample index of m_samples[0]
-    qint64 m_nextFrame = 0;       // frame index within the current stream
+    qint64 m_bufferStart = 0; // stream sample index of m_samples[0]
+    qint64 m_nextFrame = 0; // frame index within the current stream
     std::optional<double> m_streamStart; // time of the current stream's sample 0
-    double m_firstTime = 0.0;     // start of the oldest row with data
-    double m_dataEnd = 0.0;       // end of the newest row with data
+    double m_firstTime = 0.0; // start of the oldest row with data
+    double m_dataEnd = 0.0; // end of the newest row with data
     double m_newestArrival = 0.0; // wall clock when the bytes completing that row came
     qint64 m_frames = 0;
     bool m_sourcePublished = false;

@@ -25,14 +25,16 @@ std::unique_ptr<LiveInput> openRtlTcp(const QString& path, const InputSettings& 
 {
     // "rtl_tcp" is no valid URL scheme (no '_'): the rest is read as a tcp:// URL.
     const QUrl url(QStringLiteral("tcp://") + path.mid(rtlTcpScheme.size() + 3), QUrl::StrictMode);
-    if (!url.isValid() || url.host().isEmpty() || url.port() <= 0 || (!url.path().isEmpty() && url.path() != QLatin1String("/")))
+    if (!url.isValid() || url.host().isEmpty() || url.port() <= 0
+        || (!url.path().isEmpty() && url.path() != QLatin1String("/")))
         throw Error(path, QStringLiteral("an rtl_tcp server is given as rtl_tcp://HOST:PORT"));
     if (settings.datatype && !(*settings.datatype == *SampleFormat::fromName(QStringLiteral("cu8"))))
         throw Error(QStringLiteral("--datatype"), QStringLiteral("rtl_tcp sends cu8 samples"));
     stream.format = *SampleFormat::fromName(QStringLiteral("cu8"));
     const double centre = settings.centerFrequency.value_or(0.0);
     if (!(centre >= 0 && centre <= 4294967295.0))
-        throw Error(QStringLiteral("--center-frequency"), QStringLiteral("rtl_tcp takes 0 to 4294967295 Hz, got %1").arg(centre));
+        throw Error(QStringLiteral("--center-frequency"),
+                    QStringLiteral("rtl_tcp takes 0 to 4294967295 Hz, got %1").arg(centre));
     if (stream.sampleRate > 4294967295.0)
         throw Error(QStringLiteral("--sample-rate"), QStringLiteral("rtl_tcp takes at most 4294967295 samples/s"));
     RtlTcpInput::Settings rtl;
@@ -52,7 +54,8 @@ OpenedLiveInput openLiveInput(const QString& path, const InputSettings& settings
     if (!settings.sampleRate)
         throw Error(QStringLiteral("--sample-rate"), QStringLiteral("--follow needs the sample rate"));
     if (!(*settings.sampleRate > 0) || !std::isfinite(*settings.sampleRate))
-        throw Error(QStringLiteral("--sample-rate"), QStringLiteral("sample rate must be a positive number, got %1").arg(*settings.sampleRate));
+        throw Error(QStringLiteral("--sample-rate"),
+                    QStringLiteral("sample rate must be a positive number, got %1").arg(*settings.sampleRate));
 
     OpenedLiveInput opened;
     LiveStream& stream = opened.stream;
@@ -67,15 +70,15 @@ OpenedLiveInput openLiveInput(const QString& path, const InputSettings& settings
     }
     if (path == QLatin1String("-")) {
         if (!settings.datatype)
-            throw Error(QStringLiteral("--datatype"), QStringLiteral("standard input needs the sample type (%1)")
-                                                          .arg(SampleFormat::rawNamesHelp()));
+            throw Error(QStringLiteral("--datatype"),
+                        QStringLiteral("standard input needs the sample type (%1)").arg(SampleFormat::rawNamesHelp()));
         stream.format = *settings.datatype;
         opened.input = std::make_unique<DescriptorInput>(STDIN_FILENO, QStringLiteral("standard input"));
         opened.defaultSourceId = QStringLiteral("live");
         return opened;
     }
-    const std::optional<SampleFormat> format =
-        settings.datatype ? settings.datatype : SampleFormat::fromName(QFileInfo(path).suffix().toLower());
+    const std::optional<SampleFormat> format
+        = settings.datatype ? settings.datatype : SampleFormat::fromName(QFileInfo(path).suffix().toLower());
     if (!format)
         throw Error(path, QStringLiteral("raw input needs --datatype (%1)").arg(SampleFormat::rawNamesHelp()));
     stream.format = *format;

@@ -33,9 +33,8 @@ LivePyramid::~LivePyramid() = default;
 
 void LivePyramid::cut(Strip& strip, Tiles& into)
 {
-    m_tiler->emitTiles(strip.plane, strip.yZoom, strip.tileRow, [&](const TileKey& key, const QImage& tile) {
-        into.emplace_back(key, tile);
-    });
+    m_tiler->emitTiles(strip.plane, strip.yZoom, strip.tileRow,
+                       [&](const TileKey& key, const QImage& tile) { into.emplace_back(key, tile); });
     strip.changed = false;
 }
 

@@ -18,8 +18,8 @@ PowerQuantizer::PowerQuantizer(const LevelQuantizer& levels, double decibelOffse
     for (int index = 2; index <= m_steps; ++index) {
         // Index i begins where the level's position on the scale reaches i - 0.5;
         // multiplied before dividing, a border such as 0 dB comes out exact.
-        const double level =
-            levels.minValue() + (index - 0.5) * (levels.maxValue() - levels.minValue()) / levels.valueSteps();
+        const double level
+            = levels.minValue() + (index - 0.5) * (levels.maxValue() - levels.minValue()) / levels.valueSteps();
         const double power = std::pow(10.0, (level - decibelOffset) / 10.0);
         // The smallest float not below the exact threshold, and never 0: silence
         // stays at the lowest index.

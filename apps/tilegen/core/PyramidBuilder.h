@@ -14,9 +14,10 @@
 
 namespace mivo::tilegen {
 
-enum class Reduction {
+enum class Reduction
+{
     Maximum, // peak hold: a coarser pixel is the largest of the pixels it covers
-    Mean     // rounded mean of the covered pixels that hold data (index > 0)
+    Mean // rounded mean of the covered pixels that hold data (index > 0)
 };
 
 // Builds every tile of every (x, y) zoom level combination from level-0 rows that

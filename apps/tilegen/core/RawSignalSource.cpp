@@ -24,10 +24,11 @@ RawSignalSource::RawSignalSource(const QString& path, const SampleFormat& format
         throw Error(m_name, QStringLiteral("ends before its %1 bytes of samples").arg(std::max<qint64>(size, 0)));
     const int sampleBytes = format.bytesPerSample();
     if (size % sampleBytes != 0) {
-        throw Error(m_name, QStringLiteral("size of %1 bytes is not a whole number of %2-byte %3 samples")
-                                .arg(size)
-                                .arg(sampleBytes)
-                                .arg(format.sigMfName()));
+        throw Error(m_name,
+                    QStringLiteral("size of %1 bytes is not a whole number of %2-byte %3 samples")
+                        .arg(size)
+                        .arg(sampleBytes)
+                        .arg(format.sigMfName()));
     }
     if (!m_file.seek(region.offset))
         throw Error(m_name, QStringLiteral("seek failed: %1").arg(m_file.errorString()));

@@ -17,7 +17,7 @@ struct FileRegion
 {
     qint64 offset = 0;
     qint64 size = -1; // -1: to the end of the file
-    QString name;     // for messages; empty: the file's path
+    QString name; // for messages; empty: the file's path
 };
 
 // Headerless interleaved samples in one file (raw captures and SigMF data files),

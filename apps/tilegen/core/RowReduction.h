@@ -27,7 +27,7 @@ inline quint8 combineMean(unsigned a, unsigned b)
     return quint8(a != 0 && b != 0 ? mean : (a | b));
 }
 
-template<quint8 (*combine)(unsigned, unsigned)>
+template <quint8 (*combine)(unsigned, unsigned)>
 void combineRowsWith(const quint8* a, const quint8* b, int count, quint8* out)
 {
     for (int i = 0; i < count; ++i)
@@ -44,8 +44,7 @@ inline void combineRows(const quint8* a, const quint8* b, int count, quint8* out
 }
 
 // out[i] = combine(in[2i], in[2i + 1]); the pair is read as one 16-bit word.
-template<quint8 (*combine)(unsigned, unsigned)>
-void halveRowWith(const quint8* in, int count, quint8* out)
+template <quint8 (*combine)(unsigned, unsigned)> void halveRowWith(const quint8* in, int count, quint8* out)
 {
     for (int i = 0; i < count; ++i) {
         quint16 pair;

@@ -84,7 +84,8 @@ void RtlTcpInput::onReadyRead()
         if (m_header.size() < headerSize)
             return;
         if (!m_header.startsWith("RTL0")) {
-            Q_EMIT si_warning(QStringLiteral("%1: the server did not answer as rtl_tcp does (no \"RTL0\" header)").arg(name()));
+            Q_EMIT si_warning(
+                QStringLiteral("%1: the server did not answer as rtl_tcp does (no \"RTL0\" header)").arg(name()));
             m_socket.abort();
             onLost();
             return;

@@ -29,7 +29,7 @@ public:
         QString host;
         quint16 port = 1234;
         quint32 centerFrequency = 0; // Hz; 0: the tuner is left as it is
-        quint32 sampleRate = 0;      // samples per second; 0: left as it is
+        quint32 sampleRate = 0; // samples per second; 0: left as it is
         int minimumRetryMs = 250;
         int maximumRetryMs = 8000;
     };

@@ -41,8 +41,8 @@ const std::array<LengthCode, maximumRun + 1>& lengthCodes()
     static const std::array<LengthCode, maximumRun + 1> table = [] {
         constexpr quint16 base[29] = {3,  4,  5,  6,  7,  8,  9,  10, 11,  13,  15,  17,  19,  23, 27,
                                       31, 35, 43, 51, 59, 67, 83, 99, 115, 131, 163, 195, 227, 258};
-        constexpr quint8 extra[29] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
-                                      2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
+        constexpr quint8 extra[29]
+            = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
         std::array<LengthCode, maximumRun + 1> codes{};
         for (int c = 0; c < 29; ++c) {
             const int last = c == 28 ? maximumRun : base[c + 1] - 1;
@@ -202,7 +202,7 @@ void canonicalCodes(const quint8* lengths, int symbolCount, quint16* codes)
 struct CodeLengthItem
 {
     quint8 symbol = 0; // 0..15 a length, 16 repeat the last, 17 and 18 runs of zeros
-    quint8 extra = 0;  // the repeat count's extra bits' value
+    quint8 extra = 0; // the repeat count's extra bits' value
 };
 
 constexpr int codeLengthExtraBits(int symbol)
@@ -449,8 +449,7 @@ size_t RunLengthDeflater::compress(const uchar* data, size_t size, std::vector<u
         }
         for (int v = 0; v < 256; ++v)
             frequencies[v] += oddFrequencies[v];
-        writeBlock(writer, tokens, tokenCount, frequencies, data + blockStart, blockEnd - blockStart,
-                   blockEnd == size);
+        writeBlock(writer, tokens, tokenCount, frequencies, data + blockStart, blockEnd - blockStart, blockEnd == size);
     }
     writer.alignToByte();
     uchar checksum[4];

@@ -31,13 +31,12 @@ int componentBytes(SampleFormat::Type type)
     return 0;
 }
 
-template<typename T>
-T load(const char* p, bool bigEndian)
+template <typename T> T load(const char* p, bool bigEndian)
 {
     return bigEndian ? qFromBigEndian<T>(p) : qFromLittleEndian<T>(p);
 }
 
-template<typename T, typename Convert>
+template <typename T, typename Convert>
 void decodeAll(const char* in, qint64 values, bool bigEndian, float* out, Convert convert)
 {
     for (qint64 i = 0; i < values; ++i)
@@ -55,14 +54,30 @@ QString SampleFormat::sigMfName() const
 {
     QString name = complex ? QStringLiteral("c") : QStringLiteral("r");
     switch (type) {
-    case Type::Int8: name += QStringLiteral("i8"); break;
-    case Type::UInt8: name += QStringLiteral("u8"); break;
-    case Type::Int16: name += QStringLiteral("i16"); break;
-    case Type::UInt16: name += QStringLiteral("u16"); break;
-    case Type::Int32: name += QStringLiteral("i32"); break;
-    case Type::UInt32: name += QStringLiteral("u32"); break;
-    case Type::Float32: name += QStringLiteral("f32"); break;
-    case Type::Float64: name += QStringLiteral("f64"); break;
+    case Type::Int8:
+        name += QStringLiteral("i8");
+        break;
+    case Type::UInt8:
+        name += QStringLiteral("u8");
+        break;
+    case Type::Int16:
+        name += QStringLiteral("i16");
+        break;
+    case Type::UInt16:
+        name += QStringLiteral("u16");
+        break;
+    case Type::Int32:
+        name += QStringLiteral("i32");
+        break;
+    case Type::UInt32:
+        name += QStringLiteral("u32");
+        break;
+    case Type::Float32:
+        name += QStringLiteral("f32");
+        break;
+    case Type::Float64:
+        name += QStringLiteral("f64");
+        break;
     }
     if (componentBytes(type) > 1)
         name += bigEndian ? QStringLiteral("_be") : QStringLiteral("_le");
@@ -80,8 +95,7 @@ std::optional<SampleFormat> SampleFormat::fromName(const QString& name)
     if (lower == QLatin1String("cs32"))
         return SampleFormat{Type::Int32, true, false};
 
-    static const QRegularExpression pattern(
-        QStringLiteral("^([rc])([fiu])(8|16|32|64)(?:_(le|be))?$"));
+    static const QRegularExpression pattern(QStringLiteral("^([rc])([fiu])(8|16|32|64)(?:_(le|be))?$"));
     const QRegularExpressionMatch match = pattern.match(lower);
     if (!match.hasMatch())
         return std::nullopt;
@@ -101,10 +115,17 @@ std::optional<SampleFormat> SampleFormat::fromName(const QString& name)
     } else {
         const bool isSigned = kind == QLatin1String("i");
         switch (bits) {
-        case 8: format.type = isSigned ? Type::Int8 : Type::UInt8; break;
-        case 16: format.type = isSigned ? Type::Int16 : Type::UInt16; break;
-        case 32: format.type = isSigned ? Type::Int32 : Type::UInt32; break;
-        default: return std::nullopt;
+        case 8:
+            format.type = isSigned ? Type::Int8 : Type::UInt8;
+            break;
+        case 16:
+            format.type = isSigned ? Type::Int16 : Type::UInt16;
+            break;
+        case 32:
+            format.type = isSigned ? Type::Int32 : Type::UInt32;
+            break;
+        default:
+            return std::nullopt;
         }
     }
     // One-byte types carry no byte order; every wider type without one is taken as
@@ -129,19 +150,16 @@ void SampleFormat::decode(const char* in, qint64 count, float* out) const
         break;
     case Type::UInt8:
         // Offset binary: 127.5 is the zero line, so that 0 and 255 are symmetric.
-        decodeAll<quint8>(in, values, false, out,
-                          [](quint8 v) { return (float(v) - 127.5f) / 127.5f; });
+        decodeAll<quint8>(in, values, false, out, [](quint8 v) { return (float(v) - 127.5f) / 127.5f; });
         break;
     case Type::Int16:
         decodeAll<qint16>(in, values, bigEndian, out, [](qint16 v) { return float(v) / 32768.0f; });
         break;
     case Type::UInt16:
-        decodeAll<quint16>(in, values, bigEndian, out,
-                           [](quint16 v) { return (float(v) - 32767.5f) / 32767.5f; });
+        decodeAll<quint16>(in, values, bigEndian, out, [](quint16 v) { return (float(v) - 32767.5f) / 32767.5f; });
         break;
     case Type::Int32:
-        decodeAll<qint32>(in, values, bigEndian, out,
-                          [](qint32 v) { return float(double(v) / 2147483648.0); });
+        decodeAll<qint32>(in, values, bigEndian, out, [](qint32 v) { return float(double(v) / 2147483648.0); });
         break;
     case Type::UInt32:
         decodeAll<quint32>(in, values, bigEndian, out,

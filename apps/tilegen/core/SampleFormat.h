@@ -13,7 +13,17 @@ namespace mivo::tilegen {
 // formats, one value for real ones. Integers are scaled to -1..1 full scale.
 struct SampleFormat
 {
-    enum class Type { Int8, UInt8, Int16, UInt16, Int32, UInt32, Float32, Float64 };
+    enum class Type
+    {
+        Int8,
+        UInt8,
+        Int16,
+        UInt16,
+        Int32,
+        UInt32,
+        Float32,
+        Float64
+    };
 
     Type type = Type::Float32;
     bool complex = true;

@@ -124,7 +124,7 @@ public:
     std::vector<Member> members()
     {
         std::vector<Member> found;
-        QByteArray longName;  // from a GNU 'L' or pax 'x' entry, for the next member
+        QByteArray longName; // from a GNU 'L' or pax 'x' entry, for the next member
         qint64 paxSize = -1; // from a pax 'x' entry, for the next member; -1: none
         qint64 at = 0;
         Block block;
@@ -139,7 +139,8 @@ public:
             const qint64 dataOffset = at + blockSize;
             const qint64 size = paxSize >= 0 ? paxSize : *headerSize;
             if (size > m_file.size() - dataOffset)
-                throw problem(QStringLiteral("is cut short: a member needs %1 bytes at byte %2").arg(size).arg(dataOffset));
+                throw problem(
+                    QStringLiteral("is cut short: a member needs %1 bytes at byte %2").arg(size).arg(dataOffset));
             const char type = block[156];
             if (type == 'K') {
                 // GNU long link name: says nothing about the next member's name.
@@ -180,7 +181,8 @@ public:
     QByteArray readContent(qint64 offset, qint64 size)
     {
         if (size > maxMetaBytes)
-            throw problem(QStringLiteral("has a %1-byte header or metadata member, more than a SigMF archive holds").arg(size));
+            throw problem(
+                QStringLiteral("has a %1-byte header or metadata member, more than a SigMF archive holds").arg(size));
         if (!m_file.seek(offset))
             throw problem(QStringLiteral("seek failed: %1").arg(m_file.errorString()));
         const QByteArray content = m_file.read(size);
@@ -192,7 +194,10 @@ public:
     Error problem(const QString& text) const { return Error(m_file.fileName(), text); }
 
 private:
-    static QString notTar() { return QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)"); }
+    static QString notTar()
+    {
+        return QStringLiteral("is not a tar archive (SigMF archives are uncompressed tar files)");
+    }
 
     bool readBlock(qint64 at, Block& block)
     {
@@ -226,7 +231,8 @@ SigMfArchive SigMfArchive::read(const QString& path)
     if (metas.empty())
         throw tar.problem(QStringLiteral("holds no *.sigmf-meta member"));
     if (metas.size() > 1)
-        throw tar.problem(QStringLiteral("holds %1 recordings; unpack it and convert them one by one").arg(metas.size()));
+        throw tar.problem(
+            QStringLiteral("holds %1 recordings; unpack it and convert them one by one").arg(metas.size()));
 
     const Member& meta = *metas.front();
     const QString dataName = meta.name.left(meta.name.size() - metaSuffix.size()) + QStringLiteral(".sigmf-data");

@@ -18,7 +18,7 @@ struct SigMfArchive
 {
     QString metaName; // member name, e.g. "rec/rec.sigmf-meta"
     QByteArray meta;
-    FileRegion data;  // its name reads "<archive>: <member>"
+    FileRegion data; // its name reads "<archive>: <member>"
 
     // Reads the member list of POSIX (ustar and pax) and GNU tar files, long names
     // included. Throws Error naming the archive when it is not a tar file, is cut

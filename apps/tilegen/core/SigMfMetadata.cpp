@@ -151,8 +151,7 @@ SigMfMetadata SigMfMetadata::parse(const QByteArray& json, const QString& fileNa
         annotation.freqUpperEdge = fields.number(object, QStringLiteral("core:freq_upper_edge"));
         if (annotation.freqLowerEdge && annotation.freqUpperEdge
             && *annotation.freqUpperEdge < *annotation.freqLowerEdge) {
-            fields.fail(QStringLiteral("core:freq_upper_edge"),
-                        QStringLiteral("is below core:freq_lower_edge"));
+            fields.fail(QStringLiteral("core:freq_upper_edge"), QStringLiteral("is below core:freq_lower_edge"));
         }
         annotation.label = fields.string(object, QStringLiteral("core:label")).value_or(QString());
         annotation.uuid = fields.string(object, QStringLiteral("core:uuid")).value_or(QString());

@@ -17,7 +17,7 @@ namespace mivo::tilegen {
 struct SigMfAnnotation
 {
     qint64 sampleStart = 0;
-    std::optional<qint64> sampleCount;   // absent: to the end of the recording
+    std::optional<qint64> sampleCount; // absent: to the end of the recording
     std::optional<double> freqLowerEdge; // Hz; absent: the whole band
     std::optional<double> freqUpperEdge;
     QString label;
@@ -32,7 +32,7 @@ struct SigMfMetadata
     double sampleRate = 0.0;
     std::optional<double> frequency;
     std::optional<double> startTime; // seconds since 1970-01-01 UTC
-    int captureCount = 0;            // entries of "captures"; only the first is used
+    int captureCount = 0; // entries of "captures"; only the first is used
     QVector<SigMfAnnotation> annotations;
 
     // Throws Error naming `fileName` for malformed JSON, missing or invalid required

@@ -11,11 +11,11 @@ namespace mivo::tilegen {
 // What the spectrogram needs to know about a recording.
 struct SignalInfo
 {
-    double sampleRate = 0.0;      // samples per second
+    double sampleRate = 0.0; // samples per second
     double centerFrequency = 0.0; // Hz; complex recordings only
-    double startTime = 0.0;       // seconds since 1970-01-01 UTC of the first sample
-    bool complex = false;         // interleaved I/Q, else one real value per sample
-    qint64 sampleCount = 0;       // samples (not values) in the recording
+    double startTime = 0.0; // seconds since 1970-01-01 UTC of the first sample
+    bool complex = false; // interleaved I/Q, else one real value per sample
+    qint64 sampleCount = 0; // samples (not values) in the recording
 };
 
 // A recording read front to back. Implementations throw Error on read failures.

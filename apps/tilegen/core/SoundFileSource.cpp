@@ -33,15 +33,17 @@ SoundFileSource::SoundFileSource(const QString& path, int channel, double startT
     SF_INFO sfInfo{};
     m_handle->file = sf_open(QFile::encodeName(path).constData(), SFM_READ, &sfInfo);
     if (!m_handle->file) {
-        throw Error(path, QStringLiteral("not a sound file libsndfile can read (%1); "
-                                         "for raw I/Q give --datatype")
-                              .arg(QString::fromUtf8(sf_strerror(nullptr))));
+        throw Error(path,
+                    QStringLiteral("not a sound file libsndfile can read (%1); "
+                                   "for raw I/Q give --datatype")
+                        .arg(QString::fromUtf8(sf_strerror(nullptr))));
     }
     m_channels = sfInfo.channels;
     if (channel < 0 || channel >= m_channels) {
-        throw Error(path, QStringLiteral("has %1 channel(s); --channel %2 does not exist (channels count from 0)")
-                              .arg(m_channels)
-                              .arg(channel));
+        throw Error(path,
+                    QStringLiteral("has %1 channel(s); --channel %2 does not exist (channels count from 0)")
+                        .arg(m_channels)
+                        .arg(channel));
     }
     if (sfInfo.samplerate <= 0)
         throw Error(path, QStringLiteral("sample rate must be positive, the file says %1").arg(sfInfo.samplerate));

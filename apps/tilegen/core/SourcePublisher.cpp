@@ -47,8 +47,9 @@ bool processIsAlive(qint64 pid)
 bool exchange(const QString& a, const QString& b)
 {
 #ifdef RENAME_EXCHANGE
-    return ::renameat2(AT_FDCWD, QFile::encodeName(a).constData(), AT_FDCWD,
-                       QFile::encodeName(b).constData(), RENAME_EXCHANGE) == 0;
+    return ::renameat2(AT_FDCWD, QFile::encodeName(a).constData(), AT_FDCWD, QFile::encodeName(b).constData(),
+                       RENAME_EXCHANGE)
+        == 0;
 #else
     Q_UNUSED(a);
     Q_UNUSED(b);
@@ -128,7 +129,8 @@ SourcePublisher::SourcePublisher(const QString& outputDirectory, const QString& 
     : m_outputDir(QDir::cleanPath(QDir(outputDirectory).absolutePath()))
     , m_sourceId(sourceId)
     , m_sourceDir(m_outputDir + QLatin1Char('/') + sourceId)
-    , m_stagingDir(m_outputDir + QStringLiteral("/.%1.partial-%2").arg(sourceId).arg(QCoreApplication::applicationPid()))
+    , m_stagingDir(m_outputDir
+                   + QStringLiteral("/.%1.partial-%2").arg(sourceId).arg(QCoreApplication::applicationPid()))
     , m_targetDir(m_stagingDir)
     , m_writer(std::move(writer))
 {
@@ -265,7 +267,8 @@ void SourcePublisher::publish()
         ids.append(m_sourceId);
 
     m_flusher->flush();
-    const QString oldDir = m_outputDir + QStringLiteral("/.%1.old-%2").arg(m_sourceId).arg(QCoreApplication::applicationPid());
+    const QString oldDir
+        = m_outputDir + QStringLiteral("/.%1.old-%2").arg(m_sourceId).arg(QCoreApplication::applicationPid());
     if (QFileInfo::exists(m_sourceDir)) {
         if (exchange(m_stagingDir, m_sourceDir)) {
             // The staging path now holds the old pyramid.

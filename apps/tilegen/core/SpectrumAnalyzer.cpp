@@ -25,11 +25,9 @@ struct FftwDeleter
 {
     void operator()(void* p) const { fftwf_free(p); }
 };
-template<typename T>
-using FftwArray = std::unique_ptr<T, FftwDeleter>;
+template <typename T> using FftwArray = std::unique_ptr<T, FftwDeleter>;
 
-template<typename T>
-FftwArray<T> allocate(size_t count)
+template <typename T> FftwArray<T> allocate(size_t count)
 {
     return FftwArray<T>(static_cast<T*>(fftwf_malloc(sizeof(T) * count)));
 }

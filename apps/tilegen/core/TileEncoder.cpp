@@ -57,7 +57,7 @@ inline uchar paeth(int a, int b, int c)
 
 // Each filter subtracts a prediction from the left (a), upper (b) and upper-left (c)
 // neighbours; outside the image they count as 0.
-template<typename Predict>
+template <typename Predict>
 void filterWith(uchar type, const uchar* row, const uchar* above, int width, uchar* out, Predict predict)
 {
     out[0] = type;
@@ -101,8 +101,8 @@ quint64 filterCost(const uchar* filtered, int width)
 
 void filterRowAdaptively(const uchar* row, const uchar* above, int width, uchar* out, std::vector<uchar>& trial)
 {
-    static const PngFilter candidates[] = {PngFilter::None, PngFilter::Sub, PngFilter::Up, PngFilter::Average,
-                                           PngFilter::Paeth};
+    static const PngFilter candidates[]
+        = {PngFilter::None, PngFilter::Sub, PngFilter::Up, PngFilter::Average, PngFilter::Paeth};
     trial.resize(size_t(width) + 1);
     quint64 best = ~quint64(0);
     for (const PngFilter candidate : candidates) {
@@ -122,9 +122,9 @@ struct TileEncoder::Scratch
 {
     RunLengthDeflater runLength;
     std::unique_ptr<libdeflate_compressor, CompressorDeleter> compressor; // for TileCompressor::Libdeflate
-    std::vector<uchar> filtered;   // the image data: per row a filter byte and the row
+    std::vector<uchar> filtered; // the image data: per row a filter byte and the row
     std::vector<uchar> compressed; // the zlib stream
-    std::vector<uchar> trial;      // one row while the adaptive filter tries each kind
+    std::vector<uchar> trial; // one row while the adaptive filter tries each kind
 };
 
 TileEncoder::TileEncoder(const TileEncoderSettings& settings)
@@ -177,9 +177,12 @@ QVector<QRgb> TileEncoder::palette()
     QVector<QRgb> colours(256);
     colours[0] = qRgba(0, 0, 0, 0);
     // Black -> blue -> magenta -> orange -> yellow -> white.
-    const struct { double at; int r, g, b; } stops[] = {
-        {0.0, 0, 0, 0}, {0.25, 20, 20, 140}, {0.5, 160, 30, 140},
-        {0.75, 250, 130, 30}, {0.9, 255, 230, 60}, {1.0, 255, 255, 255}};
+    const struct
+    {
+        double at;
+        int r, g, b;
+    } stops[] = {{0.0, 0, 0, 0},       {0.25, 20, 20, 140}, {0.5, 160, 30, 140},
+                 {0.75, 250, 130, 30}, {0.9, 255, 230, 60}, {1.0, 255, 255, 255}};
     for (int i = 1; i < 256; ++i) {
         const double x = (i - 1) / 254.0;
         size_t s = 0;
@@ -218,15 +221,15 @@ QByteArray TileEncoder::encode(const uchar* pixels, int width, int height, qsize
     }
     size_t compressedSize = 0;
     if (m_settings.compressor == TileCompressor::RunLength) {
-        compressedSize =
-            scratch->runLength.compress(scratch->filtered.data(), scratch->filtered.size(), scratch->compressed);
+        compressedSize
+            = scratch->runLength.compress(scratch->filtered.data(), scratch->filtered.size(), scratch->compressed);
     } else {
         const size_t bound = libdeflate_zlib_compress_bound(scratch->compressor.get(), scratch->filtered.size());
         if (scratch->compressed.size() < bound)
             scratch->compressed.resize(bound);
-        compressedSize = libdeflate_zlib_compress(scratch->compressor.get(), scratch->filtered.data(),
-                                                  scratch->filtered.size(), scratch->compressed.data(),
-                                                  scratch->compressed.size());
+        compressedSize
+            = libdeflate_zlib_compress(scratch->compressor.get(), scratch->filtered.data(), scratch->filtered.size(),
+                                       scratch->compressed.data(), scratch->compressed.size());
         if (compressedSize == 0) // cannot happen with a buffer of the bound's size
             throw Error(QStringLiteral("tile"), QStringLiteral("PNG encoding failed"));
     }
@@ -234,8 +237,8 @@ QByteArray TileEncoder::encode(const uchar* pixels, int width, int height, qsize
     uchar header[13];
     qToBigEndian(quint32(width), header);
     qToBigEndian(quint32(height), header + 4);
-    header[8] = 8;  // bits per index
-    header[9] = 3;  // colour type: palette
+    header[8] = 8; // bits per index
+    header[9] = 3; // colour type: palette
     header[10] = 0; // deflate
     header[11] = 0; // the five adaptive filter types
     header[12] = 0; // not interlaced

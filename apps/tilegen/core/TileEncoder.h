@@ -14,17 +14,19 @@
 namespace mivo::tilegen {
 
 // The PNG row filter put in front of every row before compression.
-enum class PngFilter {
+enum class PngFilter
+{
     None,
-    Sub,      // difference to the pixel on the left
-    Up,       // difference to the pixel above
-    Average,  // difference to the mean of left and above
-    Paeth,    // difference to the Paeth predictor
-    Adaptive  // per row, the filter whose output has the smallest sum of |signed bytes|
+    Sub, // difference to the pixel on the left
+    Up, // difference to the pixel above
+    Average, // difference to the mean of left and above
+    Paeth, // difference to the Paeth predictor
+    Adaptive // per row, the filter whose output has the smallest sum of |signed bytes|
 };
 
 // What compresses the filtered rows.
-enum class TileCompressor {
+enum class TileCompressor
+{
     RunLength, // literals and runs of one byte, Huffman-coded per block (RunLengthDeflater)
     Libdeflate // libdeflate at `compressionLevel`: slower, smaller from level 6 on
 };

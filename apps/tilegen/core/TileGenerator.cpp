@@ -39,19 +39,22 @@ void TileGenerator::validate(const TileGeneratorSettings& settings)
         throw Error(QStringLiteral("--fft-size"),
                     QStringLiteral("%1 is not a power of two from 16 to 1048576").arg(settings.fftSize));
     if (settings.hop < 0)
-        throw Error(QStringLiteral("--hop"), QStringLiteral("must be a positive number of samples, got %1").arg(settings.hop));
+        throw Error(QStringLiteral("--hop"),
+                    QStringLiteral("must be a positive number of samples, got %1").arg(settings.hop));
     if (settings.tileSize < 16 || settings.tileSize > 4096 || settings.tileSize % 2 != 0)
         throw Error(QStringLiteral("--tile-size"),
                     QStringLiteral("%1 is not an even number from 16 to 4096").arg(settings.tileSize));
     if (settings.xBase && !(*settings.xBase > 0 && std::isfinite(*settings.xBase)))
-        throw Error(QStringLiteral("--x-base"), QStringLiteral("must be a positive number of Hz, got %1").arg(*settings.xBase));
+        throw Error(QStringLiteral("--x-base"),
+                    QStringLiteral("must be a positive number of Hz, got %1").arg(*settings.xBase));
     if (settings.yBase && !(*settings.yBase > 0 && std::isfinite(*settings.yBase)))
         throw Error(QStringLiteral("--y-base"),
                     QStringLiteral("must be a positive number of seconds, got %1").arg(*settings.yBase));
     if (!std::isfinite(settings.levelOffset))
         throw Error(QStringLiteral("--level-offset"), QStringLiteral("must be a finite number of dB"));
     if (settings.threads < 0 || settings.threads > 256)
-        throw Error(QStringLiteral("--threads"), QStringLiteral("must be from 1 to 256 (0: one per core), got %1").arg(settings.threads));
+        throw Error(QStringLiteral("--threads"),
+                    QStringLiteral("must be from 1 to 256 (0: one per core), got %1").arg(settings.threads));
     if (!settings.sourceId.isEmpty() && !SourcePublisher::isValidSourceId(settings.sourceId))
         throw Error(QStringLiteral("--source-id"),
                     QStringLiteral("\"%1\" is not a plain name of letters, digits, '.', '_' and '-' "
@@ -99,13 +102,14 @@ TileGeneratorResult TileGenerator::run()
     if (!(info.sampleRate > 0) || !std::isfinite(info.sampleRate))
         throw Error(fileName, QStringLiteral("sample rate must be positive, got %1").arg(info.sampleRate));
     if (info.startTime < 0 || !std::isfinite(info.startTime))
-        throw Error(fileName, QStringLiteral("starts at %1 s, before 1970-01-01; the tiles cannot hold earlier "
-                                             "times (give --start-time)")
-                                  .arg(info.startTime, 0, 'f', 6));
+        throw Error(fileName,
+                    QStringLiteral("starts at %1 s, before 1970-01-01; the tiles cannot hold earlier "
+                                   "times (give --start-time)")
+                        .arg(info.startTime, 0, 'f', 6));
     if (info.sampleCount < fftSize)
-        throw Error(fileName, QStringLiteral("holds %1 samples, fewer than one FFT frame of %2")
-                                  .arg(info.sampleCount)
-                                  .arg(fftSize));
+        throw Error(
+            fileName,
+            QStringLiteral("holds %1 samples, fewer than one FFT frame of %2").arg(info.sampleCount).arg(fftSize));
 
     TileGeneratorResult result;
     result.sourceId = m_settings.sourceId.isEmpty() ? sourceIdFromBaseName(m_input.baseName) : m_settings.sourceId;
@@ -122,8 +126,9 @@ TileGeneratorResult TileGenerator::run()
 
     const BandLayout band = BandLayout::of(info, fftSize, xGrid);
     if (band.empty())
-        throw Error(fileName, QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
-                                  .arg(info.centerFrequency, 0, 'f', 1));
+        throw Error(fileName,
+                    QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
+                        .arg(info.centerFrequency, 0, 'f', 1));
     if (band.droppedBins > 0)
         warn(QStringLiteral("%1: %2 of %3 FFT bins lie below 0 Hz and are left out (centre %4 Hz); "
                             "the tiles cannot hold negative frequencies")
@@ -135,9 +140,8 @@ TileGeneratorResult TileGenerator::run()
     const qint64 lastColumn = band.lastColumn;
 
     const qint64 frames = (info.sampleCount - fftSize) / hop + 1;
-    const auto frameTime = [&](qint64 frame) {
-        return info.startTime + double(frame * hop + fftSize / 2) / info.sampleRate;
-    };
+    const auto frameTime
+        = [&](qint64 frame) { return info.startTime + double(frame * hop + fftSize / 2) / info.sampleRate; };
     const qint64 firstRow = yGrid.pixelOf(frameTime(0));
     const qint64 lastRow = yGrid.pixelOf(frameTime(frames - 1));
     result.topXZoom = xGrid.topZoomLevel(firstColumn, lastColumn);
@@ -150,7 +154,8 @@ TileGeneratorResult TileGenerator::run()
         warn(QStringLiteral("the time span does not fit one tile even at zoom level %1").arg(result.topYZoom));
 
     // The pyramid holds one strip of tile rows per y level: refuse what cannot fit.
-    const double stripColumns = double((xGrid.tileOf(lastColumn) - xGrid.tileOf(firstColumn) + 1) * m_settings.tileSize);
+    const double stripColumns
+        = double((xGrid.tileOf(lastColumn) - xGrid.tileOf(firstColumn) + 1) * m_settings.tileSize);
     const double stripBytes = (result.topYZoom + 3) * double(m_settings.tileSize) * stripColumns;
     if (stripBytes > 4.0 * 1024 * 1024 * 1024)
         throw Error(QStringLiteral("--x-base"),
@@ -175,7 +180,8 @@ TileGeneratorResult TileGenerator::run()
     pyramidSettings.topXZoom = result.topXZoom;
     pyramidSettings.topYZoom = result.topYZoom;
     pyramidSettings.reduction = m_settings.reduction;
-    PyramidBuilder pyramid(pyramidSettings, [&tiles](const TileKey& key, const QImage& tile) { tiles.write(key, tile); });
+    PyramidBuilder pyramid(pyramidSettings,
+                           [&tiles](const TileKey& key, const QImage& tile) { tiles.write(key, tile); });
 
     SpectrumSettings spectrum;
     spectrum.fftSize = fftSize;
@@ -198,8 +204,8 @@ TileGeneratorResult TileGenerator::run()
         BlockAnalyzer analyzer(workers, reader, spectrum, frames, hop); // after the reader, which it uses
         for (BlockAnalyzer::Block block = analyzer.next(); block.count > 0; block = analyzer.next()) {
             for (int f = 0; f < block.count; ++f) {
-                pyramid.addRow(yGrid.pixelOf(frameTime(block.first + f)), block.rows + size_t(f) * size_t(analyzer.bins()),
-                               columns);
+                pyramid.addRow(yGrid.pixelOf(frameTime(block.first + f)),
+                               block.rows + size_t(f) * size_t(analyzer.bins()), columns);
             }
             tiles.rethrowFailure();
             reportProgress(block.first + block.count);
@@ -222,14 +228,15 @@ TileGeneratorResult TileGenerator::run()
     // Documents after the tiles they describe; the descriptor last of them.
     if (m_input.fromSigMf) {
         QStringList warnings;
-        const QVector<WorkspaceItem> items =
-            workspaceItemsFromAnnotations(m_input.annotations, info, result.sourceId, &warnings);
+        const QVector<WorkspaceItem> items
+            = workspaceItemsFromAnnotations(m_input.annotations, info, result.sourceId, &warnings);
         for (const QString& warning : qAsConst(warnings))
             warn(QStringLiteral("%1: %2").arg(fileName, warning));
         publisher.writeDocument(QStringLiteral("workspace.json"), workspaceJson(result.sourceId, items));
     }
     publisher.writeDocument(QStringLiteral("tileextents.json"),
-                            tileExtentsJson(band.low, band.high, info.startTime, info.startTime + result.signalSeconds));
+                            tileExtentsJson(band.low, band.high, info.startTime,
+                                            info.startTime + result.signalSeconds));
     AxisDescription xAxis;
     xAxis.baseValue = result.xBase;
     xAxis.tileSize = m_settings.tileSize;

@@ -18,17 +18,17 @@ namespace mivo::tilegen {
 
 struct TileGeneratorSettings
 {
-    int fftSize = 1024;                 // power of two, 16 .. 1048576
-    int hop = 0;                        // samples between frames; 0: fftSize / 2
+    int fftSize = 1024; // power of two, 16 .. 1048576
+    int hop = 0; // samples between frames; 0: fftSize / 2
     WindowKind window = WindowKind::Hann;
-    double levelOffset = 0.0;           // dB added to the dBFS levels
-    std::optional<double> xBase;        // Hz per level-0 pixel; default: one FFT bin
-    std::optional<double> yBase;        // seconds per level-0 pixel; default: one hop
-    int tileSize = 256;                 // even, 16 .. 4096
+    double levelOffset = 0.0; // dB added to the dBFS levels
+    std::optional<double> xBase; // Hz per level-0 pixel; default: one FFT bin
+    std::optional<double> yBase; // seconds per level-0 pixel; default: one hop
+    int tileSize = 256; // even, 16 .. 4096
     Reduction reduction = Reduction::Maximum;
-    QString sourceId;                   // default: the input's base name, cleaned
-    QString name;                       // descriptor name; default: the source id
-    int threads = 0;                    // 0: one per core
+    QString sourceId; // default: the input's base name, cleaned
+    QString name; // descriptor name; default: the source id
+    int threads = 0; // 0: one per core
 };
 
 struct TileGeneratorProgress

@@ -16,15 +16,9 @@ struct TileKey
     qint64 x = 0;
     qint64 y = 0;
 
-    QString relativePath() const
-    {
-        return QStringLiteral("%1/%2/%3/%4.png").arg(yZoom).arg(y).arg(xZoom).arg(x);
-    }
+    QString relativePath() const { return QStringLiteral("%1/%2/%3/%4.png").arg(yZoom).arg(y).arg(xZoom).arg(x); }
 
-    bool operator==(const TileKey& o) const
-    {
-        return xZoom == o.xZoom && yZoom == o.yZoom && x == o.x && y == o.y;
-    }
+    bool operator==(const TileKey& o) const { return xZoom == o.xZoom && yZoom == o.yZoom && x == o.x && y == o.y; }
 };
 
 } // namespace mivo::tilegen

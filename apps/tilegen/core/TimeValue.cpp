@@ -20,8 +20,9 @@ std::optional<double> parseTimeValue(const QString& text)
 
     // QDateTime parses milliseconds at most; the fraction is split off and added back
     // so that SigMF's microsecond (or finer) timestamps survive.
-    static const QRegularExpression pattern(QStringLiteral(
-        "^(\\d{4}-\\d{2}-\\d{2})[T ](\\d{2}:\\d{2}(?::\\d{2})?)(?:[.,](\\d+))?(Z|[+-]\\d{2}(?::?\\d{2})?)?$"),
+    static const QRegularExpression pattern(
+        QStringLiteral(
+            "^(\\d{4}-\\d{2}-\\d{2})[T ](\\d{2}:\\d{2}(?::\\d{2})?)(?:[.,](\\d+))?(Z|[+-]\\d{2}(?::?\\d{2})?)?$"),
         QRegularExpression::CaseInsensitiveOption);
     const QRegularExpressionMatch match = pattern.match(trimmed);
     if (!match.hasMatch())
@@ -30,8 +31,7 @@ std::optional<double> parseTimeValue(const QString& text)
     QString time = match.captured(2);
     if (time.size() == 5)
         time += QStringLiteral(":00");
-    const QDateTime local = QDateTime::fromString(match.captured(1) + QLatin1Char('T') + time,
-                                                  Qt::ISODate);
+    const QDateTime local = QDateTime::fromString(match.captured(1) + QLatin1Char('T') + time, Qt::ISODate);
     if (!local.isValid())
         return std::nullopt;
 

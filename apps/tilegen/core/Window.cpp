@@ -22,9 +22,12 @@ std::optional<WindowKind> windowKindFromName(const QString& name)
 QString windowKindName(WindowKind kind)
 {
     switch (kind) {
-    case WindowKind::Hann: return QStringLiteral("hann");
-    case WindowKind::BlackmanHarris: return QStringLiteral("blackman-harris");
-    case WindowKind::Rectangular: return QStringLiteral("rectangular");
+    case WindowKind::Hann:
+        return QStringLiteral("hann");
+    case WindowKind::BlackmanHarris:
+        return QStringLiteral("blackman-harris");
+    case WindowKind::Rectangular:
+        return QStringLiteral("rectangular");
     }
     return {};
 }
@@ -40,8 +43,8 @@ std::vector<float> makeWindow(WindowKind kind, int size)
             window[size_t(i)] = float(0.5 - 0.5 * std::cos(x));
             break;
         case WindowKind::BlackmanHarris:
-            window[size_t(i)] = float(0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x)
-                                      - 0.01168 * std::cos(3 * x));
+            window[size_t(i)]
+                = float(0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x) - 0.01168 * std::cos(3 * x));
             break;
         case WindowKind::Rectangular:
             break;

@@ -10,7 +10,12 @@
 
 namespace mivo::tilegen {
 
-enum class WindowKind { Hann, BlackmanHarris, Rectangular };
+enum class WindowKind
+{
+    Hann,
+    BlackmanHarris,
+    Rectangular
+};
 
 // "hann", "blackman-harris", "rectangular".
 std::optional<WindowKind> windowKindFromName(const QString& name);

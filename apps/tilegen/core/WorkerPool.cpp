@@ -55,8 +55,7 @@ void WorkerPool::run(Task& task)
     m_taskFinished.notify_all();
 }
 
-template<typename Predicate>
-void WorkerPool::helpUntil(Predicate done)
+template <typename Predicate> void WorkerPool::helpUntil(Predicate done)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!done()) {
@@ -109,8 +108,8 @@ void WorkerPool::startBackground(std::function<void()> job)
 void WorkerPool::cancelQueued()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto background = std::stable_partition(m_queue.begin(), m_queue.end(),
-                                                  [](const Task& task) { return task.batch != nullptr; });
+    const auto background
+        = std::stable_partition(m_queue.begin(), m_queue.end(), [](const Task& task) { return task.batch != nullptr; });
     m_backgroundInUse -= int(std::distance(background, m_queue.end()));
     m_queue.erase(background, m_queue.end());
 }

@@ -66,8 +66,7 @@ private:
     void workerLoop();
     void run(Task& task);
     // Runs queued tasks on the calling thread until `done` holds.
-    template<typename Predicate>
-    void helpUntil(Predicate done);
+    template <typename Predicate> void helpUntil(Predicate done);
 
     const int m_backgroundSlots;
     std::mutex m_mutex;

@@ -31,8 +31,7 @@ int main(int argc, char** argv)
     coords.y().setDisplayedPixelSpan(100.0);
     coords.setDisplayedValueRange(QRectF(100.0, 0.0, 200.0, 50.0));
     if (coords.x().scale() != 0.5 || coords.x().offset() != 100.0) {
-        std::fprintf(stderr, "unexpected x axis: scale %g, offset %g\n", coords.x().scale(),
-                     coords.x().offset());
+        std::fprintf(stderr, "unexpected x axis: scale %g, offset %g\n", coords.x().scale(), coords.x().offset());
         return 1;
     }
     std::printf("host built against the installed mivo package works\n");
