@@ -26,6 +26,19 @@ using sdmtest::sortedIds;
 
 using Items = QList<SdmWorkspaceItem>;
 
+namespace {
+
+// Why the items at @p point are not exactly @p expected alone; empty when they are.
+QString onlyItemAtMismatch(SdmWorkspace& workspace, const QPointF& point, const SdmWorkspaceItem& expected)
+{
+    const Items found = workspace.itemsAt(point);
+    if (found.size() != 1)
+        return QStringLiteral("%1 items at the point, expected 1").arg(found.size());
+    return sameFields(found.first(), expected) ? QString() : describe(found.first());
+}
+
+} // namespace
+
 // The interface the paint, mouse and tooltip handlers are written against.
 static_assert(std::is_same_v<decltype(&SdmWorkspace::id), const QString& (SdmWorkspace::*)() const>);
 static_assert(std::is_same_v<decltype(&SdmWorkspace::itemCount), int (SdmWorkspace::*)() const>);
@@ -177,10 +190,9 @@ private Q_SLOTS:
         fillThree(workspace);
         QCOMPARE(workspace.itemCount(), 3);
         QCOMPARE(sortedIds(workspace.itemsIntersecting(everywhere)), (QStringList{"a", "b", "c"}));
-        const Items found = workspace.itemsAt(QPointF(25, 5));
-        QCOMPARE(found.size(), 1);
-        QVERIFY2(sameFields(found.first(), item(QStringLiteral("b"), QRectF(20, 0, 10, 10))),
-                 qPrintable(describe(found.first())));
+        const QString mismatch
+            = onlyItemAtMismatch(workspace, QPointF(25, 5), item(QStringLiteral("b"), QRectF(20, 0, 10, 10)));
+        QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));
     }
 
     void setItemsKeepsEveryFieldOfTheItems()
@@ -303,10 +315,9 @@ private Q_SLOTS:
         QCOMPARE(workspace.itemCount(), 1);
         QVERIFY(!workspace.hasMarkedItems());
         QVERIFY(workspace.itemsAt(QPointF(55, 55)).isEmpty());
-        const Items found = workspace.itemsAt(QPointF(5, 5));
-        QCOMPARE(found.size(), 1);
-        QVERIFY2(sameFields(found.first(), item(QStringLiteral("a"), QRectF(0, 0, 10, 10))),
-                 qPrintable(describe(found.first())));
+        const QString mismatch
+            = onlyItemAtMismatch(workspace, QPointF(5, 5), item(QStringLiteral("a"), QRectF(0, 0, 10, 10)));
+        QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));
     }
 
     void addItemsTakesTheFirstOfARepeatedId()
@@ -359,10 +370,10 @@ private Q_SLOTS:
         workspace.updateItems({item(QStringLiteral("b"), QRectF(200, 200, 5, 5), false, true, 4.0f)});
         QCOMPARE(workspace.itemCount(), 3);
         QVERIFY(workspace.itemsAt(QPointF(25, 5)).isEmpty());
-        const Items found = workspace.itemsAt(QPointF(202, 202));
-        QCOMPARE(found.size(), 1);
-        QVERIFY2(sameFields(found.first(), item(QStringLiteral("b"), QRectF(200, 200, 5, 5), false, true, 4.0f)),
-                 qPrintable(describe(found.first())));
+        const QString mismatch
+            = onlyItemAtMismatch(workspace, QPointF(202, 202),
+                                 item(QStringLiteral("b"), QRectF(200, 200, 5, 5), false, true, 4.0f));
+        QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));
     }
 
     void updateItemsAddsAnUnknownId()
