@@ -4,13 +4,19 @@
 #pragma once
 
 // Helpers shared by the QtTest suites (the interface target mivo_test_support, linked
-// into every suite by mivo_add_test): the one bare wait, and a barrier into another
-// thread's event loop.
+// into every suite by mivo_add_test): the one bare wait, a barrier into another
+// thread's event loop, and a thread-safe recorder of log messages.
 
 #include <QMetaObject>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QObject>
+#include <QRegularExpression>
+#include <QStringList>
 #include <QTest>
 #include <QThread>
+
+#include <cstring>
 
 namespace testsupport {
 
@@ -38,5 +44,74 @@ inline bool drainQueuedCalls(const QObject& object)
     return QMetaObject::invokeMethod(
         const_cast<QObject*>(&object), [] {}, Qt::BlockingQueuedConnection);
 }
+
+/**
+ * Records the messages of the logging categories whose names start with a prefix, from
+ * any thread, while it lives; other messages go on to the handler it replaced.
+ *
+ * Use it instead of QTest::ignoreMessage() for messages logged on worker threads: Qt 5's
+ * test logger keeps its list of expected messages without a lock, so two threads
+ * logging at once corrupt it. Only one recorder may live at a time.
+ */
+class MessageRecorder
+{
+public:
+    explicit MessageRecorder(const char* categoryPrefix)
+        : m_prefix(categoryPrefix)
+    {
+        Q_ASSERT(!s_active && "one message recorder at a time");
+        s_active = this;
+        m_previous = qInstallMessageHandler(&MessageRecorder::handle);
+    }
+
+    ~MessageRecorder()
+    {
+        qInstallMessageHandler(m_previous);
+        s_active = nullptr;
+    }
+
+    MessageRecorder(const MessageRecorder&) = delete;
+    MessageRecorder& operator=(const MessageRecorder&) = delete;
+
+    /** The recorded messages that match @p pattern, in the order they were logged. */
+    QStringList matching(const QRegularExpression& pattern) const
+    {
+        const QMutexLocker lock(&m_mutex);
+        QStringList found;
+        for (const QString& message : m_messages) {
+            if (pattern.match(message).hasMatch()) {
+                found.append(message);
+            }
+        }
+        return found;
+    }
+
+    /** Every recorded message. */
+    QStringList messages() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_messages;
+    }
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message)
+    {
+        MessageRecorder* const recorder = s_active;
+        if (context.category
+            && std::strncmp(context.category, recorder->m_prefix, std::strlen(recorder->m_prefix)) == 0) {
+            const QMutexLocker lock(&recorder->m_mutex);
+            recorder->m_messages.append(message);
+            return;
+        }
+        recorder->m_previous(type, context, message);
+    }
+
+    static inline MessageRecorder* s_active = nullptr;
+
+    const char* m_prefix;
+    QtMessageHandler m_previous = nullptr;
+    mutable QMutex m_mutex;
+    QStringList m_messages;
+};
 
 } // namespace testsupport

@@ -204,18 +204,23 @@ private Q_SLOTS:
         const TileId refused(4, 3, 0, 0);
         m_server->setDocument(base + tilePath(refused), "not a PNG", "image/png");
         WatchedLoader watched(sourceUrl());
+        // The two tiles are answered on two worker threads, which log at once.
+        const testsupport::MessageRecorder log("mivo.");
         QLoggingCategory::setFilterRules(QStringLiteral("mivo.*=true"));
-        QTest::ignoreMessage(QtDebugMsg,
-                             QRegularExpression(QStringLiteral("^tile \\(2; 3; 0; 0; \\d+\\) failed: "
-                                                               "HTTP status 404$")));
-        QTest::ignoreMessage(QtDebugMsg,
-                             QRegularExpression(QStringLiteral("^tile \\(4; 3; 0; 0; \\d+\\) refused: "
-                                                               "not a PNG image$")));
         watched.loader.loadTile(missing, true);
         watched.loader.loadTile(refused, true);
         QTRY_COMPARE(watched.failed.count(), 1);
         QTRY_COMPARE(watched.loaded.count(), 1);
+        QTRY_COMPARE(log.messages().size(), 2);
         QLoggingCategory::setFilterRules(QString());
+        QCOMPARE(log.matching(QRegularExpression(QStringLiteral("^tile \\(2; 3; 0; 0; \\d+\\) failed: "
+                                                                "HTTP status 404$")))
+                     .size(),
+                 1);
+        QCOMPARE(log.matching(QRegularExpression(QStringLiteral("^tile \\(4; 3; 0; 0; \\d+\\) refused: "
+                                                                "not a PNG image$")))
+                     .size(),
+                 1);
         // The outcomes are those without logging.
         QCOMPARE(idOf(watched.failed.at(0).at(0)).toString(), missing.toString());
         QVERIFY(tileOf(watched.loaded.at(0).at(0))->image.isNull());
@@ -642,14 +647,16 @@ private Q_SLOTS:
         QTRY_COMPARE(w.loaded.count(), 1);
         QCOMPARE(tileOf(w.loaded.at(0).at(0))->image.size(), QSize(32, 32));
         loadDocuments(w.loader);
+        const testsupport::MessageRecorder log("mivo.");
         QLoggingCategory::setFilterRules(QStringLiteral("mivo.tiling.debug=true"));
-        QTest::ignoreMessage(QtDebugMsg,
-                             QRegularExpression(
-                                 QStringLiteral("^tile \\(0; 0; 0; 0; \\d+\\) refused: PNG declares 32 x 32 "
-                                                "pixels, the source's tiles have 16 x 16$")));
         w.loader.loadTile(id, true);
         QTRY_COMPARE(w.loaded.count(), 2);
+        QTRY_COMPARE(log.messages().size(), 1);
         QLoggingCategory::setFilterRules(QString());
+        QCOMPARE(log.matching(QRegularExpression(QStringLiteral("^tile \\(0; 0; 0; 0; \\d+\\) refused: PNG declares "
+                                                                "32 x 32 pixels, the source's tiles have 16 x 16$")))
+                     .size(),
+                 1);
         QVERIFY(tileOf(w.loaded.at(1).at(0))->image.isNull());
         w.loader.setBaseUrl(QUrl(sourceUrl()));
         w.loader.loadTile(id, true);
