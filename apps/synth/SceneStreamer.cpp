@@ -6,7 +6,7 @@
 #include "RadioScene.h"
 #include "SampleEncoding.h"
 
-#include "core/Error.h"
+#include <common/Error.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -41,8 +41,8 @@ bool SceneStreamer::writeAll(const char* data, qint64 size)
                 continue;
             if (errno == EPIPE)
                 return false;
-            throw tilegen::Error(m_name,
-                                 QStringLiteral("cannot write: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
+            throw apps::Error(m_name,
+                              QStringLiteral("cannot write: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
         }
         data += n;
         size -= n;

@@ -29,7 +29,7 @@ public:
 
     // Returns after the duration, or as soon as the reader has gone (EPIPE; the
     // caller ignores SIGPIPE so that a closed pipe ends the stream without a signal).
-    // Throws mivo::tilegen::Error on any other write failure.
+    // Throws mivo::apps::Error on any other write failure.
     void run();
 
     // Samples written so far.

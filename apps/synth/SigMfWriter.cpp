@@ -5,8 +5,8 @@
 
 #include "SampleEncoding.h"
 
-#include "core/Error.h"
-#include "core/TimeValue.h"
+#include <common/Error.h>
+#include <common/TimeValue.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -17,7 +17,7 @@
 
 namespace mivo::synth {
 
-using mivo::tilegen::Error;
+using mivo::apps::Error;
 
 QByteArray sigMfMetadata(const RadioScene& scene, const RecordingSettings& settings)
 {
@@ -32,7 +32,7 @@ QByteArray sigMfMetadata(const RadioScene& scene, const RecordingSettings& setti
     QJsonObject capture;
     capture.insert(QStringLiteral("core:sample_start"), 0);
     capture.insert(QStringLiteral("core:frequency"), settings.centerFrequency);
-    capture.insert(QStringLiteral("core:datetime"), mivo::tilegen::formatIsoTime(settings.startTime));
+    capture.insert(QStringLiteral("core:datetime"), mivo::apps::formatIsoTime(settings.startTime));
 
     QJsonArray annotations;
     for (const Emission& emission : scene.emissions()) {

@@ -23,7 +23,7 @@ struct RecordingSettings
 QByteArray sigMfMetadata(const RadioScene& scene, const RecordingSettings& settings);
 
 // Renders the scene into <base>.sigmf-data (cf32_le) and writes <base>.sigmf-meta,
-// each through a temporary file and a rename. Throws mivo::tilegen::Error.
+// each through a temporary file and a rename. Throws mivo::apps::Error.
 void writeRecording(RadioScene& scene, const RecordingSettings& settings, const QString& basePath);
 
 } // namespace mivo::synth

@@ -5,9 +5,9 @@
 #include "SceneStreamer.h"
 #include "SigMfWriter.h"
 
-#include "core/Error.h"
-#include "core/Quantity.h"
-#include "core/TimeValue.h"
+#include <common/Error.h>
+#include <common/OptionValues.h>
+#include <common/TimeValue.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -24,23 +24,11 @@
 #include <iostream>
 #include <unistd.h>
 
-using mivo::tilegen::Error;
+using mivo::apps::Error;
+using mivo::apps::quantityOption;
+using mivo::apps::UsageError;
 
 namespace {
-
-class UsageError : public Error
-{
-public:
-    using Error::Error;
-};
-
-double numberOption(const QCommandLineParser& parser, const QString& name)
-{
-    const std::optional<double> value = mivo::tilegen::parseQuantity(parser.value(name));
-    if (!value)
-        throw UsageError(QStringLiteral("--") + name, QStringLiteral("\"%1\" is not a number").arg(parser.value(name)));
-    return *value;
-}
 
 std::uint64_t seedOption(const QCommandLineParser& parser)
 {
@@ -121,11 +109,11 @@ int run(const QStringList& arguments)
         throw UsageError(QStringLiteral("expected one output base path (see --help)"));
 
     mivo::synth::SceneTiming timing;
-    timing.sampleRate = numberOption(parser, QStringLiteral("sample-rate"));
+    timing.sampleRate = quantityOption(parser, QStringLiteral("sample-rate"));
     if (!(timing.sampleRate >= 1000.0 && timing.sampleRate <= 100e6))
         throw UsageError(QStringLiteral("--sample-rate"),
                          QStringLiteral("must be from 1000 to 1e8, got %1").arg(timing.sampleRate));
-    const double duration = numberOption(parser, QStringLiteral("duration"));
+    const double duration = quantityOption(parser, QStringLiteral("duration"));
     const bool stream = parser.isSet(QStringLiteral("stream"));
     const QString base = parser.positionalArguments().constFirst();
     if (stream) {
@@ -142,8 +130,8 @@ int run(const QStringList& arguments)
     timing.sampleCount = qint64(std::llround(duration * timing.sampleRate));
 
     mivo::synth::RecordingSettings settings;
-    settings.centerFrequency = numberOption(parser, QStringLiteral("center-frequency"));
-    const std::optional<double> start = mivo::tilegen::parseTimeValue(parser.value(QStringLiteral("start-time")));
+    settings.centerFrequency = quantityOption(parser, QStringLiteral("center-frequency"));
+    const std::optional<double> start = mivo::apps::parseTimeValue(parser.value(QStringLiteral("start-time")));
     if (!start)
         throw UsageError(QStringLiteral("--start-time"),
                          QStringLiteral("\"%1\" is neither ISO 8601 nor seconds since 1970")

@@ -3,8 +3,9 @@
 
 #include "CommandLine.h"
 
-#include "core/Quantity.h"
-#include "core/TimeValue.h"
+#include <common/OptionValues.h>
+#include <common/Quantity.h>
+#include <common/TimeValue.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -14,48 +15,9 @@
 
 namespace mivo::tilegen {
 
-namespace {
-
-double quantityOption(const QCommandLineParser& parser, const QString& name)
-{
-    const QString text = parser.value(name);
-    const std::optional<double> value = parseQuantity(text);
-    if (!value)
-        throw UsageError(QStringLiteral("--") + name, QStringLiteral("\"%1\" is not a number").arg(text));
-    return *value;
-}
-
-int integerOption(const QCommandLineParser& parser, const QString& name)
-{
-    const QString text = parser.value(name);
-    bool ok = false;
-    const int value = text.toInt(&ok);
-    if (!ok)
-        throw UsageError(QStringLiteral("--") + name, QStringLiteral("\"%1\" is not a whole number").arg(text));
-    return value;
-}
-
-} // namespace
-
-std::optional<double> parseDuration(const QString& text)
-{
-    static const QList<QPair<QChar, double>> units
-        = {{QLatin1Char('s'), 1.0}, {QLatin1Char('m'), 60.0}, {QLatin1Char('h'), 3600.0}, {QLatin1Char('d'), 86400.0}};
-    QString number = text.trimmed();
-    double factor = 1.0;
-    for (const auto& unit : units) {
-        if (number.endsWith(unit.first)) {
-            number.chop(1);
-            factor = unit.second;
-            break;
-        }
-    }
-    bool ok = false;
-    const double value = number.toDouble(&ok) * factor;
-    if (!ok || !(value > 0) || !std::isfinite(value))
-        return std::nullopt;
-    return value;
-}
+using apps::integerOption;
+using apps::quantityOption;
+using apps::UsageError;
 
 CommandLine parseCommandLine(const QStringList& arguments)
 {
@@ -179,7 +141,7 @@ CommandLine parseCommandLine(const QStringList& arguments)
         input.centerFrequency = quantityOption(parser, QStringLiteral("center-frequency"));
     if (parser.isSet(QStringLiteral("start-time"))) {
         const QString text = parser.value(QStringLiteral("start-time"));
-        input.startTime = parseTimeValue(text);
+        input.startTime = apps::parseTimeValue(text);
         if (!input.startTime)
             throw UsageError(QStringLiteral("--start-time"),
                              QStringLiteral("\"%1\" is neither ISO 8601 nor seconds since 1970").arg(text));
@@ -226,14 +188,14 @@ CommandLine parseCommandLine(const QStringList& arguments)
     commandLine.follow = parser.isSet(QStringLiteral("follow"));
     commandLine.verbose = parser.isSet(QStringLiteral("verbose"));
     if (commandLine.follow) {
-        const std::optional<double> interval = parseQuantity(parser.value(QStringLiteral("publish-interval")));
+        const std::optional<double> interval = apps::parseQuantity(parser.value(QStringLiteral("publish-interval")));
         if (!interval || !(*interval >= 0.05 && *interval <= 3600))
             throw UsageError(QStringLiteral("--publish-interval"),
                              QStringLiteral("\"%1\" is not a number of seconds from 0.05 to 3600")
                                  .arg(parser.value(QStringLiteral("publish-interval"))));
         commandLine.live.publishIntervalMs = int(std::lround(*interval * 1000));
         if (parser.isSet(QStringLiteral("retain"))) {
-            commandLine.live.retainSeconds = parseDuration(parser.value(QStringLiteral("retain")));
+            commandLine.live.retainSeconds = apps::parseDuration(parser.value(QStringLiteral("retain")));
             if (!commandLine.live.retainSeconds)
                 throw UsageError(QStringLiteral("--retain"),
                                  QStringLiteral("\"%1\" is not a duration such as 90s, 15m, 24h or 7d")
@@ -248,7 +210,7 @@ CommandLine parseCommandLine(const QStringList& arguments)
 
     try {
         TileGenerator::validate(generator);
-    } catch (const Error& error) {
+    } catch (const apps::Error& error) {
         throw UsageError(error.message());
     }
     return commandLine;

@@ -4,11 +4,11 @@
 #include "CommandLine.h"
 #include "ProgressReporter.h"
 
-#include "core/Error.h"
 #include "core/InputOpener.h"
 #include "core/LiveInputOpener.h"
 #include "core/StopSignals.h"
 #include "core/TileGenerator.h"
+#include <common/Error.h>
 
 #include <QCoreApplication>
 
@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 using namespace mivo::tilegen;
+using mivo::apps::Error;
+using mivo::apps::UsageError;
 
 namespace {
 

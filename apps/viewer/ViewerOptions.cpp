@@ -5,8 +5,8 @@
 
 #include "ColourScheme.h"
 
-#include <core/Quantity.h>
-#include <core/TimeValue.h>
+#include <common/Quantity.h>
+#include <common/TimeValue.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -113,7 +113,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     options.source = parser.positionalArguments().constFirst();
     options.sourceId = parser.value(source);
     if (parser.isSet(frequency)) {
-        const auto range = parseRange(parser.value(frequency), &tilegen::parseQuantity);
+        const auto range = parseRange(parser.value(frequency), &apps::parseQuantity);
         if (!range)
             return failure(
                 QStringLiteral("--frequency-range: \"%1\" is not min:max in Hz").arg(parser.value(frequency)));
@@ -121,7 +121,7 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
         options.frequencyMax = range->second;
     }
     if (parser.isSet(time)) {
-        const auto range = parseRange(parser.value(time), &tilegen::parseTimeValue);
+        const auto range = parseRange(parser.value(time), &apps::parseTimeValue);
         if (!range)
             return failure(QStringLiteral("--time-range: \"%1\" is not start:end").arg(parser.value(time)));
         options.timeMin = range->first;
@@ -130,15 +130,15 @@ ViewerOptionsResult parseViewerOptions(const QStringList& arguments)
     if (parser.isSet(selection)) {
         const QString text = parser.value(selection);
         const int comma = text.indexOf(QLatin1Char(','));
-        const auto frequencies = parseRange(text.left(comma), &tilegen::parseQuantity);
-        const auto times = comma < 0 ? std::nullopt : parseRange(text.mid(comma + 1), &tilegen::parseTimeValue);
+        const auto frequencies = parseRange(text.left(comma), &apps::parseQuantity);
+        const auto times = comma < 0 ? std::nullopt : parseRange(text.mid(comma + 1), &apps::parseTimeValue);
         if (!frequencies || !times)
             return failure(QStringLiteral("--selection: \"%1\" is not min:max,start:end").arg(text));
         options.selection
             = QRectF(QPointF(frequencies->first, times->first), QPointF(frequencies->second, times->second));
     }
     if (parser.isSet(levels)) {
-        const auto range = parseRange(parser.value(levels), &tilegen::parseQuantity);
+        const auto range = parseRange(parser.value(levels), &apps::parseQuantity);
         if (!range)
             return failure(QStringLiteral("--level-range: \"%1\" is not low:high").arg(parser.value(levels)));
         options.levelLower = range->first;

@@ -28,10 +28,10 @@
 
 #include "LibpngTileEncoder.h"
 
-#include "core/Error.h"
 #include "core/InputOpener.h"
 #include "core/TileEncoder.h"
 #include "core/TileGenerator.h"
+#include <common/Error.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -263,7 +263,7 @@ Measurement runSox(const QString& sox, const QString& wav, const QString& png)
                    QStringLiteral("513"), QStringLiteral("-X"), QStringLiteral("93.75"), QStringLiteral("-x"),
                    QStringLiteral("56250"), QStringLiteral("-r"), QStringLiteral("-o"), png});
     if (!process.waitForFinished(-1) || process.exitCode() != 0)
-        throw Error(QStringLiteral("sox"), QString::fromLocal8Bit(process.readAllStandardError()));
+        throw mivo::apps::Error(QStringLiteral("sox"), QString::fromLocal8Bit(process.readAllStandardError()));
     Measurement m;
     m.seconds = double(clock.nsecsElapsed()) / 1e9;
     m.setCpu(cpuBefore, cpuTime(RUSAGE_CHILDREN));
@@ -580,7 +580,7 @@ int main(int argc, char* argv[])
                        medianRun(place->wavAll), soxMedian, targetAllCores);
             printRatio("  1 thread", medianRun(place->wavOne), soxMedian, targetOneThread);
         }
-    } catch (const Error& error) {
+    } catch (const mivo::apps::Error& error) {
         std::fprintf(stderr, "mivo-tilegen-bench: %s\n", qPrintable(error.message()));
         return 1;
     }

@@ -6,7 +6,7 @@
 #include "FuzzInput.h"
 #include "SignalReading.h"
 
-#include <core/Error.h>
+#include <common/Error.h>
 #include <core/RawSignalSource.h>
 #include <core/SigMfArchive.h>
 #include <core/SigMfMetadata.h>
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // A source never gives more samples than it says it holds.
         if (fuzz::readAllSamples(source, source.info().sampleCount + 1) > source.info().sampleCount)
             abort();
-    } catch (const Error&) {
+    } catch (const mivo::apps::Error&) {
     }
     return 0;
 }

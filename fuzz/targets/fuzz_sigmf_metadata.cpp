@@ -5,7 +5,7 @@
 
 #include "FuzzInput.h"
 
-#include <core/Error.h>
+#include <common/Error.h>
 #include <core/SigMfMetadata.h>
 
 using namespace mivo::tilegen;
@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const SigMfMetadata meta = SigMfMetadata::parse(fuzz::bytes(data, size), QStringLiteral("fuzz.sigmf-meta"));
         if (meta.format.bytesPerSample() <= 0)
             abort();
-    } catch (const Error&) {
+    } catch (const mivo::apps::Error&) {
     }
     return 0;
 }

@@ -8,7 +8,7 @@
 #include "FuzzInput.h"
 #include "SignalReading.h"
 
-#include <core/Error.h>
+#include <common/Error.h>
 #include <core/InputOpener.h>
 
 using namespace mivo::tilegen;
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const OpenedInput input = openInput(path, settings);
         // Bounded: a header may claim more samples than a small file holds.
         fuzz::readAllSamples(*input.source, qint64(1) << 22);
-    } catch (const Error&) {
+    } catch (const mivo::apps::Error&) {
     }
     return 0;
 }

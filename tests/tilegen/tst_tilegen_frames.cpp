@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "core/BlockAnalyzer.h"
-#include "core/Error.h"
 #include "core/FrameReader.h"
 #include "core/SpectrumAnalyzer.h"
 #include "core/WorkerPool.h"
+#include <common/Error.h>
 
 #include <QTest>
 
@@ -140,7 +140,7 @@ private Q_SLOTS:
         try {
             reader.load(4, 2, samples);
             QFAIL("a recording cut short was read without an error");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QCOMPARE(error.message(), QStringLiteral("memory: ends after 20 samples although it should hold 50"));
         }
     }

@@ -3,7 +3,6 @@
 
 #include "core/AxisGrid.h"
 #include "core/LevelQuantizer.h"
-#include "core/TimeValue.h"
 
 #include <QTest>
 
@@ -134,54 +133,6 @@ private Q_SLOTS:
     {
         const AxisGrid grid(1.0, 16);
         QCOMPARE(grid.topZoomLevel(0, std::numeric_limits<qint64>::max() / 2), 30);
-    }
-
-    void parsesTimes_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<double>("seconds");
-        QTest::newRow("epoch seconds") << "1704110400" << 1704110400.0;
-        QTest::newRow("epoch with fraction") << "1704110400.25" << 1704110400.25;
-        QTest::newRow("ISO UTC") << "2024-01-01T12:00:00Z" << 1704110400.0;
-        QTest::newRow("ISO microseconds") << "2024-01-01T12:00:00.123456Z" << 1704110400.123456;
-        QTest::newRow("ISO nanoseconds") << "2024-01-01T12:00:00.5000000Z" << 1704110400.5;
-        QTest::newRow("ISO with offset") << "2024-01-01T13:30:00+01:30" << 1704110400.0;
-        QTest::newRow("ISO with negative offset") << "2024-01-01T07:00:00-05:00" << 1704110400.0;
-        QTest::newRow("ISO without zone is UTC") << "2024-01-01T12:00:00" << 1704110400.0;
-        QTest::newRow("ISO without seconds") << "2024-01-01T12:00Z" << 1704110400.0;
-    }
-
-    void parsesTimes()
-    {
-        QFETCH(QString, text);
-        QFETCH(double, seconds);
-        const std::optional<double> parsed = parseTimeValue(text);
-        QVERIFY(parsed);
-        QCOMPARE(*parsed, seconds);
-    }
-
-    void rejectsWhatIsNoTime_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::newRow("empty") << "";
-        QTest::newRow("word") << "yesterday";
-        QTest::newRow("bad month") << "2024-13-01T00:00:00Z";
-        QTest::newRow("date only") << "2024-01-01";
-        QTest::newRow("infinite") << "inf";
-    }
-
-    void rejectsWhatIsNoTime()
-    {
-        QFETCH(QString, text);
-        QVERIFY(!parseTimeValue(text));
-    }
-
-    void formatsIsoTimeWithMicroseconds()
-    {
-        QCOMPARE(formatIsoTime(1704110400.0), QStringLiteral("2024-01-01T12:00:00.000000Z"));
-        QCOMPARE(formatIsoTime(1704110400.25), QStringLiteral("2024-01-01T12:00:00.250000Z"));
-        QCOMPARE(formatIsoTime(1704110400.9999996), QStringLiteral("2024-01-01T12:00:01.000000Z"));
-        QCOMPARE(*parseTimeValue(formatIsoTime(1704110400.123456)), 1704110400.123456);
     }
 };
 

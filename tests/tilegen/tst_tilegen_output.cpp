@@ -6,11 +6,11 @@
 #include "RadioScene.h"
 
 #include "core/AnnotationExport.h"
-#include "core/Error.h"
 #include "core/InputOpener.h"
 #include "core/SourcePublisher.h"
 #include "core/TileEncoder.h"
 #include "core/TileGenerator.h"
+#include <common/Error.h>
 
 #include <QBuffer>
 #include <QImageWriter>
@@ -264,7 +264,7 @@ private Q_SLOTS:
         try {
             generate(sceneSettings(2), output);
             QFAIL("no error");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QCOMPARE(error.message(),
                      output + QStringLiteral("/tilesources.json: must hold a JSON array of source ids"));
         }
@@ -345,13 +345,13 @@ private Q_SLOTS:
             const bool fail
                 = isTile ? failingFile == QLatin1String("tile 25") && ++tileWrites == 25 : path.endsWith(failingFile);
             if (fail)
-                throw Error(path, QStringLiteral("cannot write: No space left on device"));
+                throw mivo::apps::Error(path, QStringLiteral("cannot write: No space left on device"));
             SourcePublisher::writeFileAtomically(path, data);
         };
         try {
             generate(sceneSettings(threads), output, failing);
             QFAIL("no error");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QVERIFY(error.message().endsWith(QStringLiteral(": cannot write: No space left on device")));
         }
         // Byte for byte what it was; no staging directory or temporary file left.

@@ -4,10 +4,10 @@
 #include "PyramidTestData.h"
 #include "TestFiles.h"
 
-#include "core/Error.h"
 #include "core/InputOpener.h"
 #include "core/PyramidBuilder.h"
 #include "core/TileGenerator.h"
+#include <common/Error.h>
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -448,7 +448,7 @@ private Q_SLOTS:
         try {
             generate(toneFile(), toneSettings(), input, m_dir.filePath(QStringLiteral("below")));
             QFAIL("no error");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QVERIFY(error.message().contains(QStringLiteral("the whole band lies below 0 Hz")));
         }
         input = toneInput();
@@ -456,7 +456,7 @@ private Q_SLOTS:
         try {
             generate(toneFile(), toneSettings(), input, m_dir.filePath(QStringLiteral("before1970")));
             QFAIL("no error");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QVERIFY(error.message().contains(QStringLiteral("before 1970-01-01")));
         }
         TileGeneratorSettings settings = toneSettings();
@@ -464,7 +464,7 @@ private Q_SLOTS:
         try {
             generate(toneFile(), settings, toneInput(), m_dir.filePath(QStringLiteral("short")));
             QFAIL("no error");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QCOMPARE(error.message(),
                      toneFile() + QStringLiteral(": holds 96000 samples, fewer than one FFT frame of 131072"));
         }

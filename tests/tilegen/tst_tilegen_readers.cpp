@@ -3,12 +3,12 @@
 
 #include "TestFiles.h"
 
-#include "core/Error.h"
 #include "core/InputOpener.h"
 #include "core/RawSignalSource.h"
 #include "core/SampleFormat.h"
 #include "core/SigMfArchive.h"
 #include "core/SigMfMetadata.h"
+#include <common/Error.h>
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -21,12 +21,12 @@ using testfiles::writeBytes;
 
 namespace {
 
-// Runs `action`, expects an Error whose message names `subject` and contains `problem`.
+// Runs `action`, expects an mivo::apps::Error whose message names `subject` and contains `problem`.
 template <typename Action> bool failsWith(Action action, const QString& subject, const QString& problem)
 {
     try {
         action();
-    } catch (const Error& error) {
+    } catch (const mivo::apps::Error& error) {
         if (error.message().startsWith(subject + QStringLiteral(": ")) && error.message().contains(problem))
             return true;
         qWarning("unexpected message: %s", qPrintable(error.message()));
@@ -638,7 +638,7 @@ private Q_SLOTS:
                 std::vector<float> values(size_t(declared * 2 + 2));
                 QCOMPARE(input.source->read(values.data(), declared + 1), declared);
                 ++opened;
-            } catch (const Error&) {
+            } catch (const mivo::apps::Error&) {
                 ++refused;
             }
         }

@@ -206,7 +206,8 @@ private Q_SLOTS:
                                   [&attempts](const QString& path, const QByteArray& data) {
                                       attempts.append(path.section(QLatin1Char('/'), -1));
                                       if (attempts.size() >= 3)
-                                          throw Error(path, QStringLiteral("disk full %1").arg(attempts.size()));
+                                          throw mivo::apps::Error(path,
+                                                                  QStringLiteral("disk full %1").arg(attempts.size()));
                                       SourcePublisher::writeFileAtomically(path, data);
                                   });
         publisher.prepare();
@@ -222,7 +223,7 @@ private Q_SLOTS:
         try {
             writer.rethrowFailure();
             QFAIL("the failure was not rethrown");
-        } catch (const Error& error) {
+        } catch (const mivo::apps::Error& error) {
             QCOMPARE(error.message(), publisher.stagingDirectory() + QStringLiteral("/0/0/1/2.png: disk full 3"));
         }
     }

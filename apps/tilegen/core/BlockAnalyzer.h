@@ -45,7 +45,7 @@ public:
     };
 
     // The next block, once analysed; a block of count 0 after the last frame. Reads
-    // the recording on the calling thread (and throws Error as FrameReader does).
+    // the recording on the calling thread (and throws apps::Error as FrameReader does).
     Block next();
 
 private:

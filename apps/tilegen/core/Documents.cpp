@@ -3,7 +3,7 @@
 
 #include "Documents.h"
 
-#include "Error.h"
+#include <common/Error.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -82,7 +82,7 @@ QJsonDocument parseJsonFile(const QByteArray& json, const QString& fileName)
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        throw Error(
+        throw apps::Error(
             fileName,
             QStringLiteral("malformed JSON at byte %1: %2").arg(parseError.offset).arg(parseError.errorString()));
     }
@@ -93,11 +93,11 @@ QStringList parseSourceList(const QByteArray& json, const QString& fileName)
 {
     const QJsonDocument document = parseJsonFile(json, fileName);
     if (!document.isArray())
-        throw Error(fileName, QStringLiteral("must hold a JSON array of source ids"));
+        throw apps::Error(fileName, QStringLiteral("must hold a JSON array of source ids"));
     QStringList ids;
     for (const QJsonValue& value : document.array()) {
         if (!value.isString())
-            throw Error(fileName, QStringLiteral("must hold a JSON array of source id strings"));
+            throw apps::Error(fileName, QStringLiteral("must hold a JSON array of source id strings"));
         ids.append(value.toString());
     }
     return ids;

@@ -45,9 +45,9 @@ struct WorkspaceItem
 // workspace.json: {"id": sourceId, "items": [{"id", "label", "x", "y", "width", "height"}]}.
 QByteArray workspaceJson(const QString& sourceId, const QVector<WorkspaceItem>& items);
 
-// tilesources.json is a JSON array of source id strings. Throws Error naming
+// tilesources.json is a JSON array of source id strings. Throws apps::Error naming
 // `fileName` if `json` is anything else.
-// Parses JSON, or throws Error naming `fileName`, the byte offset and the problem.
+// Parses JSON, or throws apps::Error naming `fileName`, the byte offset and the problem.
 QJsonDocument parseJsonFile(const QByteArray& json, const QString& fileName);
 
 QStringList parseSourceList(const QByteArray& json, const QString& fileName);

@@ -3,7 +3,7 @@
 
 #include "FrameReader.h"
 
-#include "Error.h"
+#include <common/Error.h>
 
 #include <algorithm>
 #include <cstring>
@@ -52,7 +52,7 @@ void FrameReader::load(qint64 first, int count, std::vector<float>& samples)
 
 void FrameReader::truncated(qint64 at) const
 {
-    throw Error(
+    throw apps::Error(
         m_source.fileName(),
         QStringLiteral("ends after %1 samples although it should hold %2").arg(at).arg(m_source.info().sampleCount));
 }

@@ -21,7 +21,7 @@ public:
 
     // Fills `samples` with frames first .. first + count - 1 (frame first + j starts
     // j * hop samples in; interleaved I/Q for complex input). Blocks must follow one
-    // another: first is where the previous block ended. Throws Error when the
+    // another: first is where the previous block ended. Throws apps::Error when the
     // recording ends early.
     void load(qint64 first, int count, std::vector<float>& samples);
 

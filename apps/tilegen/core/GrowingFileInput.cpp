@@ -3,7 +3,7 @@
 
 #include "GrowingFileInput.h"
 
-#include "Error.h"
+#include <common/Error.h>
 
 #include <algorithm>
 
@@ -28,10 +28,10 @@ GrowingFileInput::GrowingFileInput(const QString& path, int pollIntervalMs, QObj
 void GrowingFileInput::start()
 {
     if (!m_file.open(QIODevice::ReadOnly))
-        throw Error(m_file.fileName(), QStringLiteral("cannot open: %1").arg(m_file.errorString()));
+        throw apps::Error(m_file.fileName(), QStringLiteral("cannot open: %1").arg(m_file.errorString()));
     if (m_file.isSequential())
-        throw Error(m_file.fileName(),
-                    QStringLiteral("is not a regular file; give - and redirect it to standard input"));
+        throw apps::Error(m_file.fileName(),
+                          QStringLiteral("is not a regular file; give - and redirect it to standard input"));
     m_poll.start();
     readNew();
 }

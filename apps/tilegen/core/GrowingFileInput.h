@@ -20,7 +20,7 @@ class GrowingFileInput : public LiveInput
 public:
     explicit GrowingFileInput(const QString& path, int pollIntervalMs = 50, QObject* parent = nullptr);
 
-    void start() override; // throws Error when the file cannot be opened
+    void start() override; // throws apps::Error when the file cannot be opened
     void stop() override;
     QString name() const override { return m_file.fileName(); }
 

@@ -3,10 +3,10 @@
 
 #include "InputOpener.h"
 
-#include "Error.h"
 #include "RawSignalSource.h"
 #include "SigMfArchive.h"
 #include "SoundFileSource.h"
+#include <common/Error.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -45,16 +45,16 @@ Kind detectKind(const QString& path, const InputSettings& settings)
 void checkSampleRate(const QString& subject, double rate)
 {
     if (!(rate > 0) || !std::isfinite(rate))
-        throw Error(subject, QStringLiteral("sample rate must be a positive number, got %1").arg(rate));
+        throw apps::Error(subject, QStringLiteral("sample rate must be a positive number, got %1").arg(rate));
 }
 
 void requireExistingFile(const QString& path)
 {
     const QFileInfo info(path);
     if (!info.exists())
-        throw Error(path, QStringLiteral("cannot open: No such file or directory"));
+        throw apps::Error(path, QStringLiteral("cannot open: No such file or directory"));
     if (info.isDir())
-        throw Error(path, QStringLiteral("is a directory, not a recording"));
+        throw apps::Error(path, QStringLiteral("is a directory, not a recording"));
 }
 
 OpenedInput openRaw(const QString& path, const InputSettings& settings)
@@ -62,9 +62,9 @@ OpenedInput openRaw(const QString& path, const InputSettings& settings)
     requireExistingFile(path);
     const std::optional<SampleFormat> format = settings.datatype ? settings.datatype : formatFromExtension(path);
     if (!format)
-        throw Error(path, QStringLiteral("raw input needs --datatype (%1)").arg(SampleFormat::rawNamesHelp()));
+        throw apps::Error(path, QStringLiteral("raw input needs --datatype (%1)").arg(SampleFormat::rawNamesHelp()));
     if (!settings.sampleRate)
-        throw Error(path, QStringLiteral("raw input needs --sample-rate"));
+        throw apps::Error(path, QStringLiteral("raw input needs --sample-rate"));
     checkSampleRate(QStringLiteral("--sample-rate"), *settings.sampleRate);
 
     SignalInfo info;
@@ -124,7 +124,7 @@ OpenedInput openSigMf(const QString& path, const InputSettings& settings)
         dataPath = path;
     }
     if (metaPath.isEmpty())
-        throw Error(
+        throw apps::Error(
             path,
             QStringLiteral(
                 "a SigMF recording is named *.sigmf-meta with its *.sigmf-data beside it, or is a *.sigmf archive"));
@@ -132,11 +132,12 @@ OpenedInput openSigMf(const QString& path, const InputSettings& settings)
     requireExistingFile(metaPath);
     QFile metaFile(metaPath);
     if (!metaFile.open(QIODevice::ReadOnly))
-        throw Error(metaPath, QStringLiteral("cannot open: %1").arg(metaFile.errorString()));
+        throw apps::Error(metaPath, QStringLiteral("cannot open: %1").arg(metaFile.errorString()));
     const SigMfMetadata meta = SigMfMetadata::parse(metaFile.readAll(), metaPath);
 
     if (!QFileInfo::exists(dataPath))
-        throw Error(dataPath, QStringLiteral("the data file of %1 is missing").arg(QFileInfo(metaPath).fileName()));
+        throw apps::Error(dataPath,
+                          QStringLiteral("the data file of %1 is missing").arg(QFileInfo(metaPath).fileName()));
     requireExistingFile(dataPath);
     return openSigMfSamples(meta, metaPath, dataPath, {}, settings);
 }
@@ -145,13 +146,13 @@ OpenedInput openSoundFile(const QString& path, const InputSettings& settings)
 {
     requireExistingFile(path);
     if (settings.centerFrequency)
-        throw Error(QStringLiteral("--center-frequency"),
-                    QStringLiteral(
-                        "applies to complex I/Q input only; %1 holds real samples (0 Hz to half the sample rate)")
-                        .arg(path));
+        throw apps::Error(QStringLiteral("--center-frequency"),
+                          QStringLiteral(
+                              "applies to complex I/Q input only; %1 holds real samples (0 Hz to half the sample rate)")
+                              .arg(path));
     if (settings.sampleRate)
-        throw Error(QStringLiteral("--sample-rate"),
-                    QStringLiteral("applies to raw and SigMF input; %1 states its own sample rate").arg(path));
+        throw apps::Error(QStringLiteral("--sample-rate"),
+                          QStringLiteral("applies to raw and SigMF input; %1 states its own sample rate").arg(path));
     OpenedInput input;
     input.source = std::make_unique<SoundFileSource>(path, settings.channel, settings.startTime.value_or(0.0));
     input.baseName = QFileInfo(path).completeBaseName();

@@ -46,7 +46,7 @@ struct OpenedInput
 
 // Picks the reader by the settings or, for Kind::Auto, by the file name:
 // .sigmf-meta/.sigmf-data are SigMF, .cu8/.cs8/.cs16/.cf32/... or a given datatype are
-// raw, everything else goes to libsndfile. Throws Error naming the file.
+// raw, everything else goes to libsndfile. Throws apps::Error naming the file.
 OpenedInput openInput(const QString& path, const InputSettings& settings);
 
 } // namespace mivo::tilegen

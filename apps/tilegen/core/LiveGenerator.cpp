@@ -4,8 +4,8 @@
 #include "LiveGenerator.h"
 
 #include "Documents.h"
-#include "Error.h"
 #include "SpectrumAnalyzer.h"
+#include <common/Error.h>
 
 #include <QDateTime>
 #include <QThread>
@@ -60,13 +60,13 @@ LiveGenerator::LiveGenerator(const TileGeneratorSettings& settings, const LiveSe
     , m_writer(m_workers, m_encoder, m_publisher)
 {
     if (m_band.empty())
-        throw Error(input.name(),
-                    QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
-                        .arg(stream.centerFrequency, 0, 'f', 1));
+        throw apps::Error(input.name(),
+                          QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
+                              .arg(stream.centerFrequency, 0, 'f', 1));
     if (m_live.publishIntervalMs <= 0)
-        throw Error(QStringLiteral("--publish-interval"), QStringLiteral("must be positive"));
+        throw apps::Error(QStringLiteral("--publish-interval"), QStringLiteral("must be positive"));
     if (m_live.retainSeconds && !(*m_live.retainSeconds > 0))
-        throw Error(QStringLiteral("--retain"), QStringLiteral("must be positive"));
+        throw apps::Error(QStringLiteral("--retain"), QStringLiteral("must be positive"));
 
     m_pyramidSettings.tileSize = settings.tileSize;
     m_pyramidSettings.firstColumn = m_band.firstColumn;
@@ -78,11 +78,12 @@ LiveGenerator::LiveGenerator(const TileGeneratorSettings& settings, const LiveSe
         = double((m_xGrid.tileOf(m_band.lastColumn) - m_xGrid.tileOf(m_band.firstColumn) + 1) * settings.tileSize);
     const double stripBytes = (m_pyramidSettings.topYZoom + 3) * double(settings.tileSize) * stripColumns;
     if (stripBytes > 4.0 * 1024 * 1024 * 1024)
-        throw Error(QStringLiteral("--x-base"),
-                    QStringLiteral("%1 Hz per pixel makes %2 columns, %3 GiB of working memory; choose a coarser one")
-                        .arg(m_xGrid.baseValue())
-                        .arg(qint64(stripColumns))
-                        .arg(stripBytes / (1024.0 * 1024 * 1024), 0, 'f', 1));
+        throw apps::Error(QStringLiteral("--x-base"),
+                          QStringLiteral(
+                              "%1 Hz per pixel makes %2 columns, %3 GiB of working memory; choose a coarser one")
+                              .arg(m_xGrid.baseValue())
+                              .arg(qint64(stripColumns))
+                              .arg(stripBytes / (1024.0 * 1024 * 1024), 0, 'f', 1));
     m_pyramid = std::make_unique<LivePyramid>(m_pyramidSettings);
 
     SpectrumSettings spectrum;
@@ -240,7 +241,7 @@ void LiveGenerator::publish()
         if (m_live.retainSeconds)
             removeExpired(windowStart);
         Q_EMIT si_published(int(tiles.size()), m_dataEnd, now() - m_newestArrival);
-    } catch (const Error& error) {
+    } catch (const apps::Error& error) {
         fail(error.message());
     }
 }

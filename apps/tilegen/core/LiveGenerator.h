@@ -64,13 +64,13 @@ class LiveGenerator : public QObject
     Q_OBJECT
 
 public:
-    // The input is not owned and must outlive the generator. Throws Error for
+    // The input is not owned and must outlive the generator. Throws apps::Error for
     // settings that cannot work.
     LiveGenerator(const TileGeneratorSettings& settings, const LiveSettings& live, const LiveStream& stream,
                   LiveInput& input, const QString& outputDirectory, const QString& sourceId, QObject* parent = nullptr);
     ~LiveGenerator() override;
 
-    // Prepares the output and starts reading. Throws Error.
+    // Prepares the output and starts reading. Throws apps::Error.
     void start();
     // Stops reading, publishes what it has and finishes (si_finished(0), or 1 when
     // the final publication fails). Does nothing once finished. The end of the input

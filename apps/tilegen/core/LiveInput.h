@@ -19,7 +19,7 @@ public:
     explicit LiveInput(QObject* parent = nullptr);
     ~LiveInput() override;
 
-    // Starts reading. Throws Error when the input cannot be opened at all.
+    // Starts reading. Throws apps::Error when the input cannot be opened at all.
     virtual void start() = 0;
     // Stops reading; nothing is emitted afterwards.
     virtual void stop() = 0;

@@ -4,10 +4,10 @@
 #include "LiveInputOpener.h"
 
 #include "DescriptorInput.h"
-#include "Error.h"
 #include "GrowingFileInput.h"
 #include "RtlTcpInput.h"
 #include "TileGenerator.h"
+#include <common/Error.h>
 
 #include <QFileInfo>
 #include <QUrl>
@@ -27,16 +27,17 @@ std::unique_ptr<LiveInput> openRtlTcp(const QString& path, const InputSettings& 
     const QUrl url(QStringLiteral("tcp://") + path.mid(rtlTcpScheme.size() + 3), QUrl::StrictMode);
     if (!url.isValid() || url.host().isEmpty() || url.port() <= 0
         || (!url.path().isEmpty() && url.path() != QLatin1String("/")))
-        throw Error(path, QStringLiteral("an rtl_tcp server is given as rtl_tcp://HOST:PORT"));
+        throw apps::Error(path, QStringLiteral("an rtl_tcp server is given as rtl_tcp://HOST:PORT"));
     if (settings.datatype && !(*settings.datatype == *SampleFormat::fromName(QStringLiteral("cu8"))))
-        throw Error(QStringLiteral("--datatype"), QStringLiteral("rtl_tcp sends cu8 samples"));
+        throw apps::Error(QStringLiteral("--datatype"), QStringLiteral("rtl_tcp sends cu8 samples"));
     stream.format = *SampleFormat::fromName(QStringLiteral("cu8"));
     const double centre = settings.centerFrequency.value_or(0.0);
     if (!(centre >= 0 && centre <= 4294967295.0))
-        throw Error(QStringLiteral("--center-frequency"),
-                    QStringLiteral("rtl_tcp takes 0 to 4294967295 Hz, got %1").arg(centre));
+        throw apps::Error(QStringLiteral("--center-frequency"),
+                          QStringLiteral("rtl_tcp takes 0 to 4294967295 Hz, got %1").arg(centre));
     if (stream.sampleRate > 4294967295.0)
-        throw Error(QStringLiteral("--sample-rate"), QStringLiteral("rtl_tcp takes at most 4294967295 samples/s"));
+        throw apps::Error(QStringLiteral("--sample-rate"),
+                          QStringLiteral("rtl_tcp takes at most 4294967295 samples/s"));
     RtlTcpInput::Settings rtl;
     rtl.host = url.host();
     rtl.port = quint16(url.port());
@@ -50,12 +51,12 @@ std::unique_ptr<LiveInput> openRtlTcp(const QString& path, const InputSettings& 
 OpenedLiveInput openLiveInput(const QString& path, const InputSettings& settings)
 {
     if (settings.kind == InputSettings::Kind::SoundFile || settings.kind == InputSettings::Kind::SigMf)
-        throw Error(QStringLiteral("--format"), QStringLiteral("--follow reads raw samples only"));
+        throw apps::Error(QStringLiteral("--format"), QStringLiteral("--follow reads raw samples only"));
     if (!settings.sampleRate)
-        throw Error(QStringLiteral("--sample-rate"), QStringLiteral("--follow needs the sample rate"));
+        throw apps::Error(QStringLiteral("--sample-rate"), QStringLiteral("--follow needs the sample rate"));
     if (!(*settings.sampleRate > 0) || !std::isfinite(*settings.sampleRate))
-        throw Error(QStringLiteral("--sample-rate"),
-                    QStringLiteral("sample rate must be a positive number, got %1").arg(*settings.sampleRate));
+        throw apps::Error(QStringLiteral("--sample-rate"),
+                          QStringLiteral("sample rate must be a positive number, got %1").arg(*settings.sampleRate));
 
     OpenedLiveInput opened;
     LiveStream& stream = opened.stream;
@@ -70,8 +71,9 @@ OpenedLiveInput openLiveInput(const QString& path, const InputSettings& settings
     }
     if (path == QLatin1String("-")) {
         if (!settings.datatype)
-            throw Error(QStringLiteral("--datatype"),
-                        QStringLiteral("standard input needs the sample type (%1)").arg(SampleFormat::rawNamesHelp()));
+            throw apps::Error(
+                QStringLiteral("--datatype"),
+                QStringLiteral("standard input needs the sample type (%1)").arg(SampleFormat::rawNamesHelp()));
         stream.format = *settings.datatype;
         opened.input = std::make_unique<DescriptorInput>(STDIN_FILENO, QStringLiteral("standard input"));
         opened.defaultSourceId = QStringLiteral("live");
@@ -80,7 +82,7 @@ OpenedLiveInput openLiveInput(const QString& path, const InputSettings& settings
     const std::optional<SampleFormat> format
         = settings.datatype ? settings.datatype : SampleFormat::fromName(QFileInfo(path).suffix().toLower());
     if (!format)
-        throw Error(path, QStringLiteral("raw input needs --datatype (%1)").arg(SampleFormat::rawNamesHelp()));
+        throw apps::Error(path, QStringLiteral("raw input needs --datatype (%1)").arg(SampleFormat::rawNamesHelp()));
     stream.format = *format;
     opened.input = std::make_unique<GrowingFileInput>(path);
     opened.defaultSourceId = TileGenerator::sourceIdFromBaseName(QFileInfo(path).completeBaseName());

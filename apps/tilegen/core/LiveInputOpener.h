@@ -21,7 +21,7 @@ struct OpenedLiveInput
 // The input of --follow, not yet started: "-" is standard input (needs a datatype),
 // "rtl_tcp://HOST:PORT" a receiver (cu8; the tuner is set to the centre frequency and
 // sample rate), anything else a file still being written (datatype from the settings
-// or the extension). The sample rate is required. Throws Error naming the input or
+// or the extension). The sample rate is required. Throws apps::Error naming the input or
 // the option.
 OpenedLiveInput openLiveInput(const QString& path, const InputSettings& settings);
 

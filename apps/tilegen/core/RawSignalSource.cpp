@@ -3,7 +3,7 @@
 
 #include "RawSignalSource.h"
 
-#include "Error.h"
+#include <common/Error.h>
 
 #include <algorithm>
 
@@ -17,21 +17,21 @@ RawSignalSource::RawSignalSource(const QString& path, const SampleFormat& format
     , m_info(info)
 {
     if (!m_file.open(QIODevice::ReadOnly))
-        throw Error(m_name, QStringLiteral("cannot open: %1").arg(m_file.errorString()));
+        throw apps::Error(m_name, QStringLiteral("cannot open: %1").arg(m_file.errorString()));
     const qint64 fileSize = m_file.size();
     const qint64 size = region.size < 0 ? fileSize - region.offset : region.size;
     if (region.offset < 0 || region.offset > fileSize || size < 0 || size > fileSize - region.offset)
-        throw Error(m_name, QStringLiteral("ends before its %1 bytes of samples").arg(std::max<qint64>(size, 0)));
+        throw apps::Error(m_name, QStringLiteral("ends before its %1 bytes of samples").arg(std::max<qint64>(size, 0)));
     const int sampleBytes = format.bytesPerSample();
     if (size % sampleBytes != 0) {
-        throw Error(m_name,
-                    QStringLiteral("size of %1 bytes is not a whole number of %2-byte %3 samples")
-                        .arg(size)
-                        .arg(sampleBytes)
-                        .arg(format.sigMfName()));
+        throw apps::Error(m_name,
+                          QStringLiteral("size of %1 bytes is not a whole number of %2-byte %3 samples")
+                              .arg(size)
+                              .arg(sampleBytes)
+                              .arg(format.sigMfName()));
     }
     if (!m_file.seek(region.offset))
-        throw Error(m_name, QStringLiteral("seek failed: %1").arg(m_file.errorString()));
+        throw apps::Error(m_name, QStringLiteral("seek failed: %1").arg(m_file.errorString()));
     m_end = region.offset + size;
     m_info.complex = format.complex;
     m_info.sampleCount = size / sampleBytes;
@@ -46,7 +46,7 @@ qint64 RawSignalSource::read(float* out, qint64 count)
     while (got < wanted) {
         const qint64 n = m_file.read(m_buffer.data() + got, wanted - got);
         if (n < 0)
-            throw Error(m_name, QStringLiteral("read error: %1").arg(m_file.errorString()));
+            throw apps::Error(m_name, QStringLiteral("read error: %1").arg(m_file.errorString()));
         if (n == 0)
             break;
         got += n;
@@ -62,7 +62,7 @@ qint64 RawSignalSource::skip(qint64 count)
     const qint64 remaining = (m_end - m_file.pos()) / sampleBytes;
     const qint64 skipped = std::min(count, remaining);
     if (!m_file.seek(m_file.pos() + skipped * sampleBytes))
-        throw Error(m_name, QStringLiteral("seek failed: %1").arg(m_file.errorString()));
+        throw apps::Error(m_name, QStringLiteral("seek failed: %1").arg(m_file.errorString()));
     return skipped;
 }
 

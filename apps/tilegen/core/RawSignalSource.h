@@ -25,7 +25,7 @@ struct FileRegion
 class RawSignalSource : public ISignalSource
 {
 public:
-    // Opens the file; throws Error if it cannot be read, the region lies beyond its
+    // Opens the file; throws apps::Error if it cannot be read, the region lies beyond its
     // end, or the region is not a whole number of samples. `info.sampleCount` and
     // `info.complex` are taken from the region and the format; the rest is kept.
     RawSignalSource(const QString& path, const SampleFormat& format, const SignalInfo& info,

@@ -3,7 +3,7 @@
 
 #include "SigMfArchive.h"
 
-#include "Error.h"
+#include <common/Error.h>
 
 #include <QFile>
 
@@ -118,7 +118,7 @@ public:
         : m_file(path)
     {
         if (!m_file.open(QIODevice::ReadOnly))
-            throw Error(path, QStringLiteral("cannot open: %1").arg(m_file.errorString()));
+            throw apps::Error(path, QStringLiteral("cannot open: %1").arg(m_file.errorString()));
     }
 
     std::vector<Member> members()
@@ -191,7 +191,7 @@ public:
         return content;
     }
 
-    Error problem(const QString& text) const { return Error(m_file.fileName(), text); }
+    apps::Error problem(const QString& text) const { return apps::Error(m_file.fileName(), text); }
 
 private:
     static QString notTar()

@@ -21,7 +21,7 @@ struct SigMfArchive
     FileRegion data; // its name reads "<archive>: <member>"
 
     // Reads the member list of POSIX (ustar and pax) and GNU tar files, long names
-    // included. Throws Error naming the archive when it is not a tar file, is cut
+    // included. Throws apps::Error naming the archive when it is not a tar file, is cut
     // short, holds no recording, a recording without its data, or several recordings.
     static SigMfArchive read(const QString& path);
 };

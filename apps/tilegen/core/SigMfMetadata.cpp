@@ -4,8 +4,8 @@
 #include "SigMfMetadata.h"
 
 #include "Documents.h"
-#include "Error.h"
-#include "TimeValue.h"
+#include <common/Error.h>
+#include <common/TimeValue.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -31,7 +31,7 @@ public:
 
     [[noreturn]] void fail(const QString& key, const QString& problem) const
     {
-        throw Error(m_fileName, QStringLiteral("%1%2 %3").arg(m_where, key, problem));
+        throw apps::Error(m_fileName, QStringLiteral("%1%2 %3").arg(m_where, key, problem));
     }
 
     std::optional<double> number(const QJsonObject& object, const QString& key) const
@@ -75,7 +75,7 @@ QJsonObject objectAt(const QJsonObject& parent, const QString& key, const QStrin
     if (value.isUndefined() && !required)
         return {};
     if (!value.isObject())
-        throw Error(fileName, QStringLiteral("\"%1\" must be a JSON object").arg(key));
+        throw apps::Error(fileName, QStringLiteral("\"%1\" must be a JSON object").arg(key));
     return value.toObject();
 }
 
@@ -85,7 +85,7 @@ QJsonArray arrayAt(const QJsonObject& parent, const QString& key, const QString&
     if (value.isUndefined())
         return {};
     if (!value.isArray())
-        throw Error(fileName, QStringLiteral("\"%1\" must be a JSON array").arg(key));
+        throw apps::Error(fileName, QStringLiteral("\"%1\" must be a JSON array").arg(key));
     return value.toArray();
 }
 
@@ -95,7 +95,7 @@ SigMfMetadata SigMfMetadata::parse(const QByteArray& json, const QString& fileNa
 {
     const QJsonDocument document = parseJsonFile(json, fileName);
     if (!document.isObject())
-        throw Error(fileName, QStringLiteral("a SigMF metadata file must hold a JSON object"));
+        throw apps::Error(fileName, QStringLiteral("a SigMF metadata file must hold a JSON object"));
     const QJsonObject root = document.object();
 
     SigMfMetadata meta;
@@ -123,12 +123,12 @@ SigMfMetadata SigMfMetadata::parse(const QByteArray& json, const QString& fileNa
     meta.captureCount = captures.size();
     if (!captures.isEmpty()) {
         if (!captures.first().isObject())
-            throw Error(fileName, QStringLiteral("captures[0] must be a JSON object"));
+            throw apps::Error(fileName, QStringLiteral("captures[0] must be a JSON object"));
         const QJsonObject capture = captures.first().toObject();
         const FieldReader captureFields(fileName, QStringLiteral("captures[0] "));
         meta.frequency = captureFields.number(capture, QStringLiteral("core:frequency"));
         if (const std::optional<QString> datetime = captureFields.string(capture, QStringLiteral("core:datetime"))) {
-            meta.startTime = parseTimeValue(*datetime);
+            meta.startTime = apps::parseTimeValue(*datetime);
             if (!meta.startTime)
                 captureFields.fail(QStringLiteral("core:datetime"),
                                    QStringLiteral("\"%1\" is not an ISO 8601 date and time").arg(*datetime));
@@ -138,7 +138,7 @@ SigMfMetadata SigMfMetadata::parse(const QByteArray& json, const QString& fileNa
     const QJsonArray annotations = arrayAt(root, QStringLiteral("annotations"), fileName);
     for (int i = 0; i < annotations.size(); ++i) {
         if (!annotations.at(i).isObject())
-            throw Error(fileName, QStringLiteral("annotations[%1] must be a JSON object").arg(i));
+            throw apps::Error(fileName, QStringLiteral("annotations[%1] must be a JSON object").arg(i));
         const QJsonObject object = annotations.at(i).toObject();
         const FieldReader fields(fileName, QStringLiteral("annotations[%1] ").arg(i));
         SigMfAnnotation annotation;

@@ -35,7 +35,7 @@ struct SigMfMetadata
     int captureCount = 0; // entries of "captures"; only the first is used
     QVector<SigMfAnnotation> annotations;
 
-    // Throws Error naming `fileName` for malformed JSON, missing or invalid required
+    // Throws apps::Error naming `fileName` for malformed JSON, missing or invalid required
     // fields (core:datatype, core:sample_rate) and malformed optional ones.
     static SigMfMetadata parse(const QByteArray& json, const QString& fileName);
 

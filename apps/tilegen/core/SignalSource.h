@@ -18,7 +18,7 @@ struct SignalInfo
     qint64 sampleCount = 0; // samples (not values) in the recording
 };
 
-// A recording read front to back. Implementations throw Error on read failures.
+// A recording read front to back. Implementations throw apps::Error on read failures.
 class ISignalSource
 {
 public:

@@ -15,7 +15,7 @@ namespace mivo::tilegen {
 class SoundFileSource : public ISignalSource
 {
 public:
-    // Throws Error if libsndfile cannot open the file or the channel does not exist.
+    // Throws apps::Error if libsndfile cannot open the file or the channel does not exist.
     // `startTime` is the instant of the first sample.
     SoundFileSource(const QString& path, int channel, double startTime);
     ~SoundFileSource() override;

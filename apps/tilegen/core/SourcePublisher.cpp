@@ -5,7 +5,7 @@
 
 #include "BackgroundFlusher.h"
 #include "Documents.h"
-#include "Error.h"
+#include <common/Error.h>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -110,18 +110,18 @@ void SourcePublisher::writeFileAtomically(const QString& path, const QByteArray&
         + QStringLiteral(".%1.part").arg(QCoreApplication::applicationPid());
     QFile file(temporary);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        throw Error(path, QStringLiteral("cannot write: %1").arg(file.errorString()));
+        throw apps::Error(path, QStringLiteral("cannot write: %1").arg(file.errorString()));
     const bool written = file.write(data) == data.size() && file.flush();
     const QString reason = file.errorString();
     file.close();
     if (!written || file.error() != QFileDevice::NoError) {
         QFile::remove(temporary);
-        throw Error(path, QStringLiteral("cannot write: %1").arg(written ? file.errorString() : reason));
+        throw apps::Error(path, QStringLiteral("cannot write: %1").arg(written ? file.errorString() : reason));
     }
     if (!renameEntry(temporary, path)) {
         const QString renameReason = systemError();
         QFile::remove(temporary);
-        throw Error(path, QStringLiteral("cannot write: %1").arg(renameReason));
+        throw apps::Error(path, QStringLiteral("cannot write: %1").arg(renameReason));
     }
 }
 
@@ -174,20 +174,20 @@ void SourcePublisher::removeLeftovers() const
 void SourcePublisher::prepare()
 {
     if (!QDir().mkpath(m_outputDir))
-        throw Error(m_outputDir, QStringLiteral("cannot create the output directory: %1").arg(systemError()));
+        throw apps::Error(m_outputDir, QStringLiteral("cannot create the output directory: %1").arg(systemError()));
     const QFileInfo outputInfo(m_outputDir);
     if (!outputInfo.isDir())
-        throw Error(m_outputDir, QStringLiteral("is not a directory"));
+        throw apps::Error(m_outputDir, QStringLiteral("is not a directory"));
     if (!outputInfo.isWritable())
-        throw Error(m_outputDir, QStringLiteral("cannot write into the output directory: Permission denied"));
+        throw apps::Error(m_outputDir, QStringLiteral("cannot write into the output directory: Permission denied"));
     const QFileInfo sourceInfo(m_sourceDir);
     if (sourceInfo.exists() && !sourceInfo.isDir())
-        throw Error(m_sourceDir, QStringLiteral("exists and is not a directory"));
+        throw apps::Error(m_sourceDir, QStringLiteral("exists and is not a directory"));
 
     QFile list(sourceListPath());
     if (list.exists()) {
         if (!list.open(QIODevice::ReadOnly))
-            throw Error(list.fileName(), QStringLiteral("cannot read: %1").arg(list.errorString()));
+            throw apps::Error(list.fileName(), QStringLiteral("cannot read: %1").arg(list.errorString()));
         parseSourceList(list.readAll(), list.fileName());
     }
 
@@ -195,7 +195,7 @@ void SourcePublisher::prepare()
     if (QFileInfo::exists(m_stagingDir))
         QDir(m_stagingDir).removeRecursively();
     if (!QDir().mkdir(m_stagingDir))
-        throw Error(m_stagingDir, QStringLiteral("cannot create a directory: %1").arg(systemError()));
+        throw apps::Error(m_stagingDir, QStringLiteral("cannot create a directory: %1").arg(systemError()));
     markAsTopOfHierarchy(m_stagingDir);
     m_flusher = std::make_unique<BackgroundFlusher>(m_stagingDir);
     m_prepared = true;
@@ -207,7 +207,7 @@ void SourcePublisher::ensureDirectory(const QString& path)
     if (m_createdDirectories.contains(path))
         return;
     if (!QDir().mkpath(path))
-        throw Error(path, QStringLiteral("cannot create a directory: %1").arg(systemError()));
+        throw apps::Error(path, QStringLiteral("cannot create a directory: %1").arg(systemError()));
     // A live source makes new directories without end: the set is forgotten now and
     // then (mkpath finds existing ones again), so that its memory stays bounded.
     if (m_createdDirectories.size() >= maximumKnownDirectories)
@@ -253,13 +253,13 @@ void SourcePublisher::publish()
     // Serialises concurrent runs that publish into the same directory.
     QLockFile lock(m_outputDir + QStringLiteral("/.tilesources.json.lock"));
     if (!lock.lock())
-        throw Error(sourceListPath(), QStringLiteral("cannot lock for update"));
+        throw apps::Error(sourceListPath(), QStringLiteral("cannot lock for update"));
 
     QStringList ids;
     QFile list(sourceListPath());
     if (list.exists()) {
         if (!list.open(QIODevice::ReadOnly))
-            throw Error(list.fileName(), QStringLiteral("cannot read: %1").arg(list.errorString()));
+            throw apps::Error(list.fileName(), QStringLiteral("cannot read: %1").arg(list.errorString()));
         ids = parseSourceList(list.readAll(), list.fileName());
         list.close();
     }
@@ -276,15 +276,16 @@ void SourcePublisher::publish()
                 QDir(m_stagingDir).removeRecursively();
         } else {
             if (!renameEntry(m_sourceDir, oldDir))
-                throw Error(m_sourceDir, QStringLiteral("cannot replace the existing source: %1").arg(systemError()));
+                throw apps::Error(m_sourceDir,
+                                  QStringLiteral("cannot replace the existing source: %1").arg(systemError()));
             if (!renameEntry(m_stagingDir, m_sourceDir)) {
                 const QString reason = systemError();
                 renameEntry(oldDir, m_sourceDir);
-                throw Error(m_sourceDir, QStringLiteral("cannot publish the new source: %1").arg(reason));
+                throw apps::Error(m_sourceDir, QStringLiteral("cannot publish the new source: %1").arg(reason));
             }
         }
     } else if (!renameEntry(m_stagingDir, m_sourceDir)) {
-        throw Error(m_sourceDir, QStringLiteral("cannot publish the new source: %1").arg(systemError()));
+        throw apps::Error(m_sourceDir, QStringLiteral("cannot publish the new source: %1").arg(systemError()));
     }
     m_published = true;
     {

@@ -31,7 +31,7 @@ class BackgroundFlusher;
 class SourcePublisher
 {
 public:
-    // Writes `data` to `path`; throws Error naming the file on failure.
+    // Writes `data` to `path`; throws apps::Error naming the file on failure.
     using FileWriter = std::function<void(const QString& path, const QByteArray& data)>;
 
     // The default writer: a temporary file in the same directory, then a rename.
@@ -48,10 +48,10 @@ public:
     static bool isValidSourceId(const QString& id);
 
     // Creates the output and staging directories and checks that an existing
-    // tilesources.json can be merged. Throws Error.
+    // tilesources.json can be merged. Throws apps::Error.
     void prepare();
 
-    // Thread-safe. Throws Error. Before publish() into staging; after it (a live
+    // Thread-safe. Throws apps::Error. Before publish() into staging; after it (a live
     // source) into the published source in place, each file atomically.
     void writeTile(const TileKey& key, const QByteArray& png);
 
@@ -62,7 +62,7 @@ public:
     // tiles are written now. Missing tiles are no error.
     void removeTileRow(int yZoom, qint64 y);
 
-    // Makes the staged source visible and lists it in tilesources.json. Throws Error;
+    // Makes the staged source visible and lists it in tilesources.json. Throws apps::Error;
     // on failure before the swap nothing visible has changed.
     void publish();
 

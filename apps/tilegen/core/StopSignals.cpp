@@ -3,7 +3,7 @@
 
 #include "StopSignals.h"
 
-#include "Error.h"
+#include <common/Error.h>
 
 #include <cerrno>
 #include <csignal>
@@ -35,7 +35,7 @@ StopSignals::StopSignals(QObject* parent)
 {
     Q_ASSERT(writeEnd < 0 && "one StopSignals per process");
     if (::pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        throw Error(
+        throw apps::Error(
             QStringLiteral("cannot create a pipe for signals: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
     writeEnd = m_pipe[1];
     m_notifier = new QSocketNotifier(m_pipe[0], QSocketNotifier::Read, this);

@@ -3,8 +3,8 @@
 
 #include "TileEncoder.h"
 
-#include "Error.h"
 #include "RunLengthDeflater.h"
+#include <common/Error.h>
 
 #include <libdeflate.h>
 
@@ -161,7 +161,7 @@ std::unique_ptr<TileEncoder::Scratch> TileEncoder::borrowScratch() const
     if (m_settings.compressor == TileCompressor::Libdeflate) {
         scratch->compressor.reset(libdeflate_alloc_compressor(m_settings.compressionLevel));
         if (!scratch->compressor)
-            throw Error(QStringLiteral("tile"), QStringLiteral("PNG encoding failed: out of memory"));
+            throw apps::Error(QStringLiteral("tile"), QStringLiteral("PNG encoding failed: out of memory"));
     }
     return scratch;
 }
@@ -231,7 +231,7 @@ QByteArray TileEncoder::encode(const uchar* pixels, int width, int height, qsize
             = libdeflate_zlib_compress(scratch->compressor.get(), scratch->filtered.data(), scratch->filtered.size(),
                                        scratch->compressed.data(), scratch->compressed.size());
         if (compressedSize == 0) // cannot happen with a buffer of the bound's size
-            throw Error(QStringLiteral("tile"), QStringLiteral("PNG encoding failed"));
+            throw apps::Error(QStringLiteral("tile"), QStringLiteral("PNG encoding failed"));
     }
 
     uchar header[13];

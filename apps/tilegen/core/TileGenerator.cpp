@@ -8,11 +8,11 @@
 #include "BandLayout.h"
 #include "BlockAnalyzer.h"
 #include "Documents.h"
-#include "Error.h"
 #include "SpectrumAnalyzer.h"
 #include "TileEncoder.h"
 #include "TileWriter.h"
 #include "WorkerPool.h"
+#include <common/Error.h>
 
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -36,30 +36,30 @@ bool isPowerOfTwo(qint64 n)
 void TileGenerator::validate(const TileGeneratorSettings& settings)
 {
     if (!isPowerOfTwo(settings.fftSize) || settings.fftSize < 16 || settings.fftSize > (1 << 20))
-        throw Error(QStringLiteral("--fft-size"),
-                    QStringLiteral("%1 is not a power of two from 16 to 1048576").arg(settings.fftSize));
+        throw apps::Error(QStringLiteral("--fft-size"),
+                          QStringLiteral("%1 is not a power of two from 16 to 1048576").arg(settings.fftSize));
     if (settings.hop < 0)
-        throw Error(QStringLiteral("--hop"),
-                    QStringLiteral("must be a positive number of samples, got %1").arg(settings.hop));
+        throw apps::Error(QStringLiteral("--hop"),
+                          QStringLiteral("must be a positive number of samples, got %1").arg(settings.hop));
     if (settings.tileSize < 16 || settings.tileSize > 4096 || settings.tileSize % 2 != 0)
-        throw Error(QStringLiteral("--tile-size"),
-                    QStringLiteral("%1 is not an even number from 16 to 4096").arg(settings.tileSize));
+        throw apps::Error(QStringLiteral("--tile-size"),
+                          QStringLiteral("%1 is not an even number from 16 to 4096").arg(settings.tileSize));
     if (settings.xBase && !(*settings.xBase > 0 && std::isfinite(*settings.xBase)))
-        throw Error(QStringLiteral("--x-base"),
-                    QStringLiteral("must be a positive number of Hz, got %1").arg(*settings.xBase));
+        throw apps::Error(QStringLiteral("--x-base"),
+                          QStringLiteral("must be a positive number of Hz, got %1").arg(*settings.xBase));
     if (settings.yBase && !(*settings.yBase > 0 && std::isfinite(*settings.yBase)))
-        throw Error(QStringLiteral("--y-base"),
-                    QStringLiteral("must be a positive number of seconds, got %1").arg(*settings.yBase));
+        throw apps::Error(QStringLiteral("--y-base"),
+                          QStringLiteral("must be a positive number of seconds, got %1").arg(*settings.yBase));
     if (!std::isfinite(settings.levelOffset))
-        throw Error(QStringLiteral("--level-offset"), QStringLiteral("must be a finite number of dB"));
+        throw apps::Error(QStringLiteral("--level-offset"), QStringLiteral("must be a finite number of dB"));
     if (settings.threads < 0 || settings.threads > 256)
-        throw Error(QStringLiteral("--threads"),
-                    QStringLiteral("must be from 1 to 256 (0: one per core), got %1").arg(settings.threads));
+        throw apps::Error(QStringLiteral("--threads"),
+                          QStringLiteral("must be from 1 to 256 (0: one per core), got %1").arg(settings.threads));
     if (!settings.sourceId.isEmpty() && !SourcePublisher::isValidSourceId(settings.sourceId))
-        throw Error(QStringLiteral("--source-id"),
-                    QStringLiteral("\"%1\" is not a plain name of letters, digits, '.', '_' and '-' "
-                                   "(not starting with '.')")
-                        .arg(settings.sourceId));
+        throw apps::Error(QStringLiteral("--source-id"),
+                          QStringLiteral("\"%1\" is not a plain name of letters, digits, '.', '_' and '-' "
+                                         "(not starting with '.')")
+                              .arg(settings.sourceId));
 }
 
 QString TileGenerator::sourceIdFromBaseName(const QString& baseName)
@@ -100,21 +100,21 @@ TileGeneratorResult TileGenerator::run()
     const int fftSize = m_settings.fftSize;
     const int hop = m_settings.hop > 0 ? m_settings.hop : fftSize / 2;
     if (!(info.sampleRate > 0) || !std::isfinite(info.sampleRate))
-        throw Error(fileName, QStringLiteral("sample rate must be positive, got %1").arg(info.sampleRate));
+        throw apps::Error(fileName, QStringLiteral("sample rate must be positive, got %1").arg(info.sampleRate));
     if (info.startTime < 0 || !std::isfinite(info.startTime))
-        throw Error(fileName,
-                    QStringLiteral("starts at %1 s, before 1970-01-01; the tiles cannot hold earlier "
-                                   "times (give --start-time)")
-                        .arg(info.startTime, 0, 'f', 6));
+        throw apps::Error(fileName,
+                          QStringLiteral("starts at %1 s, before 1970-01-01; the tiles cannot hold earlier "
+                                         "times (give --start-time)")
+                              .arg(info.startTime, 0, 'f', 6));
     if (info.sampleCount < fftSize)
-        throw Error(
+        throw apps::Error(
             fileName,
             QStringLiteral("holds %1 samples, fewer than one FFT frame of %2").arg(info.sampleCount).arg(fftSize));
 
     TileGeneratorResult result;
     result.sourceId = m_settings.sourceId.isEmpty() ? sourceIdFromBaseName(m_input.baseName) : m_settings.sourceId;
     if (!SourcePublisher::isValidSourceId(result.sourceId))
-        throw Error(fileName, QStringLiteral("cannot make a source id from the file name; give --source-id"));
+        throw apps::Error(fileName, QStringLiteral("cannot make a source id from the file name; give --source-id"));
     const QString name = m_settings.name.isEmpty() ? result.sourceId : m_settings.name;
 
     // Geometry: level-0 column of every bin, level-0 row of every frame.
@@ -126,9 +126,9 @@ TileGeneratorResult TileGenerator::run()
 
     const BandLayout band = BandLayout::of(info, fftSize, xGrid);
     if (band.empty())
-        throw Error(fileName,
-                    QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
-                        .arg(info.centerFrequency, 0, 'f', 1));
+        throw apps::Error(fileName,
+                          QStringLiteral("the whole band lies below 0 Hz (centre %1 Hz); give --center-frequency")
+                              .arg(info.centerFrequency, 0, 'f', 1));
     if (band.droppedBins > 0)
         warn(QStringLiteral("%1: %2 of %3 FFT bins lie below 0 Hz and are left out (centre %4 Hz); "
                             "the tiles cannot hold negative frequencies")
@@ -158,11 +158,12 @@ TileGeneratorResult TileGenerator::run()
         = double((xGrid.tileOf(lastColumn) - xGrid.tileOf(firstColumn) + 1) * m_settings.tileSize);
     const double stripBytes = (result.topYZoom + 3) * double(m_settings.tileSize) * stripColumns;
     if (stripBytes > 4.0 * 1024 * 1024 * 1024)
-        throw Error(QStringLiteral("--x-base"),
-                    QStringLiteral("%1 Hz per pixel makes %2 columns, %3 GiB of working memory; choose a coarser one")
-                        .arg(result.xBase)
-                        .arg(qint64(stripColumns))
-                        .arg(stripBytes / (1024.0 * 1024 * 1024), 0, 'f', 1));
+        throw apps::Error(QStringLiteral("--x-base"),
+                          QStringLiteral(
+                              "%1 Hz per pixel makes %2 columns, %3 GiB of working memory; choose a coarser one")
+                              .arg(result.xBase)
+                              .arg(qint64(stripColumns))
+                              .arg(stripBytes / (1024.0 * 1024 * 1024), 0, 'f', 1));
 
     SourcePublisher publisher(m_outputDir, result.sourceId, m_writer);
     publisher.prepare();

@@ -64,7 +64,7 @@ public:
     using ProgressCallback = std::function<void(const TileGeneratorProgress&)>;
     using WarningCallback = std::function<void(const QString&)>;
 
-    // Throws Error for settings that can never work (naming the option).
+    // Throws apps::Error for settings that can never work (naming the option).
     static void validate(const TileGeneratorSettings& settings);
 
     // A source id made from a file's base name: characters other than letters,
@@ -82,7 +82,7 @@ public:
     // Replaces how files are written (tests inject failures through it).
     void setFileWriter(SourcePublisher::FileWriter writer) { m_writer = std::move(writer); }
 
-    // Throws Error; then nothing has been published and no staging files remain.
+    // Throws apps::Error; then nothing has been published and no staging files remain.
     TileGeneratorResult run();
 
 private:

@@ -29,15 +29,15 @@ void TileWriter::write(const TileKey& key, const QImage& tile)
         try {
             m_publisher.writeTile(key, m_encoder.encode(tile));
             ++m_tilesWritten;
-        } catch (const Error& error) {
+        } catch (const apps::Error& error) {
             capture(error);
         } catch (const std::exception& error) {
-            capture(Error(m_publisher.stagingDirectory(), QString::fromLocal8Bit(error.what())));
+            capture(apps::Error(m_publisher.stagingDirectory(), QString::fromLocal8Bit(error.what())));
         }
     });
 }
 
-void TileWriter::capture(const Error& error)
+void TileWriter::capture(const apps::Error& error)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_error)

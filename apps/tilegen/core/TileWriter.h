@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "Error.h"
 #include "TileKey.h"
+#include <common/Error.h>
 
 #include <QImage>
 
@@ -43,7 +43,7 @@ public:
     void rethrowFailure() const;
 
 private:
-    void capture(const Error& error);
+    void capture(const apps::Error& error);
 
     WorkerPool& m_workers;
     const TileEncoder& m_encoder;
@@ -51,7 +51,7 @@ private:
     std::atomic<quint64> m_tilesWritten{0};
     std::atomic<bool> m_failed{false};
     mutable std::mutex m_mutex;
-    std::optional<Error> m_error;
+    std::optional<apps::Error> m_error;
 };
 
 } // namespace mivo::tilegen

@@ -8,7 +8,7 @@
 
 #include <cmath>
 
-namespace mivo::tilegen {
+namespace mivo::apps {
 
 std::optional<double> parseTimeValue(const QString& text)
 {
@@ -69,4 +69,4 @@ QString formatIsoTime(double secondsSinceEpoch)
         + QStringLiteral("%1").arg(micros, 6, 10, QLatin1Char('0')) + QLatin1Char('Z');
 }
 
-} // namespace mivo::tilegen
+} // namespace mivo::apps

@@ -7,10 +7,10 @@
 
 #include <stdexcept>
 
-namespace mivo::tilegen {
+namespace mivo::apps {
 
-// Thrown for every problem with the input, the options or the output. The text is
-// complete and meant for the user as it is: "<file or option>: <problem>".
+// Thrown by the tools for every problem with the input, the options or the output. The
+// text is complete and meant for the user as it is: "<file or option>: <problem>".
 class Error : public std::runtime_error
 {
 public:
@@ -31,4 +31,12 @@ private:
     QString m_message;
 };
 
-} // namespace mivo::tilegen
+// A mistake on the command line (the tools exit with 2), as opposed to a problem with
+// the input or output files (exit code 1).
+class UsageError : public Error
+{
+public:
+    using Error::Error;
+};
+
+} // namespace mivo::apps
