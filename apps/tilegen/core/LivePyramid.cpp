@@ -40,17 +40,13 @@ void LivePyramid::cut(Strip& strip, Tiles& into)
 
 LivePyramid::Strip& LivePyramid::stripFor(int yZoom, qint64 row)
 {
-    Q_ASSERT(row >= 0 && "rows before the grid's origin cannot be stored");
     Strip& strip = *m_strips[size_t(yZoom)];
-    const qint64 tileRow = row / m_settings.tileSize;
-    if (strip.active && strip.tileRow != tileRow) {
-        Q_ASSERT(tileRow > strip.tileRow && "rows must arrive in time order");
+    strip.moveTo(row, m_settings.tileSize, [&] {
         // Left behind: its last state goes out with the next publication.
         if (strip.changed)
             cut(strip, m_finished);
         strip.clear();
-    }
-    strip.start(tileRow);
+    });
     return strip;
 }
 

@@ -39,14 +39,8 @@ PyramidBuilder::~PyramidBuilder() = default;
 
 PyramidBuilder::Strip& PyramidBuilder::stripFor(int yZoom, qint64 row)
 {
-    Q_ASSERT(row >= 0 && "rows before the grid's origin cannot be stored");
     Strip& strip = *m_strips[size_t(yZoom)];
-    const qint64 tileRow = row / m_settings.tileSize;
-    if (strip.active && strip.tileRow != tileRow) {
-        Q_ASSERT(tileRow > strip.tileRow && "rows must arrive in time order");
-        flushLevel(yZoom);
-    }
-    strip.start(tileRow);
+    strip.moveTo(row, m_settings.tileSize, [&] { flushLevel(yZoom); });
     return strip;
 }
 

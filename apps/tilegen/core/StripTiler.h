@@ -56,6 +56,21 @@ struct TileRowStrip
         }
     }
 
+    // Makes the tile row that holds pixel row `row` the active one. Rows arrive in time
+    // order, so an active tile row other than that one is finished: `finish` gets it
+    // and must leave the strip cleared.
+    template <typename Finish> void moveTo(qint64 row, int tileSize, Finish&& finish)
+    {
+        Q_ASSERT(row >= 0 && "rows before the grid's origin cannot be stored");
+        const qint64 rowOfTiles = row / tileSize;
+        if (active && tileRow != rowOfTiles) {
+            Q_ASSERT(rowOfTiles > tileRow && "rows must arrive in time order");
+            finish();
+            Q_ASSERT(!active && "a finished tile row is cleared");
+        }
+        start(rowOfTiles);
+    }
+
     const int yZoom;
     TilePlane plane;
     bool active = false;
