@@ -26,12 +26,16 @@ struct DecodedTileBody
     QString refusal; ///< empty when the body was handed to the decoder
 };
 
-/// Which decoder takes an accepted 8-bit palette PNG: libspng (Fast, about a tenth
-/// less CPU than Qt's) or Qt's, as parseTile() does. Both give the same tile; Qt's is
-/// there to compare with, and takes every body libspng does not.
+/// Which decoder takes an accepted 8-bit palette PNG. All give the same tile; each
+/// hands a body it does not take to the next one down:
+/// - Fast: PalettePngDecoder (libdeflate; about half the CPU of the others), then LibSpng;
+/// - LibSpng: libspng (about a tenth less CPU than Qt's), then Qt;
+/// - Qt: Qt's reader, as parseTile() does, which takes every body.
+/// The slower ones are there to compare with.
 enum class PngDecoder
 {
     Fast,
+    LibSpng,
     Qt
 };
 
@@ -44,8 +48,8 @@ enum class PngDecoder
  * - an image of more than @p maximumPixels pixels.
  * Ancillary chunks (text, colour profiles, ...) are dropped before decoding: only the
  * level indices matter, and compressed text is a way to make a small body large.
- * An accepted 8-bit palette body is decoded by libspng (see PngDecoder), any other
- * by parseTile(), with the same result.
+ * An accepted 8-bit palette body is decoded by the decoder chosen by @p decoder (see
+ * PngDecoder), any other by parseTile(), with the same result.
  */
 DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const QSize& expectedSize,
                                qint64 maximumPixels, PngDecoder decoder = PngDecoder::Fast);
