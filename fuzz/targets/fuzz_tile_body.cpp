@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 // A tile body, through parseTile() and through the loader's checked decoding, whose
-// two decoders (libspng and Qt's) must give the same tile. The
+// decoders must give the same tile: the loader's own palette reader the same level
+// indices and colour table as libspng (the path it replaces), and both the same
+// colours as Qt's. The
 // first byte picks the tile size the loader expects, so that bodies of the right size
 // get past the header check to the decoder. parseTile() alone is given only bodies
 // that do not declare a large image: it may allocate up to its own pixel cap, which
@@ -15,7 +17,28 @@
 
 #include <QtEndian>
 
+#include <cstring>
+
 using namespace mivo::tiling;
+
+namespace {
+
+// Indices and colour tables alike (QImage's operator== compares the colours the
+// indices stand for).
+bool sameIndexedImage(const QImage& a, const QImage& b)
+{
+    if (a.isNull() || b.isNull())
+        return a.isNull() == b.isNull();
+    if (a.format() != b.format() || a.size() != b.size() || a.colorTable() != b.colorTable())
+        return false;
+    for (int y = 0; y < a.height(); ++y) {
+        if (std::memcmp(a.constScanLine(y), b.constScanLine(y), size_t(a.width())) != 0)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -47,6 +70,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (checked.refusal.isEmpty()) {
         const DecodedTileBody byQt = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22, PngDecoder::Qt);
         if (!byQt.tile || !(byQt.tile->image == image))
+            abort();
+        const DecodedTileBody bySpng
+            = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22, PngDecoder::LibSpng);
+        if (!bySpng.tile || !sameIndexedImage(bySpng.tile->image, image))
             abort();
     }
     return 0;
