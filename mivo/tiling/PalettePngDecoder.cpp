@@ -22,6 +22,8 @@ constexpr qint64 signatureLength = 8;
 constexpr qint64 chunkOverhead = 12; // length, type, CRC
 constexpr quint32 maximumLength = 0x7fffffffu; // for chunk lengths and image sides alike
 constexpr int maximumPaletteEntries = 256;
+// What a worker keeps between tiles: enough for tiles of 1024 x 1024 pixels.
+constexpr size_t keptScratchBytes = 1025 * 1024;
 
 bool isType(const char* type, const char (&name)[5])
 {
@@ -176,7 +178,33 @@ PalettePngDecoder::PalettePngDecoder()
 
 PalettePngDecoder::~PalettePngDecoder() = default;
 
+uchar* PalettePngDecoder::ScratchBuffer::get(size_t size)
+{
+    if (size > m_size) {
+        m_data.reset();
+        m_data.reset(new uchar[size]);
+        m_size = size;
+    }
+    return m_data.get();
+}
+
+void PalettePngDecoder::ScratchBuffer::trim()
+{
+    if (m_size > keptScratchBytes) {
+        m_data.reset();
+        m_size = 0;
+    }
+}
+
 QImage PalettePngDecoder::decode(const QByteArray& png)
+{
+    QImage image = decodeInto(png);
+    m_joined.trim();
+    m_filtered.trim();
+    return image;
+}
+
+QImage PalettePngDecoder::decodeInto(const QByteArray& png)
 {
     Layout layout;
     if (!m_decompressor || !walkChunks(png, layout) || layout.data.isEmpty())
@@ -190,37 +218,35 @@ QImage PalettePngDecoder::decode(const QByteArray& png)
 
     // One image data chunk is inflated where it lies; several are joined first.
     const void* input = layout.data.front().data;
-    std::unique_ptr<char[]> joined;
     if (layout.data.size() > 1) {
-        joined.reset(new char[size_t(layout.dataBytes)]);
-        char* to = joined.get();
+        uchar* const joined = m_joined.get(size_t(layout.dataBytes));
+        uchar* to = joined;
         for (const Piece& piece : layout.data) {
             std::memcpy(to, piece.data, piece.length);
             to += piece.length;
         }
-        input = joined.get();
+        input = joined;
     }
     // A zlib stream (deflate, 32 KiB window): zlib-based readers refuse a distance
     // beyond a smaller declared window, libdeflate does not check it.
     if (layout.dataBytes < 2 || *static_cast<const uchar*>(input) != 0x78)
         return {};
-    const std::unique_ptr<uchar[]> filtered(new uchar[filteredSize]);
+    uchar* const filtered = m_filtered.get(filteredSize);
     size_t consumed = 0;
     // Without an output count libdeflate insists on exactly filteredSize bytes.
-    if (libdeflate_zlib_decompress_ex(m_decompressor.get(), input, size_t(layout.dataBytes), filtered.get(),
-                                      filteredSize, &consumed, nullptr)
+    if (libdeflate_zlib_decompress_ex(m_decompressor.get(), input, size_t(layout.dataBytes), filtered, filteredSize,
+                                      &consumed, nullptr)
             != LIBDEFLATE_SUCCESS
         || consumed != size_t(layout.dataBytes)) {
         return {};
     }
-    joined.reset();
 
     uchar* const pixels = image.bits();
     const size_t stride = size_t(image.bytesPerLine());
     const std::vector<uchar> zeroRow(width, 0);
     const uchar* previous = zeroRow.data();
     for (size_t y = 0; y < layout.height; ++y) {
-        const uchar* const in = filtered.get() + y * (width + 1);
+        const uchar* const in = filtered + y * (width + 1);
         uchar* const out = pixels + y * stride;
         if (!unfilterRow(in[0], in + 1, previous, out, layout.width))
             return {};

@@ -54,7 +54,27 @@ private:
     {
         void operator()(libdeflate_decompressor* decompressor) const;
     };
+
+    /// Memory kept from one decode() to the next, so that a worker does not allocate
+    /// (and fault in) the same buffers for every tile; a buffer larger than a few
+    /// tiles is given back after use.
+    class ScratchBuffer
+    {
+    public:
+        /// At least @p size bytes, uninitialised; valid until the next call.
+        uchar* get(size_t size);
+        void trim();
+
+    private:
+        std::unique_ptr<uchar[]> m_data;
+        size_t m_size = 0;
+    };
+
+    QImage decodeInto(const QByteArray& png);
+
     std::unique_ptr<libdeflate_decompressor, FreeDecompressor> m_decompressor;
+    ScratchBuffer m_joined; // several image data chunks, joined
+    ScratchBuffer m_filtered; // the inflated rows, each behind its filter type
 };
 
 } // namespace mivo::tiling
