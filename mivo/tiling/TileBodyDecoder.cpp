@@ -206,9 +206,9 @@ DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const Q
             // One per worker thread, so that its inflater is made once.
             thread_local PalettePngDecoder ownDecoder;
             image = ownDecoder.decode(inspection.essential);
-        }
-        if (image.isNull())
+        } else {
             image = decodePalette8(inspection.essential, inspection.header);
+        }
         if (!image.isNull())
             tile = std::make_shared<Tile>(id, image);
     }

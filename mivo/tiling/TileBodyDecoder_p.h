@@ -26,11 +26,15 @@ struct DecodedTileBody
     QString refusal; ///< empty when the body was handed to the decoder
 };
 
-/// Which decoder takes an accepted 8-bit palette PNG. All give the same tile; each
-/// hands a body it does not take to the next one down:
-/// - Fast: PalettePngDecoder (libdeflate; about half the CPU of the others), then LibSpng;
-/// - LibSpng: libspng (about a tenth less CPU than Qt's), then Qt;
-/// - Qt: Qt's reader, as parseTile() does, which takes every body.
+/// Which decoder takes an accepted 8-bit palette PNG; a body it does not take goes
+/// to Qt's reader, as parseTile() does:
+/// - Fast: PalettePngDecoder (libdeflate; about half the CPU of the others). It takes
+///   only well-formed bodies, on which all three agree, and leaves the rest to Qt's
+///   reader, the reference;
+/// - LibSpng: libspng (about a tenth less CPU than Qt's), the loader's former reader.
+///   It reads some damaged bodies that Qt's reader refuses (a zlib stream cut short in
+///   its checksum, a second palette);
+/// - Qt: Qt's reader alone.
 /// The slower ones are there to compare with.
 enum class PngDecoder
 {
