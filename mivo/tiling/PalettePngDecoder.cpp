@@ -123,16 +123,6 @@ bool walkChunks(const QByteArray& png, Layout& layout)
     }
 }
 
-uchar paeth(int a, int b, int c)
-{
-    const int pa = std::abs(b - c);
-    const int pb = std::abs(a - c);
-    const int pc = std::abs(a + b - 2 * c);
-    if (pa <= pb && pa <= pc)
-        return uchar(a);
-    return uchar(pb <= pc ? b : c);
-}
-
 // Undoes one row's filter (one byte a pixel); @p previous is the row above, unfiltered.
 bool unfilterRow(uchar filter, const uchar* in, const uchar* previous, uchar* out, quint32 width)
 {
@@ -154,11 +144,23 @@ bool unfilterRow(uchar filter, const uchar* in, const uchar* previous, uchar* ou
         for (quint32 x = 1; x < width; ++x)
             out[x] = uchar(in[x] + ((out[x - 1] + previous[x]) >> 1));
         return true;
-    case 4:
-        out[0] = uchar(in[0] + previous[0]);
-        for (quint32 x = 1; x < width; ++x)
-            out[x] = uchar(in[x] + paeth(out[x - 1], previous[x], previous[x - 1]));
+    case 4: {
+        // Paeth without branches: on noisy levels they are mispredicted half of the
+        // time. Only pb and pc wait for the pixel to the left.
+        int a = 0;
+        int c = 0;
+        for (quint32 x = 0; x < width; ++x) {
+            const int b = previous[x];
+            const int pa = std::abs(b - c);
+            const int pb = std::abs(a - c);
+            const int pc = std::abs(a - c + b - c);
+            const int notA = pb <= pc ? b : c;
+            a = uchar(in[x] + (((pa <= pb) & (pa <= pc)) ? a : notA));
+            out[x] = uchar(a);
+            c = b;
+        }
         return true;
+    }
     default:
         return false;
     }
