@@ -4,12 +4,13 @@
 // A tile body, through parseTile() and through the loader's checked decoding, whose
 // decoders must give the same tile: the loader's the same colours as Qt's, and the
 // loader's own palette reader, wherever it takes the body, the same level indices and
-// colour table as libspng (the reader it replaced). The
-// first byte picks the tile size the loader expects, so that bodies of the right size
-// get past the header check to the decoder. parseTile() alone is given only bodies
+// colour table as libspng (the reader it replaced). The first byte picks the tile size
+// the loader expects, so that bodies of the right size get past the header check to
+// the decoder. parseTile() alone is given only bodies
 // that do not declare a large image: it may allocate up to its own pixel cap, which
 // would slow every run down to a few a second (tests cover that cap).
 
+#include "../../tests/common/IndexedImages.h"
 #include "FuzzInput.h"
 
 #include <mivo/tiling/PalettePngDecoder_p.h>
@@ -18,28 +19,7 @@
 
 #include <QtEndian>
 
-#include <cstring>
-
 using namespace mivo::tiling;
-
-namespace {
-
-// Indices and colour tables alike (QImage's operator== compares the colours the
-// indices stand for).
-bool sameIndexedImage(const QImage& a, const QImage& b)
-{
-    if (a.isNull() || b.isNull())
-        return a.isNull() == b.isNull();
-    if (a.format() != b.format() || a.size() != b.size() || a.colorTable() != b.colorTable())
-        return false;
-    for (int y = 0; y < a.height(); ++y) {
-        if (std::memcmp(a.constScanLine(y), b.constScanLine(y), size_t(a.width())) != 0)
-            return false;
-    }
-    return true;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -78,7 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (!ownImage.isNull()) {
             const DecodedTileBody bySpng
                 = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22, PngDecoder::LibSpng);
-            if (!bySpng.tile || !sameIndexedImage(bySpng.tile->image, ownImage) || !sameIndexedImage(image, ownImage))
+            if (!bySpng.tile || !testsupport::sameIndexedImage(bySpng.tile->image, ownImage)
+                || !testsupport::sameIndexedImage(image, ownImage))
                 abort();
         }
     }

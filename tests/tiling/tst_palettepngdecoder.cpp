@@ -3,18 +3,19 @@
 
 // The loader's own palette PNG reader: hand-made PNGs with every filter type and the
 // edges of the chunk list and the image data stream, checked pixel by pixel, and each
-// body through the loader's decoding with the readers it replaces, which must agree.
+// body through the loader's decoding next to the readers it stands beside, which must
+// agree.
 
 #include "../../mivo/tiling/PalettePngDecoder_p.h"
 #include "../../mivo/tiling/TileBodyDecoder_p.h"
 #include "../hostile/HostileContent.h"
 
+#include <IndexedImages.h>
+
 #include <QBuffer>
 #include <QTest>
 
 #include <zlib.h>
-
-#include <cstring>
 
 using namespace mivo::tiling;
 
@@ -119,21 +120,6 @@ QByteArray pngWithFilters(const QVector<int>& filters)
     return pngOf({zlibStream(filteredRows(filters))});
 }
 
-// Indexed images compared by their indices and colour tables (QImage's operator==
-// compares the colours the indices stand for).
-bool sameIndexedImage(const QImage& a, const QImage& b)
-{
-    if (a.isNull() || b.isNull())
-        return a.isNull() == b.isNull();
-    if (a.format() != b.format() || a.size() != b.size() || a.colorTable() != b.colorTable())
-        return false;
-    for (int y = 0; y < a.height(); ++y) {
-        if (std::memcmp(a.constScanLine(y), b.constScanLine(y), size_t(a.width())) != 0)
-            return false;
-    }
-    return true;
-}
-
 QImage throughLoader(const QByteArray& png, PngDecoder decoder)
 {
     return decodeTileBody(png, TileId(1, 2, 3, 4), QSize(width, height), 1 << 20, decoder).tile->image;
@@ -165,7 +151,7 @@ private:
     {
         PalettePngDecoder decoder;
         const PngDecoder reference = decoder.decode(png).isNull() ? PngDecoder::Qt : PngDecoder::LibSpng;
-        QVERIFY(sameIndexedImage(throughLoader(png, PngDecoder::Fast), throughLoader(png, reference)));
+        QVERIFY(testsupport::sameIndexedImage(throughLoader(png, PngDecoder::Fast), throughLoader(png, reference)));
     }
 
 private Q_SLOTS:
@@ -383,7 +369,7 @@ private Q_SLOTS:
         PalettePngDecoder decoder;
         const QImage decoded = decoder.decode(png);
         QVERIFY(!decoded.isNull());
-        QVERIFY(sameIndexedImage(decoded, tile));
+        QVERIFY(testsupport::sameIndexedImage(decoded, tile));
     }
 
     void ancillaryChunksAreSkipped()
