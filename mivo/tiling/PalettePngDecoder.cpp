@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <vector>
 
 namespace mivo::tiling {
@@ -184,8 +185,8 @@ uchar* PalettePngDecoder::ScratchBuffer::get(size_t size)
 {
     if (size > m_size) {
         m_data.reset();
-        m_data.reset(new uchar[size]);
-        m_size = size;
+        m_data.reset(new (std::nothrow) uchar[size]);
+        m_size = m_data ? size : 0;
     }
     return m_data.get();
 }
@@ -222,6 +223,8 @@ QImage PalettePngDecoder::decodeInto(const QByteArray& png)
     const void* input = layout.data.front().data;
     if (layout.data.size() > 1) {
         uchar* const joined = m_joined.get(size_t(layout.dataBytes));
+        if (!joined)
+            return {};
         uchar* to = joined;
         for (const Piece& piece : layout.data) {
             std::memcpy(to, piece.data, piece.length);
@@ -234,6 +237,8 @@ QImage PalettePngDecoder::decodeInto(const QByteArray& png)
     if (layout.dataBytes < 2 || *static_cast<const uchar*>(input) != 0x78)
         return {};
     uchar* const filtered = m_filtered.get(filteredSize);
+    if (!filtered)
+        return {};
     size_t consumed = 0;
     // Without an output count libdeflate insists on exactly filteredSize bytes.
     if (libdeflate_zlib_decompress_ex(m_decompressor.get(), input, size_t(layout.dataBytes), filtered, filteredSize,

@@ -61,7 +61,8 @@ private:
     class ScratchBuffer
     {
     public:
-        /// At least @p size bytes, uninitialised; valid until the next call.
+        /// At least @p size bytes, uninitialised, valid until the next call; null when
+        /// they cannot be allocated.
         uchar* get(size_t size);
         void trim();
 
