@@ -2,14 +2,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 // A tile body, through parseTile() and through the loader's checked decoding, whose
-// two decoders (libspng and Qt's) must give the same tile. The
-// first byte picks the tile size the loader expects, so that bodies of the right size
-// get past the header check to the decoder. parseTile() alone is given only bodies
+// decoders must give the same tile: the loader's the same colours as Qt's, and the
+// loader's own palette reader, wherever it takes the body, the same level indices and
+// colour table as libspng (the reader it replaced). The first byte picks the tile size
+// the loader expects, so that bodies of the right size get past the header check to
+// the decoder. parseTile() alone is given only bodies
 // that do not declare a large image: it may allocate up to its own pixel cap, which
 // would slow every run down to a few a second (tests cover that cap).
 
+#include "../../tests/common/IndexedImages.h"
 #include "FuzzInput.h"
 
+#include <mivo/tiling/PalettePngDecoder_p.h>
 #include <mivo/tiling/TileBodyDecoder_p.h>
 #include <mivo/tiling/TileServerProtocol.h>
 
@@ -48,6 +52,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const DecodedTileBody byQt = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22, PngDecoder::Qt);
         if (!byQt.tile || !(byQt.tile->image == image))
             abort();
+        // Wherever the loader's own reader takes the body, its tile is exactly libspng's.
+        static PalettePngDecoder own;
+        const QImage ownImage = own.decode(body);
+        if (!ownImage.isNull()) {
+            const DecodedTileBody bySpng
+                = decodeTileBody(body, id, QSize(side, side), qint64(1) << 22, PngDecoder::LibSpng);
+            if (!bySpng.tile || !testsupport::sameIndexedImage(bySpng.tile->image, ownImage)
+                || !testsupport::sameIndexedImage(image, ownImage))
+                abort();
+        }
     }
     return 0;
 }

@@ -3,6 +3,8 @@
 
 #include "TileBodyDecoder_p.h"
 
+#include "PalettePngDecoder_p.h"
+
 #include <mivo/tiling/TileServerProtocol.h>
 
 #include <QtEndian>
@@ -61,9 +63,6 @@ Inspection inspect(const QByteArray& body)
         result.refusal = QStringLiteral("not a PNG image");
         return result;
     }
-    // Built while walking the chunks; dropped for the body itself when nothing is left out.
-    result.essential.reserve(body.size());
-    result.essential.append(body.constData(), signatureLength);
     const char* const data = body.constData();
     const qint64 size = body.size();
     qint64 at = signatureLength;
@@ -87,17 +86,23 @@ Inspection inspect(const QByteArray& body)
             result.header.colourType = static_cast<quint8>(fields[9]);
             first = false;
         }
-        if (isAncillary(type))
+        if (isAncillary(type)) {
+            // Everything before the first ancillary chunk is essential; from there on
+            // the critical chunks are copied.
+            if (!result.ancillary)
+                result.essential = QByteArray(data, int(at));
             result.ancillary = true;
-        else
+        } else if (result.ancillary) {
             result.essential.append(data + at, int(chunkOverhead + length));
+        }
         at += chunkOverhead + qint64(length);
         if (qstrncmp(type, "IEND", 4) == 0)
             break;
     }
     if (first)
         result.refusal = QStringLiteral("PNG has no header");
-    // Without ancillary chunks the body is its own essential part: decoded in place.
+    // Without ancillary chunks the body is its own essential part: decoded in place,
+    // not copied.
     if (!result.ancillary)
         result.essential = body;
     return result;
@@ -195,8 +200,15 @@ DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const Q
     if (!inspection.refusal.isEmpty())
         return {std::make_shared<Tile>(id, QImage()), inspection.refusal};
     std::shared_ptr<Tile> tile;
-    if (decoder == PngDecoder::Fast && inspection.header.colourType == Palette && inspection.header.bitDepth == 8) {
-        QImage image = decodePalette8(inspection.essential, inspection.header);
+    if (decoder != PngDecoder::Qt && inspection.header.colourType == Palette && inspection.header.bitDepth == 8) {
+        QImage image;
+        if (decoder == PngDecoder::Fast) {
+            // One per worker thread, so that its inflater is made once.
+            thread_local PalettePngDecoder ownDecoder;
+            image = ownDecoder.decode(inspection.essential);
+        } else {
+            image = decodePalette8(inspection.essential, inspection.header);
+        }
         if (!image.isNull())
             tile = std::make_shared<Tile>(id, image);
     }

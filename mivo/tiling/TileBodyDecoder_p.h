@@ -26,12 +26,20 @@ struct DecodedTileBody
     QString refusal; ///< empty when the body was handed to the decoder
 };
 
-/// Which decoder takes an accepted 8-bit palette PNG: libspng (Fast, about a tenth
-/// less CPU than Qt's) or Qt's, as parseTile() does. Both give the same tile; Qt's is
-/// there to compare with, and takes every body libspng does not.
+/// Which decoder takes an accepted 8-bit palette PNG; a body it does not take goes
+/// to Qt's reader, as parseTile() does:
+/// - Fast: PalettePngDecoder (libdeflate; about half the CPU of the others). It takes
+///   only well-formed bodies, on which all three agree, and leaves the rest to Qt's
+///   reader, the reference;
+/// - LibSpng: libspng (about a tenth less CPU than Qt's), the loader's former reader.
+///   It reads some damaged bodies that Qt's reader refuses (a zlib stream cut short in
+///   its checksum, a second palette);
+/// - Qt: Qt's reader alone.
+/// The slower ones are there to compare with.
 enum class PngDecoder
 {
     Fast,
+    LibSpng,
     Qt
 };
 
@@ -44,8 +52,8 @@ enum class PngDecoder
  * - an image of more than @p maximumPixels pixels.
  * Ancillary chunks (text, colour profiles, ...) are dropped before decoding: only the
  * level indices matter, and compressed text is a way to make a small body large.
- * An accepted 8-bit palette body is decoded by libspng (see PngDecoder), any other
- * by parseTile(), with the same result.
+ * An accepted 8-bit palette body is decoded by the decoder chosen by @p decoder (see
+ * PngDecoder), any other by parseTile(), with the same result.
  */
 DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const QSize& expectedSize,
                                qint64 maximumPixels, PngDecoder decoder = PngDecoder::Fast);
