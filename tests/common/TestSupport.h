@@ -8,15 +8,15 @@
 // thread's event loop, and a thread-safe recorder of log messages.
 
 #include <QMetaObject>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QObject>
 #include <QRegularExpression>
 #include <QStringList>
 #include <QTest>
 #include <QThread>
 
+#include <cstdio>
 #include <cstring>
+#include <mutex>
 
 namespace testsupport {
 
@@ -51,7 +51,9 @@ inline bool drainQueuedCalls(const QObject& object)
  *
  * Use it instead of QTest::ignoreMessage() for messages logged on worker threads: Qt 5's
  * test logger keeps its list of expected messages without a lock, so two threads
- * logging at once corrupt it. Only one recorder may live at a time.
+ * logging at once corrupt it. While a recorder lives, every message (also one passed
+ * on) goes through one lock, so the test logger never sees two at once either. Only
+ * one recorder may live at a time.
  */
 class MessageRecorder
 {
@@ -59,6 +61,7 @@ public:
     explicit MessageRecorder(const char* categoryPrefix)
         : m_prefix(categoryPrefix)
     {
+        const std::lock_guard<std::mutex> lock(mutex());
         Q_ASSERT(!s_active && "one message recorder at a time");
         s_active = this;
         m_previous = qInstallMessageHandler(&MessageRecorder::handle);
@@ -66,6 +69,9 @@ public:
 
     ~MessageRecorder()
     {
+        // A worker may be logging right now: it holds the lock for the whole message,
+        // so the recorder goes only after that message, and later ones find none.
+        const std::lock_guard<std::mutex> lock(mutex());
         qInstallMessageHandler(m_previous);
         s_active = nullptr;
     }
@@ -76,9 +82,9 @@ public:
     /** The recorded messages that match @p pattern, in the order they were logged. */
     QStringList matching(const QRegularExpression& pattern) const
     {
-        const QMutexLocker lock(&m_mutex);
         QStringList found;
-        for (const QString& message : m_messages) {
+        const QStringList all = messages();
+        for (const QString& message : all) {
             if (pattern.match(message).hasMatch()) {
                 found.append(message);
             }
@@ -89,17 +95,30 @@ public:
     /** Every recorded message. */
     QStringList messages() const
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard<std::mutex> lock(mutex());
         return m_messages;
     }
 
 private:
+    // A pthread lock rather than a QMutex: ThreadSanitizer sees what it orders. Not
+    // recursive: Qt sends a message logged inside a handler straight to stderr.
+    static std::mutex& mutex()
+    {
+        static std::mutex instance;
+        return instance;
+    }
+
     static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message)
     {
+        const std::lock_guard<std::mutex> lock(mutex());
         MessageRecorder* const recorder = s_active;
+        if (!recorder) {
+            // The recorder went between Qt's look at the handler and this call.
+            std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+            return;
+        }
         if (context.category
             && std::strncmp(context.category, recorder->m_prefix, std::strlen(recorder->m_prefix)) == 0) {
-            const QMutexLocker lock(&recorder->m_mutex);
             recorder->m_messages.append(message);
             return;
         }
@@ -110,7 +129,6 @@ private:
 
     const char* m_prefix;
     QtMessageHandler m_previous = nullptr;
-    mutable QMutex m_mutex;
     QStringList m_messages;
 };
 

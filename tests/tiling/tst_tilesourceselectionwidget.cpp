@@ -23,6 +23,7 @@
 using namespace mivo::tiling;
 using sourcetest::buttons;
 using sourcetest::buttonTexts;
+using sourcetest::clickRadio;
 using sourcetest::WatchedManager;
 
 namespace {
@@ -356,23 +357,23 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&widget));
         QSignalSpy picked(&widget, &TileSourceSelectionWidget::si_activeTileSourceChanged);
 
-        QTest::mouseClick(buttonWithText(widget, QStringLiteral("b")), Qt::LeftButton);
+        clickRadio(buttonWithText(widget, QStringLiteral("b")));
         QCOMPARE(picked.count(), 1);
         QCOMPARE(picked.at(0).at(0).toString(), QStringLiteral("z1"));
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("b")});
         QCOMPARE(widget.activeTileSource(), QStringLiteral("z1"));
 
         // Again on the checked button: emitted again.
-        QTest::mouseClick(buttonWithText(widget, QStringLiteral("b")), Qt::LeftButton);
+        clickRadio(buttonWithText(widget, QStringLiteral("b")));
         QCOMPARE(picked.count(), 2);
         QCOMPARE(picked.at(1).at(0).toString(), QStringLiteral("z1"));
 
-        QTest::mouseClick(buttonWithText(widget, QStringLiteral("a")), Qt::LeftButton);
+        clickRadio(buttonWithText(widget, QStringLiteral("a")));
         QCOMPARE(picked.count(), 3);
         QCOMPARE(picked.at(2).at(0).toString(), QStringLiteral("z2"));
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("a")});
 
-        QTest::mouseClick(buttonWithText(widget, QStringLiteral("None")), Qt::LeftButton);
+        clickRadio(buttonWithText(widget, QStringLiteral("None")));
         QCOMPARE(picked.count(), 4);
         QVERIFY(picked.at(3).at(0).toString().isNull());
         QVERIFY(widget.activeTileSource().isNull());
@@ -439,7 +440,7 @@ private Q_SLOTS:
         QCOMPARE(checkedTexts(widget), QStringList{QStringLiteral("None")});
 
         QSignalSpy picked(&widget, &TileSourceSelectionWidget::si_activeTileSourceChanged);
-        QTest::mouseClick(buttonWithText(widget, QStringLiteral("Empty")), Qt::LeftButton);
+        clickRadio(buttonWithText(widget, QStringLiteral("Empty")));
         QCOMPARE(picked.count(), 1);
         QVERIFY(picked.at(0).at(0).toString().isEmpty());
         QVERIFY(!picked.at(0).at(0).toString().isNull());
