@@ -9,6 +9,7 @@
 #include <mivo/tiling/TileSourceManager.h>
 #include <mivo/tiling/TileSourceSelectionWidget.h>
 
+#include "../common/RadioButtonClick.h"
 #include "../common/TestTiles.h"
 
 #include <TestHttpServer.h>
@@ -18,8 +19,6 @@
 #include <QRectF>
 #include <QSignalSpy>
 #include <QStringList>
-#include <QStyle>
-#include <QStyleOptionButton>
 #include <QTest>
 
 namespace sourcetest {
@@ -46,18 +45,6 @@ inline QList<QRadioButton*> buttons(const mivo::tiling::TileSourceSelectionWidge
     for (int i = 0; i < widget.layout()->count(); ++i)
         list.append(qobject_cast<QRadioButton*>(widget.layout()->itemAt(i)->widget()));
     return list;
-}
-
-/// Clicks @p button on its mark. Its centre can lie in the empty width beside a short
-/// text, where a radio button ignores clicks; whether it does depends on the platform's
-/// font metrics (it does with the offscreen platform).
-inline void clickRadio(QRadioButton* button)
-{
-    QTEST_ASSERT(button);
-    QStyleOptionButton option;
-    option.initFrom(button);
-    const QRect mark = button->style()->subElementRect(QStyle::SE_RadioButtonIndicator, &option, button);
-    QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, mark.center());
 }
 
 inline QStringList buttonTexts(const mivo::tiling::TileSourceSelectionWidget& widget)

@@ -137,7 +137,7 @@ private Q_SLOTS:
                 [&](const QString& id) { provider.setTileSource(watched.manager.tileSource(id).baseUrl); });
         QSignalSpy picked(&picker, &TileSourceSelectionWidget::si_activeTileSourceChanged);
         auto* second = sourcetest::buttons(picker).at(2);
-        sourcetest::clickRadio(second);
+        testsupport::clickRadio(second);
         QCOMPARE(picked.count(), 1);
         QCOMPARE(picked.at(0).at(0).toString(), QStringLiteral("beta"));
         QVERIFY(second->isChecked());

@@ -23,8 +23,8 @@
 using namespace mivo::tiling;
 using sourcetest::buttons;
 using sourcetest::buttonTexts;
-using sourcetest::clickRadio;
 using sourcetest::WatchedManager;
+using testsupport::clickRadio;
 
 namespace {
 

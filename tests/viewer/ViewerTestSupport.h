@@ -9,6 +9,7 @@
 #include "ColourScheme.h"
 #include "WaterfallView.h"
 
+#include "../common/RadioButtonClick.h"
 #include "../common/TestTiles.h"
 
 #include <mivo/tiling/TileId.h>
@@ -184,13 +185,6 @@ inline QRadioButton* pickerButton(const mivo::tiling::TileSourceSelectionWidget&
         }
     }
     return nullptr;
-}
-
-/// A click where a radio button takes it: on its mark, not in the empty width beside a
-/// short text.
-inline void clickRadio(QRadioButton* button)
-{
-    QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, QPoint(8, button->height() / 2));
 }
 
 } // namespace viewertest

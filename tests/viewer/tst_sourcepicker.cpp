@@ -31,7 +31,7 @@ using namespace mivo::viewer;
 
 namespace {
 
-using viewertest::clickRadio;
+using testsupport::clickRadio;
 using viewertest::pickerButton;
 
 const QRectF alphaExtents(100e6, 1704110400.0, 2e6, 60.0);

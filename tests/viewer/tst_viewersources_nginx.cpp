@@ -147,7 +147,7 @@ private Q_SLOTS:
                 && picker.width() >= picker.sizeHint().width();
             QRadioButton* second = pickerButton(view->sources().picker(), beta.id);
             if (second)
-                viewertest::clickRadio(second);
+                testsupport::clickRadio(second);
             pickerShown = pickerShown && !menu.isVisible(); // a pick closes the popup
         }));
         QVERIFY(pickerShown);
@@ -186,7 +186,7 @@ private Q_SLOTS:
         // "None": no source, nothing drawn, the view where it was.
         QVERIFY(viewertest::whileMenuOpen(button, [&](QMenu&) {
             if (QRadioButton* none = pickerButton(view->sources().picker(), QString()))
-                viewertest::clickRadio(none);
+                testsupport::clickRadio(none);
         }));
         QVERIFY(!view->provider().tileSystem().isValid());
         QCOMPARE(view->widget().coordSystem().displayedValueRange(), shown);
