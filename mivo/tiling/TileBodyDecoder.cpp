@@ -192,7 +192,7 @@ QImage decodePalette8(const QByteArray& png, const PngHeader& header)
 } // namespace
 
 DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const QSize& expectedSize,
-                               qint64 maximumPixels, PngDecoder decoder)
+                               qint64 maximumPixels, PngDecoder decoder, PalettePngDecoder* reusableDecoder)
 {
     Inspection inspection = inspect(body);
     if (inspection.refusal.isEmpty())
@@ -202,9 +202,10 @@ DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const Q
     std::shared_ptr<Tile> tile;
     if (decoder != PngDecoder::Qt && inspection.header.colourType == Palette && inspection.header.bitDepth == 8) {
         QImage image;
-        if (decoder == PngDecoder::Fast) {
-            // One per worker thread, so that its inflater is made once.
-            thread_local PalettePngDecoder ownDecoder;
+        if (decoder == PngDecoder::Fast && reusableDecoder) {
+            image = reusableDecoder->decode(inspection.essential);
+        } else if (decoder == PngDecoder::Fast) {
+            PalettePngDecoder ownDecoder;
             image = ownDecoder.decode(inspection.essential);
         } else {
             image = decodePalette8(inspection.essential, inspection.header);

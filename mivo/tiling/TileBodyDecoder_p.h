@@ -18,6 +18,8 @@
 
 namespace mivo::tiling {
 
+class PalettePngDecoder;
+
 /// The result of decodeTileBody(): the tile (never null; its image is null when the
 /// body was refused or does not decode) and, for a refusal, why.
 struct DecodedTileBody
@@ -53,9 +55,12 @@ enum class PngDecoder
  * Ancillary chunks (text, colour profiles, ...) are dropped before decoding: only the
  * level indices matter, and compressed text is a way to make a small body large.
  * An accepted 8-bit palette body is decoded by the decoder chosen by @p decoder (see
- * PngDecoder), any other by parseTile(), with the same result.
+ * PngDecoder), any other by parseTile(), with the same result. With PngDecoder::Fast,
+ * @p reusableDecoder (used by the calling thread only) keeps its inflater and buffers
+ * from one call to the next; without it, one is made for the call.
  */
 DecodedTileBody decodeTileBody(const QByteArray& body, const TileId& id, const QSize& expectedSize,
-                               qint64 maximumPixels, PngDecoder decoder = PngDecoder::Fast);
+                               qint64 maximumPixels, PngDecoder decoder = PngDecoder::Fast,
+                               PalettePngDecoder* reusableDecoder = nullptr);
 
 } // namespace mivo::tiling

@@ -5,6 +5,7 @@
 
 #include "../core/Logging_p.h"
 #include "BoundedBody_p.h"
+#include "PalettePngDecoder_p.h"
 #include "TileBodyDecoder_p.h"
 #include "TileLoadFailureReporter_p.h"
 
@@ -155,7 +156,10 @@ void TileLoaderThread::sl_replyFinished(QNetworkReply* reply)
 
 void TileLoaderThread::deliver(const TileId& tileId, const QByteArray& body)
 {
-    const DecodedTileBody decoded = decodeTileBody(body, tileId, tileSize(), settings().maximumTilePixels);
+    if (!m_pngDecoder)
+        m_pngDecoder = std::make_unique<PalettePngDecoder>();
+    const DecodedTileBody decoded
+        = decodeTileBody(body, tileId, tileSize(), settings().maximumTilePixels, PngDecoder::Fast, m_pngDecoder.get());
     if (!decoded.refusal.isEmpty())
         qCDebug(lcTiling).noquote() << "tile" << tileId.toString() << "refused:" << decoded.refusal;
     {

@@ -22,6 +22,7 @@ class QNetworkReply;
 
 namespace mivo::tiling {
 
+class PalettePngDecoder;
 class TileLoadFailureReporter;
 
 /**
@@ -104,6 +105,10 @@ private:
     TileLoadFailureReporter* m_failureReporter; // child of this object
     QNetworkAccessManager* m_networkAccessManager; // child of this object until shutdown
     QMap<TileId, QNetworkReply*> m_pendingReplies; // keyed and ordered by tile key
+    // Made and used in this thread only, kept from one tile to the next. A member, not a
+    // thread_local: a thread-local object with a destructor would keep the library
+    // loaded after dlclose until every thread that decoded has fully ended.
+    std::unique_ptr<PalettePngDecoder> m_pngDecoder;
 };
 
 } // namespace mivo::tiling
