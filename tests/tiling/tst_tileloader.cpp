@@ -463,8 +463,11 @@ private Q_SLOTS:
             serveTile(tiles.last());
         }
         QHash<quint32, int> workerOfKey;
+        // The workers' signals come queued: tiles still on their way when the test ends
+        // must go with this receiver, not reach the map after it is gone.
+        QObject receiver;
         for (int i = 0; i < loader.workerCount(); ++i) {
-            connect(&loader.worker(i), &TileLoaderThread::si_tileLoaded, this,
+            connect(&loader.worker(i), &TileLoaderThread::si_tileLoaded, &receiver,
                     [&workerOfKey, i](std::shared_ptr<Tile> tile) { workerOfKey.insert(tile->tileId.key(), i); });
         }
         QSignalSpy loaded(&loader, &ITileLoader::si_tileLoaded);
